@@ -1,0 +1,18 @@
+# What every target of our own is compiled with. Generated code (moc, the adaptor's header) goes
+# through the same flags.
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror
+    $<$<CONFIG:Debug>:-O0>)
+target_compile_definitions(project_options INTERFACE
+    QT_DEPRECATED_WARNINGS QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING)
+
+if(HALVEX_SANITIZE)
+    target_compile_options(project_options INTERFACE
+        -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(project_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(HALVEX_COVERAGE)
+    target_compile_options(project_options INTERFACE --coverage -fprofile-abs-path)
+    target_link_options(project_options INTERFACE --coverage)
+endif()

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QStringList>
+
+/// Collects the Qt messages of this process for as long as it lives; one at a time.
+///
+/// Each is kept as its level, a colon, a blank and its text: "warning: Empty service name".
+class MessageLog
+{
+public:
+    MessageLog();
+    ~MessageLog();
+    MessageLog(const MessageLog &) = delete;
+    MessageLog &operator=(const MessageLog &) = delete;
+
+    /// The messages so far, in order.
+    [[nodiscard]] QStringList messages() const;
+};

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+#include "security/path_environment.h"
+#include "support/host_files.h"
+#include "support/message_log.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+class PathEnvironment : public testing::Test
+{
+protected:
+    /// What the check says of @p path: its verdict and its messages.
+    static bool mustBeReplaced(const QByteArray &path)
+    {
+        qputenv("PATH", path);
+        return halvex::checkPathEnvironment();
+    }
+
+    static void makeDirectory(const char *path, mode_t mode)
+    {
+        ASSERT_EQ(mkdir(path, 0700), 0);
+        ASSERT_EQ(chmod(path, mode), 0);
+    }
+
+    MessageLog log;
+};
+
+TEST_F(PathEnvironment, TheFourCoreDirectoriesAreAcceptedInSilence)
+{
+    EXPECT_FALSE(mustBeReplaced("/usr/bin:/bin:/usr/sbin:/sbin"));
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(PathEnvironment, ASafeDirectoryBesideACoreDirectoryIsAccepted)
+{
+    EXPECT_FALSE(mustBeReplaced("/usr/local/bin:/usr/bin"));
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(PathEnvironment, AnUnsetPathIsRefused)
+{
+    qunsetenv("PATH");
+    EXPECT_TRUE(halvex::checkPathEnvironment());
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH环境变量为空"});
+}
+
+TEST_F(PathEnvironment, AnEmptyPathIsRefused)
+{
+    EXPECT_TRUE(mustBeReplaced(""));
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH环境变量为空"});
+}
+
+TEST_F(PathEnvironment, EmptyItemsContributeNothing)
+{
+    EXPECT_FALSE(mustBeReplaced(":/usr/bin::/bin:"));
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(PathEnvironment, OnlySeparatorsLackACoreDirectory)
+{
+    EXPECT_TRUE(mustBeReplaced(":::"));
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH缺失系统核心目录"});
+}
+
+TEST_F(PathEnvironment, ADotIsRefusedAtItsPlace)
+{
+    EXPECT_TRUE(mustBeReplaced(".:/missing:/usr/bin"));
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH包含相对路径项 \".\""});
+}
+
+TEST_F(PathEnvironment, ARelativeItemIsResolvedAgainstTheWorkingDirectory)
+{
+    makeDirectory("/srv/tools", 0755);
+    ASSERT_TRUE(QDir::setCurrent("/srv"));
+    EXPECT_FALSE(mustBeReplaced("tools:./tools:/usr/bin"));
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(PathEnvironment, AMissingDirectoryGivesTheReasonAndThenTheVerdict)
+{
+    EXPECT_TRUE(mustBeReplaced("/missing:/usr/bin"));
+    EXPECT_EQ(
+        log.messages(),
+        (QStringList{"warning: [PATH校验] realpath 失败: \"/missing\" No such file or directory",
+                     "warning: [PATH安全警告] 路径无法规范化: \"/missing\""}));
+}
+
+TEST_F(PathEnvironment, EachHighRiskDirectoryIsRefusedWithAllBelowIt)
+{
+    for (const char *path : {"/tmp", "/dev/shm", "/var/tmp", "/tmp/bin", "/dev/shm/a/b"}) {
+        ASSERT_TRUE(QDir().mkpath(path));
+        const MessageLog each;
+        EXPECT_TRUE(mustBeReplaced(QByteArray("/usr/bin:") + path)) << path;
+        EXPECT_EQ(each.messages(),
+                  QStringList{QString("warning: [PATH安全警告] PATH包含高危临时目录: \"%1\" "
+                                      "(原始: \"%1\" )")
+                                  .arg(path)});
+    }
+}
+
+TEST_F(PathEnvironment, ALinkIntoAHighRiskDirectoryIsNamedResolvedAndAsWritten)
+{
+    makeDirectory("/tmp/bin", 0755);
+    ASSERT_EQ(symlink("/tmp/bin", "/opt/tools"), 0);
+    EXPECT_TRUE(mustBeReplaced("/opt/tools:/usr/bin"));
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH包含高危临时目录: "
+                                          "\"/tmp/bin\" (原始: \"/opt/tools\" )"});
+}
+
+TEST_F(PathEnvironment, ANameThatOnlyBeginsLikeAHighRiskDirectoryIsAccepted)
+{
+    makeDirectory("/tmpfoo", 0755);
+    EXPECT_FALSE(mustBeReplaced("/tmpfoo:/usr/bin"));
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(PathEnvironment, AFileIsNoDirectory)
+{
+    EXPECT_TRUE(mustBeReplaced("/etc/passwd:/usr/bin"));
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH校验] PATH项不是目录: \"/etc/passwd\""});
+}
+
+TEST_F(PathEnvironment, AWorldWritableDirectoryIsRefused)
+{
+    makeDirectory("/srv/open", 0777);
+    EXPECT_TRUE(mustBeReplaced("/srv/open:/usr/bin"));
+    EXPECT_EQ(log.messages(),
+              QStringList{"warning: [PATH安全警告] 目录全局可写(world writable): \"/srv/open\""});
+}
+
+TEST_F(PathEnvironment, TheStickyBitExemptsNoWorldWritableDirectory)
+{
+    makeDirectory("/srv/sticky", 01777);
+    EXPECT_TRUE(mustBeReplaced("/usr/bin:/srv/sticky"));
+    EXPECT_EQ(log.messages(),
+              QStringList{"warning: [PATH安全警告] 目录全局可写(world writable): \"/srv/sticky\""});
+}
+
+TEST_F(PathEnvironment, AGroupWritableDirectoryIsAccepted)
+{
+    makeDirectory("/srv/group", 0775);
+    EXPECT_FALSE(mustBeReplaced("/srv/group:/usr/bin"));
+}
+
+TEST_F(PathEnvironment, ASafePathWithoutACoreDirectoryIsRefused)
+{
+    EXPECT_TRUE(mustBeReplaced("/usr/local/bin"));
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH缺失系统核心目录"});
+}
+
+TEST_F(PathEnvironment, OneCoreDirectoryIsEnough)
+{
+    EXPECT_FALSE(mustBeReplaced("/usr/sbin"));
+}
+
+TEST_F(PathEnvironment, OnlyTheFirstProblemIsReported)
+{
+    EXPECT_TRUE(mustBeReplaced("/usr/local/bin:/tmp:/missing:."));
+    EXPECT_EQ(log.messages().size(), 1);
+}
+
+TEST_F(PathEnvironment, AnEmptyItemHasNoCanonicalPathAndNoMessage)
+{
+    EXPECT_EQ(halvex::canonicalPath(QString()), QString());
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+} // namespace
