@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+//
+// The one object that carries the daemon's bus methods, its two signals and its table of paths.
+// Each slot asks the gate and hands over to the module that does the work; nothing else happens
+// here.
+#pragma once
+
+#include "dbus/detect_type.h"
+#include "security/secure_caller_checker.h"
+
+#include <QDBusContext>
+#include <QDBusInterface>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+/// Serves every bus method. Each returns a status: 0 success, -1 failure, -999 when the gate
+/// refused the caller, which then also leaves the line "The caller has no permission" in syslog
+/// (LOG_INFO) and every out-value untouched. Other values are the module's.
+class halvexDesktopDaemonService : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+
+public:
+    /// Makes the gate ready, registers DetectType, finds out the host's edition and, on any but a
+    /// server edition, connects to the upgrade service's signals.
+    explicit halvexDesktopDaemonService(QObject *parent = nullptr);
+
+    [[nodiscard]] QString interventionConfigPath() const;
+    [[nodiscard]] QString notifyConfigPath() const;
+    [[nodiscard]] QString blockTimePath() const;
+    /// The host's edition chooses between the two files, never a caller's DetectType.
+    [[nodiscard]] QString aiConfigPath() const;
+    [[nodiscard]] QString alertsDirPath() const;
+    [[nodiscard]] QString alertsExportPath() const;
+    [[nodiscard]] QString researchStatePath() const;
+
+signals:
+    void installProgress(int percent, const QString &status, const QString &details);
+    /// @param success    0 when the installation succeeded, 1 when it failed
+    /// @param errorCode  the readable description of the upgrade service's error code
+    void installFinished(int success, const QStringList &packages, const QString &errorCode,
+                         const QString &errorMsg);
+
+public slots:
+    int getServiceStatus(const QString &serviceName, int type);
+    int setServiceStatus(const QString &serviceName, int status, int type);
+    int restartService(const QString &serviceName);
+    int getInterventionConfig(const QString &actionName, const QString &fieldName,
+                              QString &fieldValue);
+    int getNotifyConfig(QString &notifyDisabled, QString &notifyTimeout, QString &notifyFold);
+    int setInterventionConfig(const QString &actionName, const QString &fieldName,
+                              const QString &fieldValue);
+    int setNotifyConfig(const QString &notifyDisabled, const QString &notifyTimeout,
+                        const QString &notifyFold);
+    int getAiConfig(DetectType type, const QString &key, QString &value);
+    int setAiConfig(DetectType type, const QString &key, const QString &value);
+    int installPackages(const QStringList &packagePaths);
+    int generateLogFile();
+    int getEventTotalCount(QString &eventCount);
+    int getAiInferencesCount(QString &inferenceCount);
+
+private slots:
+    void handleInstallProgress(int percent, const QString &status, const QString &details);
+    void handleInstallFinished(bool success, const QStringList &packages, const QString &errorCode,
+                               const QString &errorMsg);
+
+private:
+    /// What a method does to the system, and so what its caller must be.
+    enum class Access {
+        Read,   ///< any allowed front end may
+        Change, ///< only an administrator's
+    };
+
+    /// Tells whether the bus caller of the current slot may proceed. Refuses, with the warning "Not
+    /// a DBus call", when there is none.
+    [[nodiscard]] bool checkCaller(bool requireAdmin) const;
+
+    /// Runs @p work if the gate lets the caller through, and returns its status. The one place that
+    /// knows what a refusal looks like.
+    template <typename Work>
+    int guarded(Access access, Work work) const;
+
+    std::unique_ptr<QDBusInterface> upgradeInterface;
+    bool isServerEdition = false;
+    SecureCallerChecker callerChecker;
+};

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QMetaType>
+
+class QDBusArgument;
+
+/// Selects an AI detection engine; on the bus a structure of one signed 32-bit integer, "(i)".
+struct DetectType
+{
+    int type = 0;
+};
+Q_DECLARE_METATYPE(DetectType)
+
+QDBusArgument &operator<<(QDBusArgument &argument, const DetectType &detectType);
+const QDBusArgument &operator>>(const QDBusArgument &argument, DetectType &detectType);
+
+namespace halvex {
+
+/// Makes DetectType known to Qt's meta-types, under that name, and to its bus types. Must come
+/// before the first object that uses it is put on the bus.
+void registerDetectType();
+
+} // namespace halvex

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "dbus/bus_names.h"
+#include "dbus/daemon_service.h"
+#include "halvex_desktop_daemon_adapter.h"
+#include "security/path_environment.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDebug>
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+int main(int argc, char **argv)
+{
+    if (halvex::checkPathEnvironment()) {
+        qputenv("PATH", "/usr/bin:/bin:/usr/sbin:/sbin");
+    }
+    // putenv keeps the array itself, so it must outlive everything.
+    static char locale[] = "LC_ALL=en_US.UTF-8";
+    putenv(locale);
+    setlocale(LC_ALL, "");
+    // A file or a journal gets each printed line at once, not when the daemon ends.
+    static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ));
+
+    // Destroyed in the reverse order, the bus handle first.
+    const QCoreApplication application(argc, argv);
+    const auto service = std::make_unique<halvexDesktopDaemonService>();
+    const auto adapter = std::make_unique<halvexDesktopDaemonAdapter>(service.get());
+    QDBusConnection bus = QDBusConnection::systemBus();
+
+    if (!bus.isConnected()) {
+        qDebug() << "Can not conneced to system bus, exiting ..." << Qt::endl;
+        // Without an event loop this ends nothing; claiming the name below fails, and that does.
+        QCoreApplication::exit(1);
+    }
+    if (!bus.registerService(halvex::busName)) {
+        const auto fresh =
+            QDBusConnection::connectToBus(QDBusConnection::SystemBus, halvex::busName);
+        qDebug() << fresh.lastError().message() << Qt::endl;
+        QCoreApplication::exit(1);
+        return 1;
+    }
+    if (!bus.registerObject(halvex::objectPath, service.get(), QDBusConnection::ExportAdaptors)) {
+        // Callers then get the bus's own error for an unknown object.
+        qDebug() << "failed to register halvex desktop service: " << bus.lastError().message()
+                 << Qt::endl;
+    }
+    qDebug() << "dbus service start" << Qt::endl;
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include "security/caller_privilege.h"
+
+#include "util/switch_reader.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusReply>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <grp.h>
+#include <pwd.h>
+#include <unistd.h>
+
+namespace halvex {
+namespace {
+
+/// The separated administrator role that may manage this daemon.
+constexpr unsigned separatedAdminUid = 600;
+
+} // namespace
+
+bool selfIsAdmin = false;
+
+bool isPrivilegedCaller(QDBusConnectionInterface *bus, const QString &busName)
+{
+    if (bus == nullptr) {
+        return false;
+    }
+    const uint uid = bus->serviceUid(busName).value();
+    if (isThreeAdminMode()) {
+        return uid == separatedAdminUid;
+    }
+    return isAdminUid(uid);
+}
+
+bool isThreeAdminMode()
+{
+    return readSwitchFromCommand("/usr/sbin/getstatus", "three admin");
+}
+
+bool isAdminUid(unsigned uid)
+{
+    return uid == 0 || isWheelMemberByUid(uid) == 1;
+}
+
+int isWheelMemberByUid(qint64 uid)
+{
+    errno = 0; // a user who is not there leaves it as it was
+    const passwd *user = getpwuid(static_cast<uid_t>(uid));
+    if (user == nullptr) {
+        std::printf("Failed to get passwd struct for %ld: %s\n", static_cast<long>(uid),
+                    strerror(errno));
+        return -1;
+    }
+    return isWheelMember(user->pw_name);
+}
+
+int isWheelMember(const char *userName)
+{
+    errno = 0;
+    const group *wheel = getgrnam("wheel");
+    if (wheel == nullptr) {
+        std::printf("Failed to get group for %s: %s\n", "wheel", strerror(errno));
+        return -1;
+    }
+    for (char **member = wheel->gr_mem; *member != nullptr; ++member) {
+        if (std::strcmp(*member, userName) == 0) {
+            std::printf("%s is sudo group\n", userName);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+void checkSelfPrivilege()
+{
+    const unsigned uid = getuid();
+    if (isThreeAdminMode() ? uid == 0 : isAdminUid(uid)) {
+        selfIsAdmin = true;
+    }
+}
+
+} // namespace halvex

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+//
+// Who is an administrator. The operating system can run with three separated administrator roles;
+// its status tool /usr/sbin/getstatus tells whether it does. With them, one fixed user id
+// administers the suite and not even root does; without them, root and the members of the group
+// "wheel" do.
+//
+// Reads the user and group databases, runs the status tool, and waits for it without a limit. What
+// is said here goes to standard output. Main thread only: the database lookups use static buffers.
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+class QDBusConnectionInterface;
+
+namespace halvex {
+
+/// Tells whether the bus client @p busName is an administrator.
+///
+/// Asks the bus for the client's user id and runs the status tool, both at every call. A failed
+/// question counts as user id 0: a client that has left the bus looks like root here, so whoever
+/// lets it change anything must first make sure that it is still there.
+///
+/// @return false for a null @p bus
+[[nodiscard]] bool isPrivilegedCaller(QDBusConnectionInterface *bus, const QString &busName);
+
+/// Asks the status tool whether the three administrator roles are separated. A tool that is
+/// missing, fails or says nothing of it means no.
+[[nodiscard]] bool isThreeAdminMode();
+
+/// Tells whether @p uid administers a host without separated roles.
+[[nodiscard]] bool isAdminUid(unsigned uid);
+
+/// Looks @p uid up and tells whether its user is a member of the group wheel.
+///
+/// @return 1 for a member, 0 for none, -1 when there is no such user or group, which is then said
+/// on
+///         standard output
+[[nodiscard]] int isWheelMemberByUid(qint64 uid);
+
+/// Tells whether @p userName is named in the member list of the group wheel. A primary group does
+/// not count.
+///
+/// @return 1 for a member (and says so on standard output), 0 for none, -1 when there is no such
+/// group
+///         (which is said there too)
+[[nodiscard]] int isWheelMember(const char *userName);
+
+/// Whether the daemon itself runs as an administrator, once checkSelfPrivilege() has found so.
+extern bool selfIsAdmin;
+
+/// Sets selfIsAdmin when the daemon's own user administers the host; never resets it. With
+/// separated roles that is root here, since the daemon is no caller. Nothing in the daemon needs it
+/// yet.
+void checkSelfPrivilege();
+
+} // namespace halvex

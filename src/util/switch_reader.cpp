@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include "util/switch_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+namespace halvex {
+namespace {
+
+struct PipeCloser
+{
+    void operator()(std::FILE *pipe) const { static_cast<void>(pclose(pipe)); }
+};
+
+bool startsWith(std::string_view text, std::string_view beginning)
+{
+    return text.substr(0, beginning.size()) == beginning;
+}
+
+std::string trimmed(const std::string &text)
+{
+    constexpr const char *whiteSpace = " \t\n\r";
+    const auto first = text.find_first_not_of(whiteSpace);
+    if (first == std::string::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(whiteSpace) - first + 1);
+}
+
+} // namespace
+
+std::optional<bool> switchInLine(std::string line, const std::string &key)
+{
+    std::transform(line.begin(), line.end(), line.begin(),
+                   [](unsigned char byte) { return static_cast<char>(std::tolower(byte)); });
+    const auto keyStart = line.find(key);
+    if (keyStart == std::string::npos) {
+        return std::nullopt;
+    }
+    const auto colon = line.find(':', keyStart);
+    if (colon == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::string value = trimmed(line.substr(colon + 1));
+    return startsWith(value, "on") || startsWith(value, "enable");
+}
+
+bool readSwitchFromCommand(const char *command, const char *key)
+{
+    // "e" keeps the pipe out of every other child.
+    const std::unique_ptr<std::FILE, PipeCloser> pipe(popen(command, "re"));
+    if (!pipe) {
+        return false;
+    }
+    // A longer line is seen as several pieces, each judged as a line of its own.
+    std::array<char, 1024> piece{};
+    while (std::fgets(piece.data(), static_cast<int>(piece.size()), pipe.get()) != nullptr) {
+        if (const auto isOn = switchInLine(piece.data(), key)) {
+            return *isOn;
+        }
+    }
+    return false;
+}
+
+} // namespace halvex
