@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: MIT
+//
+// Stands in for the suite's graphical front end: calls any method of the daemon and shows what
+// comes back, or listens to its signals. The daemon answers it only from one of the front end's own
+// paths.
+#include "dbus/bus_names.h"
+#include "dbus/detect_type.h"
+#include "frontend/interface_description.h"
+
+#include <QCoreApplication>
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+
+#include <optional>
+
+namespace {
+
+constexpr int answered = 0;
+constexpr int failed = 1;
+constexpr int misused = 2;
+
+QTextStream &out()
+{
+    static QTextStream stream(stdout);
+    return stream;
+}
+
+QString argumentText(const Argument &argument)
+{
+    return argument.name + (argument.type == "as" ? "..." : "");
+}
+
+int showUsage(const InterfaceDescription &description)
+{
+    out() << "Usage: halvex-desktop [--json] METHOD [ARGUMENT]...   call a method of the daemon\n"
+             "       halvex-desktop [--json] --listen [COUNT]        show signals; all, or COUNT\n"
+             "\n"
+             "Methods:\n";
+    for (const Member &method : description.methods) {
+        QStringList arguments;
+        for (const Argument &argument : method.in) {
+            arguments << argumentText(argument);
+        }
+        out() << "  " << method.name << " " << arguments.join(' ') << "\n";
+    }
+    out().flush();
+    return misused;
+}
+
+/// The bus value of @p texts for an argument of the signature @p type; an invalid one if there is
+/// no such value. Only a list takes more than one text.
+QVariant busValue(const QString &type, const QStringList &texts)
+{
+    if (type == "as") {
+        return texts;
+    }
+    if (type == "s") {
+        return texts.first();
+    }
+    bool isNumber = false;
+    const int number = texts.first().toInt(&isNumber);
+    if (!isNumber) {
+        return {};
+    }
+    return type == "(i)" ? QVariant::fromValue(DetectType{number}) : QVariant(number);
+}
+
+std::optional<QVariantList> busValues(const Member &method, const QStringList &texts)
+{
+    const bool takesList = !method.in.isEmpty() && method.in.last().type == "as";
+    if (takesList ? texts.size() < method.in.size() - 1 : texts.size() != method.in.size()) {
+        return std::nullopt;
+    }
+    QVariantList values;
+    for (int i = 0; i < method.in.size(); ++i) {
+        const QString &type = method.in[i].type;
+        values << busValue(type, type == "as" ? texts.mid(i) : QStringList{texts[i]});
+        if (!values.last().isValid()) {
+            return std::nullopt;
+        }
+    }
+    return values;
+}
+
+QString shown(const QVariant &value)
+{
+    if (value.type() == QVariant::String) {
+        return '"' + value.toString() + '"';
+    }
+    if (value.type() == QVariant::StringList) {
+        return "[\"" + value.toStringList().join("\", \"") + "\"]";
+    }
+    return value.toString();
+}
+
+void showJson(const QJsonObject &object)
+{
+    out() << QJsonDocument(object).toJson(QJsonDocument::Compact) << "\n";
+    out().flush();
+}
+
+void showMember(const QString &head, const QVector<Argument> &arguments, const QVariantList &values,
+                bool asJson)
+{
+    if (asJson) {
+        showJson({{"member", head}, {"values", QJsonArray::fromVariantList(values)}});
+        return;
+    }
+    out() << head << "\n";
+    for (int i = 0; i < arguments.size() && i < values.size(); ++i) {
+        const QString name = arguments[i].name.isEmpty() ? "status" : arguments[i].name;
+        out() << "  " << name << " = " << shown(values[i]) << "\n";
+    }
+    out().flush();
+}
+
+int call(const InterfaceDescription &description, const QStringList &arguments, bool asJson)
+{
+    const Member *method = description.method(arguments.first());
+    const auto values = method != nullptr ? busValues(*method, arguments.mid(1)) : std::nullopt;
+    if (!values) {
+        return showUsage(description);
+    }
+    auto request = QDBusMessage::createMethodCall(halvex::busName, halvex::objectPath,
+                                                  description.name, method->name);
+    request.setArguments(*values);
+    const QDBusMessage reply = QDBusConnection::systemBus().call(request, QDBus::Block, INT_MAX);
+    if (reply.type() == QDBusMessage::ReplyMessage) {
+        showMember(method->name, method->out, reply.arguments(), asJson);
+        return answered;
+    }
+    if (asJson) {
+        showJson({{"error", reply.errorName()}, {"message", reply.errorMessage()}});
+    } else {
+        out() << reply.errorName() << ": " << reply.errorMessage() << "\n";
+        out().flush();
+    }
+    return failed;
+}
+
+/// Shows each signal of the daemon's interface as it comes.
+class SignalViewer : public QObject
+{
+    Q_OBJECT
+
+public:
+    SignalViewer(const InterfaceDescription &interface, int number, bool json)
+        : description(interface), remaining(number), asJson(json)
+    {
+        for (const Member &member : description.signalMembers) {
+            QDBusConnection::systemBus().connect(QString(), halvex::objectPath, description.name,
+                                                 member.name, this, SLOT(show(QDBusMessage)));
+        }
+        // The bus knows of the match rules once it has answered anything sent after them.
+        static_cast<void>(
+            QDBusConnection::systemBus().interface()->isServiceRegistered(halvex::busName).value());
+        showMember("listening", {}, {}, asJson);
+    }
+
+public slots:
+    void show(const QDBusMessage &message)
+    {
+        for (const Member &member : description.signalMembers) {
+            if (member.name == message.member()) {
+                showMember(member.name, member.out, message.arguments(), asJson);
+            }
+        }
+        if (--remaining == 0) {
+            QCoreApplication::quit();
+        }
+    }
+
+private:
+    const InterfaceDescription &description;
+    int remaining;
+    bool asJson;
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const InterfaceDescription description = readInterfaceDescription();
+    halvex::registerDetectType();
+
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    const bool asJson = !arguments.isEmpty() && arguments.first() == "--json";
+    if (asJson) {
+        arguments.removeFirst();
+    }
+    if (arguments.isEmpty()) {
+        return showUsage(description);
+    }
+    if (arguments.first() == "--listen") {
+        const SignalViewer viewer(description, arguments.value(1).toInt(), asJson);
+        return QCoreApplication::exec();
+    }
+    return call(description, arguments, asJson);
+}
+
+#include "front_end.moc"

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#include "support/command.h"
+
+#include <QProcess>
+
+namespace host {
+
+CommandResult run(const QStringList &command, const QStringList &environment,
+                  const QByteArray &input)
+{
+    QProcess process;
+    process.setEnvironment(environment);
+    process.start(command.first(), command.mid(1));
+    process.write(input);
+    process.closeWriteChannel();
+    CommandResult result;
+    if (process.waitForFinished(100000) && process.exitStatus() == QProcess::NormalExit) {
+        result.exitCode = process.exitCode();
+    }
+    result.output = process.readAllStandardOutput();
+    result.errors = process.readAllStandardError();
+    return result;
+}
+
+} // namespace host

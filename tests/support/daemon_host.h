@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+//
+// A throwaway host with the daemon on it: a system bus, a system log, users, the status tool's
+// stand-in and the front end's, at the paths where a real host has them.
+#pragma once
+
+#include "support/command.h"
+#include "support/system_log.h"
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <ostream>
+
+/// The users of the host beside root.
+namespace user {
+constexpr unsigned root = 0;
+constexpr unsigned secAdmin = 600;        ///< the separated administrator role
+constexpr unsigned wheelMember = 2001;    ///< anna, named in the group wheel
+constexpr unsigned ordinary = 2002;       ///< otto
+constexpr unsigned wheelByPrimary = 2003; ///< pia, whose primary group is wheel
+constexpr unsigned withoutAccount = 2999; ///< in no database
+} // namespace user
+
+/// Where the daemon accepts a front end.
+inline const QStringList frontEndPaths{
+    "/etc/halvex/halvex-desktop-wrapper", "/usr/sbin/halvex-desktop",
+    "/var/opt/appdata/halvex/bin/halvex-desktop", "/opt/appdata/halvex/bin/halvex-desktop"};
+
+/// What a caller got back.
+struct Reply
+{
+    int status = INT_MIN; ///< of the daemon; INT_MIN when the bus answered with an error instead
+    QStringList texts{};  ///< the out-values behind the status
+    QString error{};      ///< the bus error's name
+};
+
+bool operator==(const Reply &left, const Reply &right);
+void PrintTo(const Reply &reply, std::ostream *stream);
+
+/// Who calls, and how it was started.
+struct Caller
+{
+    unsigned uid = user::root;
+    QString path = "/usr/sbin/halvex-desktop"; ///< the program it runs
+    QStringList environment{};                 ///< entries beside PATH
+    QStringList wrapper{};                     ///< a command that starts it, such as unshare
+};
+
+/// The thirteen methods with arguments that each of them takes, and whether they change the system.
+struct MethodCall
+{
+    const char *name;
+    QStringList arguments;
+    int outTexts;
+    bool changes;
+};
+const QList<MethodCall> &allMethodCalls();
+
+/// Base of every test that needs the daemon. A test sets the stage, calls startDaemon() and then
+/// call(); at its end the daemon must still run and must not have been reported by a sanitizer.
+class DaemonHost : public testing::Test
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    /// Starts the daemon and waits until it serves the bus.
+    void startDaemon(const QStringList &environment = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin"});
+
+    /// Starts the daemon where it must end by itself, and returns its exit status.
+    [[nodiscard]] int runDaemonToItsEnd(const QStringList &environment);
+
+    /// Ends the daemon, whatever it is doing.
+    void stopDaemon();
+
+    /// Calls @p method as @p caller and waits for the answer.
+    [[nodiscard]] Reply call(const QString &method, const QStringList &arguments = {},
+                             const Caller &caller = {});
+
+    /// The command line that makes @p caller do what the front-end stand-in does with @p arguments.
+    [[nodiscard]] static QStringList frontEndCommand(const Caller &caller,
+                                                     const QStringList &arguments);
+
+    /// What the daemon has written to standard error so far, a line each, without the empty ones
+    /// and without the dump of each caller's environment.
+    [[nodiscard]] static QStringList daemonMessages();
+
+    /// What the daemon has printed to standard output so far, a line each.
+    [[nodiscard]] static QStringList daemonOutput();
+
+    /// Makes the status tool print @p text from now on.
+    static void setStatusToolOutput(const QByteArray &text);
+
+    /// How often the status tool has been run.
+    [[nodiscard]] static int statusToolRuns();
+
+    SystemLog systemLog;
+    QProcess bus;
+    QProcess daemon;
+    bool daemonMayEnd = false; ///< set by a test in which the daemon ends or is replaced
+};
