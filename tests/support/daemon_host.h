@@ -5,6 +5,7 @@
 #pragma once
 
 #include "support/command.h"
+#include "support/printing.h"
 #include "support/system_log.h"
 
 #include <QProcess>

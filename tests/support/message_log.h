@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "support/printing.h"
+
 #include <QStringList>
 
 /// Collects the Qt messages of this process for as long as it lives; one at a time.

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace {
+
+using testing::Contains;
+
+constexpr const char *noBus = "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/no-such-bus";
+
+class StartUp : public DaemonHost
+{
+protected:
+    /// The environment entry @p name as the programs that the daemon runs see it.
+    QString environmentOfChildren(const QString &name)
+    {
+        host::writeScript("/usr/sbin/getstatus", "/usr/bin/env > /run/child.env\n");
+        static_cast<void>(call("getEventTotalCount"));
+        for (const QByteArray &line : host::readFile("/run/child.env").split('\n')) {
+            if (line.startsWith(name.toUtf8() + '=')) {
+                return QString::fromUtf8(line.mid(name.size() + 1));
+            }
+        }
+        return {};
+    }
+};
+
+TEST_F(StartUp, AnAcceptablePathIsInheritedUnchanged)
+{
+    startDaemon({"PATH=/usr/local/bin:/usr/bin"});
+    EXPECT_EQ(environmentOfChildren("PATH"), "/usr/local/bin:/usr/bin");
+    EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start "}));
+}
+
+TEST_F(StartUp, AnUnacceptablePathIsReplacedBeforeAnythingElse)
+{
+    startDaemon({"PATH=/tmp:/usr/bin"});
+    EXPECT_EQ(environmentOfChildren("PATH"), "/usr/bin:/bin:/usr/sbin:/sbin");
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{"[PATH安全警告] PATH包含高危临时目录: \"/tmp\" (原始: \"/tmp\" )",
+                           "dbus service start "}));
+}
+
+TEST_F(StartUp, AMissingPathIsReplaced)
+{
+    startDaemon({"HOME=/root"});
+    EXPECT_EQ(environmentOfChildren("PATH"), "/usr/bin:/bin:/usr/sbin:/sbin");
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{"[PATH安全警告] PATH环境变量为空", "dbus service start "}));
+}
+
+TEST_F(StartUp, TheLocaleIsForcedWhateverItWas)
+{
+    startDaemon({"PATH=/usr/bin", "LC_ALL=de_DE", "LANG=fr_FR"});
+    EXPECT_EQ(environmentOfChildren("LC_ALL"), "en_US.UTF-8");
+    EXPECT_EQ(environmentOfChildren("LANG"), "fr_FR");
+}
+
+TEST_F(StartUp, TheLocaleIsSetWhenThereWasNone)
+{
+    startDaemon({"PATH=/usr/bin"});
+    EXPECT_EQ(environmentOfChildren("LC_ALL"), "en_US.UTF-8");
+}
+
+TEST_F(StartUp, WithoutABusItSaysSoTwiceAndEndsWithStatus1)
+{
+    EXPECT_EQ(runDaemonToItsEnd({"PATH=/usr/bin", noBus}), 1);
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{"Can not conneced to system bus, exiting ... ",
+                           "\"Failed to connect to socket /run/no-such-bus: No such file "
+                           "or directory\" "}));
+}
+
+TEST_F(StartUp, ANameThatIsTakenEndsASecondDaemonWithStatus1)
+{
+    startDaemon();
+    // The fresh connection that is asked for its last error has none: the name's
+    // owner is no error.
+    EXPECT_EQ(runDaemonToItsEnd({"PATH=/usr/bin"}), 1);
+    EXPECT_EQ(daemonMessages(), (QStringList{"\"\" "}));
+    EXPECT_EQ(call("getEventTotalCount").status, -1) << "the first daemon goes on serving";
+}
+
+TEST_F(StartUp, AnObjectPathThatIsTakenIsLoggedAndTheDaemonRunsOn)
+{
+    startDaemon({"PATH=/usr/bin", QString("LD_PRELOAD=") + OBJECT_PATH_TAKER});
+    EXPECT_EQ(daemonMessages(), (QStringList{"failed to register halvex desktop service:  \"\" ",
+                                             "dbus service start "}));
+}
+
+TEST_F(StartUp, ItTakesNoOptions)
+{
+    daemon.setArguments({"--help", "-version", "anything"});
+    startDaemon();
+    EXPECT_EQ(call("getEventTotalCount").status, -1);
+}
+
+TEST_F(StartUp, NoDescriptorOfTheDaemonsReachesAChild)
+{
+    host::writeScript("/usr/sbin/getstatus", "exec ls /proc/self/fd > /run/child.fd\n");
+    startDaemon();
+    static_cast<void>(call("getEventTotalCount"));
+    // The three standard streams, and the folder that ls itself reads.
+    EXPECT_EQ(host::readFile("/run/child.fd"), "0\n1\n2\n3\n");
+}
+
+TEST_F(StartUp, WhatIsPrintedReachesAFileAtOnce)
+{
+    startDaemon();
+    static_cast<void>(
+        call("setServiceStatus", {"halvex-ebpf", "1", "0"}, Caller{user::wheelMember}));
+    EXPECT_THAT(daemonOutput(), Contains(QString("anna is sudo group")));
+}
+
+} // namespace
