@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include "stats/event_counter.h"
+#include "support/host_files.h"
+#include "support/printing.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr const char *statePath = "/run/engine.state";
+
+/// The total in a state file that holds @p content.
+QString totalIn(const QByteArray &content)
+{
+    host::writeFile(statePath, content);
+    QString count = "untouched";
+    EXPECT_EQ(halvex::getEventTotalCount(statePath, count), 0);
+    return count;
+}
+
+TEST(EventCounter, TheQuotedNumberIsTheTotal)
+{
+    EXPECT_EQ(totalIn("events_processed='1234'"), "1234");
+    EXPECT_EQ(totalIn("# state\nhours='1'\nevents_processed='1234'\nother='9'\n"), "1234");
+}
+
+TEST(EventCounter, AnUnquotedNumberIsSkipped)
+{
+    EXPECT_EQ(totalIn("events_processed=1234\n"), "");
+    EXPECT_EQ(totalIn("events_processed=\"1234\"\n"), "");
+    EXPECT_EQ(totalIn("events_processed=1234\nevents_processed='5'\n"), "5");
+}
+
+TEST(EventCounter, ALineWithoutItsClosingQuoteIsSkipped)
+{
+    EXPECT_EQ(totalIn("events_processed='1234\nevents_processed='5'\n"), "5");
+    EXPECT_EQ(totalIn("events_processed='1234"), "");
+    EXPECT_EQ(totalIn("events_processed='"), "");
+    EXPECT_EQ(totalIn("events_processed="), "");
+    EXPECT_EQ(totalIn("events_processed"), "");
+}
+
+TEST(EventCounter, AnEmptyQuotedValueIsAnEmptyTotal)
+{
+    EXPECT_EQ(totalIn("events_processed=''\nevents_processed='5'\n"), "");
+}
+
+TEST(EventCounter, OnlyTheFirstCompleteLineCounts)
+{
+    EXPECT_EQ(totalIn("events_processed='1'\nevents_processed='2'\n"), "1");
+}
+
+TEST(EventCounter, TheTextBetweenTheQuotesIsUnchanged)
+{
+    EXPECT_EQ(totalIn("events_processed=' many, 3.5e\t'\n"), " many, 3.5e\t");
+    EXPECT_EQ(totalIn("events_processed='zw\xc3\xb6lf \xf0\x9f\x98\x80'\n"), "zwölf 😀");
+}
+
+TEST(EventCounter, TheKeyMayBePartOfALongerOne)
+{
+    EXPECT_EQ(totalIn("total_events_processed_today = '7' ='8'\n"), "8");
+}
+
+TEST(EventCounter, AnAssignmentBeforeTheKeyDoesNotCount)
+{
+    EXPECT_EQ(totalIn("a='1' events_processed b='2'\n"), "2");
+    EXPECT_EQ(totalIn("a='1' events_processed\n"), "");
+}
+
+TEST(EventCounter, ACarriageReturnEndsNoLine)
+{
+    EXPECT_EQ(totalIn("events_processed='1\r2'\r\n"), "1\r2");
+}
+
+TEST(EventCounter, BlankLinesDoNotEndTheSearch)
+{
+    EXPECT_EQ(totalIn("\n\n\nevents_processed='3'\n"), "3");
+}
+
+TEST(EventCounter, AnEmptyFileHasAnEmptyTotal)
+{
+    EXPECT_EQ(totalIn(""), "");
+}
+
+TEST(EventCounter, ALongLineIsReadWhole)
+{
+    EXPECT_EQ(totalIn(QByteArray(1 << 20, 'x') + "events_processed='4'"), "4");
+}
+
+TEST(EventCounter, WithoutTheFileTheCallFails)
+{
+    QString count = "untouched";
+    EXPECT_EQ(halvex::getEventTotalCount("/run/missing.state", count), -1);
+    EXPECT_EQ(count, "untouched");
+}
+
+TEST(EventCounter, AFolderInTheFilesPlaceCannotBeOpened)
+{
+    ASSERT_TRUE(QDir().mkpath(statePath));
+    QString count = "untouched";
+    EXPECT_EQ(halvex::getEventTotalCount(statePath, count), -1);
+    EXPECT_EQ(count, "untouched");
+}
+
+} // namespace
