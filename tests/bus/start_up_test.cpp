@@ -93,7 +93,7 @@ TEST_F(StartUp, AnObjectPathThatIsTakenIsLoggedAndTheDaemonRunsOn)
 
 TEST_F(StartUp, ItTakesNoOptions)
 {
-    daemon.setArguments({"--help", "-version", "anything"});
+    daemonArguments = QStringList{"--help", "-version", "anything"};
     startDaemon();
     EXPECT_EQ(call("getEventTotalCount").status, -1);
 }

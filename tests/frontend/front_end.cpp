@@ -12,6 +12,7 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -38,8 +39,11 @@ QString argumentText(const Argument &argument)
 
 int showUsage(const InterfaceDescription &description)
 {
-    out() << "Usage: halvex-desktop [--json] METHOD [ARGUMENT]...   call a method of the daemon\n"
-             "       halvex-desktop [--json] --listen [COUNT]        show signals; all, or COUNT\n"
+    out() << "Usage: halvex-desktop [--json] METHOD [ARGUMENT]...         call a method\n"
+             "       halvex-desktop [--json] --wait METHOD [ARGUMENT]...  call it at the end of "
+             "input\n"
+             "       halvex-desktop [--json] --listen [COUNT]             show COUNT signals, or "
+             "all\n"
              "\n"
              "Methods:\n";
     for (const Member &method : description.methods) {
@@ -122,7 +126,7 @@ void showMember(const QString &head, const QVector<Argument> &arguments, const Q
 
 int call(const InterfaceDescription &description, const QStringList &arguments, bool asJson)
 {
-    const Member *method = description.method(arguments.first());
+    const Member *method = description.method(arguments.value(0));
     const auto values = method != nullptr ? busValues(*method, arguments.mid(1)) : std::nullopt;
     if (!values) {
         return showUsage(description);
@@ -201,6 +205,14 @@ int main(int argc, char **argv)
     if (arguments.first() == "--listen") {
         const SignalViewer viewer(description, arguments.value(1).toInt(), asJson);
         return QCoreApplication::exec();
+    }
+    if (arguments.first() == "--wait") {
+        arguments.removeFirst();
+        static_cast<void>(QDBusConnection::systemBus().isConnected());
+        showMember("waiting", {}, {}, asJson);
+        QFile input;
+        static_cast<void>(input.open(stdin, QIODevice::ReadOnly));
+        static_cast<void>(input.readAll());
     }
     return call(description, arguments, asJson);
 }

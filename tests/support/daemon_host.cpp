@@ -19,21 +19,6 @@ constexpr const char *statusToolText = "/run/getstatus.text";
 constexpr const char *statusToolLog = "/run/getstatus.log";
 constexpr int patienceMs = 60000;
 
-/// Waits until @p condition holds; false when it never does.
-template <typename Condition>
-bool waitFor(Condition condition)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > patienceMs) {
-            return false;
-        }
-        QThread::msleep(2);
-    }
-    return true;
-}
-
 void makeUsers()
 {
     QByteArray groups;
@@ -65,7 +50,42 @@ QStringList withSanitizerOptions(QStringList environment)
     return environment;
 }
 
+QStringList environmentOf(const Caller &caller)
+{
+    return withSanitizerOptions(QStringList{"PATH=/usr/sbin:/usr/bin:/sbin:/bin"} +
+                                caller.environment);
+}
+
+/// What the front-end stand-in has printed of an answer.
+Reply parseReply(const QByteArray &json)
+{
+    const QJsonObject object = QJsonDocument::fromJson(json).object();
+    Reply reply;
+    reply.error = object["error"].toString();
+    QVariantList values = object["values"].toArray().toVariantList();
+    if (!values.isEmpty()) {
+        reply.status = values.takeFirst().toInt();
+    }
+    for (const QVariant &value : values) {
+        reply.texts << value.toString();
+    }
+    return reply;
+}
+
 } // namespace
+
+bool waitFor(const std::function<bool()> &condition)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > patienceMs) {
+            return false;
+        }
+        QThread::msleep(2);
+    }
+    return true;
+}
 
 bool operator==(const Reply &left, const Reply &right)
 {
@@ -133,14 +153,15 @@ void DaemonHost::TearDown()
     bus.waitForFinished();
 }
 
-void DaemonHost::startDaemon(const QStringList &environment)
+void DaemonHost::startDaemon(const QStringList &environment, const QStringList &wrapper)
 {
     host::writeFile(outputPath, {});
     host::writeFile(messagesPath, {});
     daemon.setStandardOutputFile(outputPath);
     daemon.setStandardErrorFile(messagesPath);
     daemon.setEnvironment(withSanitizerOptions(environment));
-    daemon.start(DAEMON, QStringList());
+    const QStringList command = wrapper + QStringList{DAEMON} + daemonArguments;
+    daemon.start(command.first(), command.mid(1));
     ASSERT_TRUE(waitFor([this] {
         return daemonMessages().contains("dbus service start ") ||
                (daemon.waitForFinished(0), daemon.state() == QProcess::NotRunning);
@@ -165,23 +186,28 @@ void DaemonHost::stopDaemon()
 
 Reply DaemonHost::call(const QString &method, const QStringList &arguments, const Caller &caller)
 {
-    const auto result =
-        host::run(frontEndCommand(caller, QStringList{"--json", method} + arguments),
-                  withSanitizerOptions(QStringList{"PATH=/usr/sbin:/usr/bin:/sbin:/bin"} +
-                                       caller.environment));
-    const QJsonObject object = QJsonDocument::fromJson(result.output).object();
-    Reply reply;
-    reply.error = object["error"].toString();
-    QVariantList values = object["values"].toArray().toVariantList();
-    if (!values.isEmpty()) {
-        reply.status = values.takeFirst().toInt();
-    }
-    for (const QVariant &value : values) {
-        reply.texts << value.toString();
-    }
-    EXPECT_TRUE(reply.status != INT_MIN || !reply.error.isEmpty())
-        << "no answer: " << result.output.constData() << result.errors.constData();
-    return reply;
+    const auto result = host::run(
+        frontEndCommand(caller, QStringList{"--json", method} + arguments), environmentOf(caller));
+    EXPECT_FALSE(result.output.isEmpty()) << "no answer: " << result.errors.constData();
+    return parseReply(result.output);
+}
+
+void DaemonHost::startWaiting(QProcess &process, const QString &method,
+                              const QStringList &arguments, const Caller &caller)
+{
+    const QStringList command =
+        frontEndCommand(caller, QStringList{"--json", "--wait", method} + arguments);
+    process.setEnvironment(environmentOf(caller));
+    process.start(command.first(), command.mid(1));
+    ASSERT_TRUE(process.waitForReadyRead(patienceMs)) << process.readAllStandardError().constData();
+    ASSERT_TRUE(process.readLine().contains("waiting"));
+}
+
+Reply DaemonHost::finishWaiting(QProcess &process)
+{
+    process.closeWriteChannel();
+    EXPECT_TRUE(process.waitForFinished(patienceMs));
+    return parseReply(process.readAllStandardOutput());
 }
 
 QStringList DaemonHost::frontEndCommand(const Caller &caller, const QStringList &arguments)

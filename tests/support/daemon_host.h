@@ -24,8 +24,11 @@ constexpr unsigned secAdmin = 600;        ///< the separated administrator role
 constexpr unsigned wheelMember = 2001;    ///< anna, named in the group wheel
 constexpr unsigned ordinary = 2002;       ///< otto
 constexpr unsigned wheelByPrimary = 2003; ///< pia, whose primary group is wheel
-constexpr unsigned withoutAccount = 2999; ///< in no database
+constexpr unsigned gone = 2999;           ///< in no database
 } // namespace user
+
+/// An environment that the daemon finds nothing wrong with.
+inline const QStringList soundEnvironment{"PATH=/usr/bin:/bin:/usr/sbin:/sbin"};
 
 /// Where the daemon accepts a front end.
 inline const QStringList frontEndPaths{
@@ -62,6 +65,9 @@ struct MethodCall
 };
 const QList<MethodCall> &allMethodCalls();
 
+/// Waits until @p condition holds, as long as a loaded machine may need; false when it never does.
+[[nodiscard]] bool waitFor(const std::function<bool()> &condition);
+
 /// Base of every test that needs the daemon. A test sets the stage, calls startDaemon() and then
 /// call(); at its end the daemon must still run and must not have been reported by a sanitizer.
 class DaemonHost : public testing::Test
@@ -71,7 +77,10 @@ protected:
     void TearDown() override;
 
     /// Starts the daemon and waits until it serves the bus.
-    void startDaemon(const QStringList &environment = {"PATH=/usr/bin:/bin:/usr/sbin:/sbin"});
+    ///
+    /// @param wrapper  a command that starts it, such as setpriv
+    void startDaemon(const QStringList &environment = soundEnvironment,
+                     const QStringList &wrapper = {});
 
     /// Starts the daemon where it must end by itself, and returns its exit status.
     [[nodiscard]] int runDaemonToItsEnd(const QStringList &environment);
@@ -82,6 +91,17 @@ protected:
     /// Calls @p method as @p caller and waits for the answer.
     [[nodiscard]] Reply call(const QString &method, const QStringList &arguments = {},
                              const Caller &caller = {});
+
+    /// Starts a caller that calls @p method only once @p beforeItCalls has run.
+    template <typename Action>
+    [[nodiscard]] Reply callAfter(Action beforeItCalls, const QString &method,
+                                  const QStringList &arguments, const Caller &caller)
+    {
+        QProcess process;
+        startWaiting(process, method, arguments, caller);
+        beforeItCalls();
+        return finishWaiting(process);
+    }
 
     /// The command line that makes @p caller do what the front-end stand-in does with @p arguments.
     [[nodiscard]] static QStringList frontEndCommand(const Caller &caller,
@@ -103,5 +123,11 @@ protected:
     SystemLog systemLog;
     QProcess bus;
     QProcess daemon;
-    bool daemonMayEnd = false; ///< set by a test in which the daemon ends or is replaced
+    QStringList daemonArguments; ///< what it is started with
+    bool daemonMayEnd = false;   ///< set by a test in which the daemon ends or is replaced
+
+private:
+    static void startWaiting(QProcess &process, const QString &method, const QStringList &arguments,
+                             const Caller &caller);
+    [[nodiscard]] static Reply finishWaiting(QProcess &process);
 };

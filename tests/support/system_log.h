@@ -3,7 +3,13 @@
 
 #include <QStringList>
 
+#include <mutex>
+#include <thread>
+
 /// Takes the place of the host's system logger at /dev/log for as long as it lives.
+///
+/// A thread reads it all the time, as a logger does: the socket holds only a few lines, and a
+/// program that logs waits when it is full.
 class SystemLog
 {
 public:
@@ -16,5 +22,12 @@ public:
     [[nodiscard]] QStringList takeLines();
 
 private:
-    int socket = -1;
+    void readUntilStopped();
+    void readWhatIsThere();
+
+    int socket;
+    int stop;
+    std::mutex mutex; ///< guards the reading of the socket and the lines
+    QStringList lines;
+    std::thread reader;
 };

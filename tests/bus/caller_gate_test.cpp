@@ -1,0 +1,578 @@
+// SPDX-License-Identifier: MIT
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::Contains;
+
+const QString refusalLine = "<14>halvex-desktop-daemon: The caller has no permission";
+
+class CallerGate : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        startDaemon();
+    }
+
+    /// Does the gate let @p caller read?
+    bool letsRead(const Caller &caller) { return lets("getEventTotalCount", {}, caller); }
+
+    /// Does it let @p caller change the system, by each of the six methods that do?
+    std::string letsChange(const Caller &caller) { return letsEach(true, caller); }
+
+    /// "all", "none" or the names of the methods that let @p caller in.
+    std::string letsEach(bool changing, const Caller &caller)
+    {
+        QStringList accepted;
+        int number = 0;
+        for (const MethodCall &each : allMethodCalls()) {
+            if (each.changes == changing) {
+                ++number;
+                if (lets(each.name, each.arguments, caller)) {
+                    accepted << each.name;
+                }
+            }
+        }
+        EXPECT_EQ(number, changing ? 6 : 7);
+        return accepted.isEmpty()          ? "none"
+               : accepted.size() == number ? "all"
+                                           : accepted.join(' ').toStdString();
+    }
+
+    bool lets(const QString &method, const QStringList &arguments, const Caller &caller)
+    {
+        return wasLetIn(call(method, arguments, caller));
+    }
+
+    /// Judges an answer, and holds the system log against it.
+    bool wasLetIn(const Reply &reply)
+    {
+        EXPECT_EQ(reply.error, "");
+        const bool isAccepted = reply.status != -999;
+        EXPECT_EQ(systemLog.takeLines(), isAccepted ? QStringList() : QStringList{refusalLine});
+        return isAccepted;
+    }
+
+    static Caller ordinaryUser()
+    {
+        Caller caller;
+        caller.uid = user::ordinary;
+        return caller;
+    }
+
+    static Caller runBy(unsigned uid)
+    {
+        Caller caller;
+        caller.uid = uid;
+        return caller;
+    }
+
+    static Caller withEnvironment(const QStringList &entries)
+    {
+        Caller caller = ordinaryUser();
+        caller.environment = entries;
+        return caller;
+    }
+
+    static Caller wrapped(const QStringList &wrapper)
+    {
+        Caller caller;
+        caller.wrapper = wrapper;
+        return caller;
+    }
+
+    static Caller at(const QString &path)
+    {
+        Caller caller = ordinaryUser();
+        caller.path = path;
+        return caller;
+    }
+
+    static void copyFrontEnd(const QString &path)
+    {
+        host::writeFile(path, host::readFile(frontEndPaths.first()), 0755);
+    }
+};
+
+// --- the program ---
+
+TEST_F(CallerGate, EachOfTheFourFrontEndsIsAccepted)
+{
+    for (const QString &path : frontEndPaths) {
+        EXPECT_TRUE(letsRead(at(path))) << qPrintable(path);
+    }
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+}
+
+TEST_F(CallerGate, ALinkToAFrontEndIsAccepted)
+{
+    ASSERT_EQ(symlink("/usr/sbin/halvex-desktop", "/usr/local/bin/link"), 0);
+    EXPECT_TRUE(letsRead(at("/usr/local/bin/link")));
+}
+
+TEST_F(CallerGate, AFrontEndsPathThatIsALinkElsewhereIsRefused)
+{
+    copyFrontEnd("/usr/local/bin/halvex-desktop");
+    ASSERT_TRUE(QFile::remove("/usr/sbin/halvex-desktop"));
+    ASSERT_EQ(symlink("/usr/local/bin/halvex-desktop", "/usr/sbin/halvex-desktop"), 0);
+    EXPECT_FALSE(letsRead(at("/usr/sbin/halvex-desktop")));
+}
+
+TEST_F(CallerGate, ACopyElsewhereIsRefused)
+{
+    for (const char *path : {"/usr/local/bin/halvex-desktop", "/usr/sbin/halvex-desktop2",
+                             "/usr/sbin/Halvex-desktop", "/srv/usr/sbin/halvex-desktop"}) {
+        copyFrontEnd(path);
+        EXPECT_FALSE(letsRead(at(path))) << path;
+    }
+}
+
+TEST_F(CallerGate, AHardLinkElsewhereIsRefused)
+{
+    ASSERT_EQ(link("/usr/sbin/halvex-desktop", "/usr/local/bin/hard"), 0);
+    EXPECT_FALSE(letsRead(at("/usr/local/bin/hard")));
+}
+
+TEST_F(CallerGate, AFrontEndStartedByItsLoaderIsRefused)
+{
+    EXPECT_FALSE(letsRead(wrapped({"/lib64/ld-linux-x86-64.so.2"})));
+}
+
+TEST_F(CallerGate, RootGetsNoExceptionForAnotherProgram)
+{
+    copyFrontEnd("/root/front-end");
+    Caller caller = at("/root/front-end");
+    caller.uid = user::root;
+    EXPECT_FALSE(letsRead(caller));
+    EXPECT_EQ(letsChange(caller), "none");
+}
+
+TEST_F(CallerGate, AFirstArgumentThatNamesAFrontEndDoesNotHelpAnotherProgram)
+{
+    copyFrontEnd("/usr/local/bin/stranger");
+    Caller caller = at("/usr/local/bin/stranger");
+    caller.wrapper = QStringList{"bash", "-c",
+                                 "program=$1; shift; exec -a /usr/sbin/halvex-desktop "
+                                 "\"$program\" \"$@\"",
+                                 "bash"};
+    EXPECT_FALSE(letsRead(caller));
+}
+
+TEST_F(CallerGate, AFrontEndThatWasDeletedAfterItsStartIsRefused)
+{
+    const Reply reply = callAfter([] { ASSERT_TRUE(QFile::remove("/usr/sbin/halvex-desktop")); },
+                                  "getEventTotalCount", {}, ordinaryUser());
+    EXPECT_FALSE(wasLetIn(reply));
+}
+
+TEST_F(CallerGate, AFrontEndThatWasReplacedAfterItsStartIsRefused)
+{
+    const Reply reply = callAfter(
+        [] {
+            copyFrontEnd("/usr/sbin/new");
+            ASSERT_EQ(rename("/usr/sbin/new", "/usr/sbin/halvex-desktop"), 0);
+        },
+        "getEventTotalCount", {}, ordinaryUser());
+    EXPECT_FALSE(wasLetIn(reply));
+}
+
+TEST_F(CallerGate, ADeletedProgramIsRefusedThoughALinkOfItsDeletedNameLeadsToAFrontEnd)
+{
+    copyFrontEnd("/srv/stranger");
+    for (const MethodCall &each : allMethodCalls()) {
+        copyFrontEnd("/srv/stranger");
+        Caller stranger = at("/srv/stranger");
+        stranger.uid = user::root;
+        const Reply reply = callAfter(
+            [] {
+                ASSERT_TRUE(QFile::remove("/srv/stranger"));
+                QFile::remove("/srv/stranger (deleted)");
+                ASSERT_EQ(symlink("/usr/sbin/halvex-desktop", "/srv/stranger (deleted)"), 0);
+            },
+            each.name, each.arguments, stranger);
+        EXPECT_FALSE(wasLetIn(reply)) << each.name;
+    }
+}
+
+TEST_F(CallerGate, ARunningProgramIsRefusedThoughItsNameNowLeadsToAFrontEnd)
+{
+    // The link of the executable goes on naming the path over which something else was mounted.
+    copyFrontEnd("/srv/bin/stranger");
+    const Reply reply = callAfter(
+        [] {
+            ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "over", "/srv/bin"}).exitCode, 0);
+            ASSERT_EQ(symlink("/usr/sbin/halvex-desktop", "/srv/bin/stranger"), 0);
+        },
+        "getEventTotalCount", {}, at("/srv/bin/stranger"));
+    EXPECT_FALSE(wasLetIn(reply));
+}
+
+/// Callers whose program lies on a user's own FUSE mount, into which not even root can look.
+class HiddenProgram : public CallerGate
+{
+protected:
+    void SetUp() override
+    {
+        CallerGate::SetUp();
+        copyFrontEnd("/srv/programs/front-end");
+        ASSERT_TRUE(QDir().mkpath("/srv/mount"));
+        ASSERT_EQ(chown("/srv/mount", user::ordinary, user::ordinary), 0);
+        ASSERT_EQ(mknod("/dev/fuse", S_IFCHR | 0666, makedev(10, 229)), 0);
+        ASSERT_EQ(chmod("/dev/fuse", 0666), 0);
+        const auto mounted =
+            host::run({"setpriv", "--reuid", "2002", "--regid", "2002", "--clear-groups", "bindfs",
+                       "--no-allow-other", "/srv/programs", "/srv/mount"});
+        ASSERT_EQ(mounted.exitCode, 0) << mounted.errors.constData();
+        ASSERT_FALSE(QFile::exists("/srv/mount/front-end")) << "root must not see it";
+    }
+
+    void TearDown() override
+    {
+        static_cast<void>(host::run({"umount", "-l", "/srv/mount"}));
+        CallerGate::TearDown();
+    }
+
+    static Caller withFirstArgument(const QString &argument)
+    {
+        Caller caller = at("/srv/mount/front-end");
+        caller.wrapper = QStringList{"bash", "-c",
+                                     "program=$2; name=$1; shift 2; exec -a \"$name\" \"$program\" "
+                                     "\"$@\"",
+                                     "bash", argument};
+        return caller;
+    }
+};
+
+TEST_F(HiddenProgram, IsJudgedByItsFirstArgument)
+{
+    EXPECT_TRUE(letsRead(withFirstArgument("/usr/sbin/halvex-desktop")));
+    EXPECT_TRUE(letsRead(withFirstArgument("/usr/sbin/../sbin/halvex-desktop")));
+    EXPECT_FALSE(letsRead(withFirstArgument("/usr/sbin/halvex-desktop2")));
+    EXPECT_FALSE(letsRead(withFirstArgument("/srv/mount/front-end")));
+    EXPECT_FALSE(letsRead(withFirstArgument("/usr/bin/env")));
+    EXPECT_FALSE(letsRead(withFirstArgument("")));
+}
+
+TEST_F(HiddenProgram, ARelativeFirstArgumentIsResolvedFromTheDaemonsFolder)
+{
+    stopDaemon();
+    daemon.setWorkingDirectory("/usr");
+    startDaemon();
+    EXPECT_TRUE(letsRead(withFirstArgument("sbin/halvex-desktop")));
+    EXPECT_FALSE(letsRead(withFirstArgument("usr/sbin/halvex-desktop")));
+}
+
+// --- its environment ---
+
+TEST_F(CallerGate, EachForbiddenVariableRefusesInSilence)
+{
+    for (const char *name : {"LD_PRELOAD", "LD_LIBRARY_PATH", "LD_AUDIT", "BASH_ENV", "ENV",
+                             "PYTHONPATH", "PERL5OPT"}) {
+        EXPECT_FALSE(letsRead(withEnvironment({QString(name) + "=/srv/x"}))) << name;
+        EXPECT_FALSE(letsRead(withEnvironment({QString(name) + "="}))) << name;
+    }
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+}
+
+TEST_F(CallerGate, ForRootTooAVariableRefuses)
+{
+    Caller caller = withEnvironment({"LD_PRELOAD="});
+    caller.uid = user::root;
+    EXPECT_EQ(letsChange(caller), "none");
+    EXPECT_EQ(letsEach(false, caller), "none");
+}
+
+TEST_F(CallerGate, NearMissesOfTheForbiddenNamesAreAccepted)
+{
+    EXPECT_TRUE(letsRead(withEnvironment({"LD_PRELOAD2=x", "ld_preload=x", "XLD_PRELOAD=x",
+                                          "ENVIRONMENT=x", "A=LD_PRELOAD=x", "PERL5LIB=x"})));
+}
+
+TEST_F(CallerGate, ALineFeedInAValueBeginsAnotherEntry)
+{
+    EXPECT_FALSE(letsRead(withEnvironment({"PS1=one\nENV=two"})));
+    EXPECT_TRUE(letsRead(withEnvironment({"PS1=one\nTWO=two"})));
+}
+
+TEST_F(CallerGate, ACarriageReturnInANameIsOverlooked)
+{
+    EXPECT_FALSE(letsRead(withEnvironment({"LD_PRE\rLOAD=x"})));
+}
+
+TEST_F(CallerGate, AForbiddenNameIsFoundBehindAByteOrderMark)
+{
+    for (const char *mark : {"\\377\\376", "\\376\\377", "\\357\\273\\277"}) {
+        host::writeScript("/srv/start", QByteArray("exec env -i \"$(printf '") + mark +
+                                            "')=x\" LD_PRELOAD= \"$@\"\n");
+        EXPECT_FALSE(letsRead(wrapped({"/srv/start"}))) << mark;
+        EXPECT_EQ(letsChange(wrapped({"/srv/start"})), "none") << mark;
+    }
+}
+
+TEST_F(CallerGate, AByteOrderMarkByItselfRefusesNobody)
+{
+    host::writeScript("/srv/start", "exec env -i \"$(printf '\\377\\376')=x\" \"$@\"\n");
+    EXPECT_TRUE(letsRead(wrapped({"/srv/start"})));
+}
+
+TEST_F(CallerGate, AnEmptyEnvironmentIsAccepted)
+{
+    EXPECT_TRUE(letsRead(wrapped({"env", "-i"})));
+}
+
+TEST_F(CallerGate, AForbiddenVariableStopsTheGateBeforeTheStatusTool)
+{
+    EXPECT_FALSE(letsRead(withEnvironment({"ENV="})));
+    EXPECT_EQ(statusToolRuns(), 0);
+}
+
+TEST_F(CallerGate, TheEnvironmentGoesToTheDebugLog)
+{
+    EXPECT_TRUE(letsRead(wrapped({"env", "-i", "FIRST=1", "SECOND=two words"})));
+    EXPECT_THAT(host::readFile("/run/daemon.err").split('\n'),
+                Contains(QByteArray("environVars (\"FIRST=1\", \"SECOND=two words\", \"\")")));
+}
+
+// --- its namespaces ---
+
+class CallerNamespace : public CallerGate
+{
+protected:
+    /// The warnings since the start of the daemon.
+    static QString warnings() { return daemonMessages().mid(1).join('\n'); }
+
+    static QString linkOf(const char *name)
+    {
+        char target[64] = {};
+        EXPECT_GT(readlink(qPrintable(QString("/proc/1/ns/") + name), target, sizeof target - 1),
+                  0);
+        return target;
+    }
+
+    /// The one warning is @p text with the two links of the namespace @p name, which differ.
+    static void expectMismatch(const char *name, const QString &text)
+    {
+        const QString host = QRegularExpression::escape(linkOf(name));
+        const QRegularExpression expected(
+            QString("^%1 Host: \"%2\" Caller: \"(?!%2)%3:\\[\\d+\\]\"$")
+                .arg(QRegularExpression::escape(text), host, name));
+        EXPECT_TRUE(expected.match(warnings()).hasMatch()) << qPrintable(warnings());
+    }
+};
+
+TEST_F(CallerNamespace, AnotherUserNamespaceIsRefused)
+{
+    EXPECT_FALSE(letsRead(wrapped({"unshare", "--user", "--map-root-user"})));
+    expectMismatch("user", "[!] Sandbox detected: User namespace mismatch.");
+}
+
+TEST_F(CallerNamespace, AnotherMountNamespaceIsRefused)
+{
+    EXPECT_FALSE(letsRead(wrapped({"unshare", "--mount"})));
+    expectMismatch("mnt", "[!] Sandbox detected: Mount namespace mismatch.");
+}
+
+TEST_F(CallerNamespace, AnotherPidNamespaceIsRefused)
+{
+    EXPECT_FALSE(letsRead(wrapped({"unshare", "--pid", "--fork"})));
+    expectMismatch("pid", "[!] Sandbox detected: Pid namespace mismatch.");
+}
+
+TEST_F(CallerNamespace, TheFirstMismatchEndsTheSearch)
+{
+    EXPECT_FALSE(
+        letsRead(wrapped({"unshare", "--user", "--map-root-user", "--mount", "--pid", "--fork"})));
+    expectMismatch("user", "[!] Sandbox detected: User namespace mismatch.");
+    EXPECT_EQ(statusToolRuns(), 0);
+}
+
+TEST_F(CallerNamespace, MountComesBeforePid)
+{
+    EXPECT_FALSE(letsRead(wrapped({"unshare", "--mount", "--pid", "--fork"})));
+    expectMismatch("mnt", "[!] Sandbox detected: Mount namespace mismatch.");
+}
+
+TEST_F(CallerNamespace, OtherNamespacesDoNotMatter)
+{
+    EXPECT_TRUE(letsRead(wrapped({"unshare", "--net", "--uts", "--ipc", "--cgroup"})));
+}
+
+TEST_F(CallerNamespace, EveryMethodRefusesASandbox)
+{
+    EXPECT_EQ(letsChange(wrapped({"unshare", "--mount"})), "none");
+    EXPECT_EQ(letsEach(false, wrapped({"unshare", "--mount"})), "none");
+}
+
+/// The daemon without the right to look at other processes.
+class BlindGate : public CallerGate
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        startDaemon(soundEnvironment, without("-sys_ptrace"));
+    }
+
+    /// The command that starts another without @p capabilities, as setpriv lists them.
+    static QStringList without(const QString &capabilities)
+    {
+        return {"setpriv", "--bounding-set", capabilities, "--inh-caps", "-all", "--"};
+    }
+};
+
+TEST_F(BlindGate, AnUnreadableNamespaceRefusesAndTheCallerIsNamed)
+{
+    // The caller has no more rights than the daemon, so its environment can be read; process 1 has.
+    const auto result = host::run(frontEndCommand(
+        wrapped(without("-sys_ptrace") +
+                QStringList{"sh", "-c", "echo $$ > /run/caller.pid; exec \"$@\"", "sh"}),
+        {"--json", "getEventTotalCount"}));
+    EXPECT_EQ(result.output, "{\"member\":\"getEventTotalCount\",\"values\":[-999,\"\"]}\n");
+    const QString pid = QString::fromUtf8(host::readFile("/run/caller.pid")).trimmed();
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{"dbus service start ", "[!] Failed to read namespace for PID: " + pid}));
+}
+
+TEST_F(BlindGate, AnUnreadableEnvironmentRefusesWithADebugMessage)
+{
+    stopDaemon();
+    startDaemon(soundEnvironment, without("-sys_ptrace,-perfmon,-sys_admin"));
+    EXPECT_FALSE(letsRead(ordinaryUser()));
+    ASSERT_EQ(daemonMessages().size(), 2);
+    EXPECT_THAT(daemonMessages()[1].toStdString(),
+                testing::MatchesRegex("file.open failed \"/proc/[0-9]+/environ\""));
+    EXPECT_EQ(statusToolRuns(), 0);
+}
+
+// --- its user ---
+
+TEST_F(CallerGate, EveryUserMayRead)
+{
+    for (const unsigned uid :
+         {user::root, user::wheelMember, user::ordinary, user::wheelByPrimary, user::secAdmin}) {
+        EXPECT_EQ(letsEach(false, runBy(uid)), "all") << uid;
+    }
+}
+
+TEST_F(CallerGate, RootMayChangeTheSystem)
+{
+    EXPECT_EQ(letsChange(runBy(user::root)), "all");
+    EXPECT_EQ(daemonOutput(), QStringList());
+}
+
+TEST_F(CallerGate, AWheelMemberMayChangeTheSystemAndIsNamedEachTime)
+{
+    EXPECT_EQ(letsChange(runBy(user::wheelMember)), "all");
+    EXPECT_EQ(daemonOutput(),
+              (QStringList{"anna is sudo group", "anna is sudo group", "anna is sudo group",
+                           "anna is sudo group", "anna is sudo group", "anna is sudo group"}));
+}
+
+TEST_F(CallerGate, AnOrdinaryUserMayNotChangeTheSystem)
+{
+    EXPECT_EQ(letsChange(runBy(user::ordinary)), "none");
+    EXPECT_EQ(daemonOutput(), QStringList());
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+}
+
+TEST_F(CallerGate, AWheelMemberByPrimaryGroupOnlyIsRefused)
+{
+    EXPECT_EQ(letsChange(runBy(user::wheelByPrimary)), "none");
+    EXPECT_EQ(daemonOutput(), QStringList());
+}
+
+TEST_F(CallerGate, TheSeparatedAdministratorIsNobodySpecialWhileTheModeIsOff)
+{
+    EXPECT_EQ(letsChange(runBy(user::secAdmin)), "none");
+}
+
+TEST_F(CallerGate, AUserWhoseAccountIsGoneIsRefusedAndSaid)
+{
+    // The bus lets only users with an account connect, so the account goes afterwards.
+    const QByteArray users = host::readFile("/etc/passwd");
+    int changing = 0;
+    for (const MethodCall &each : allMethodCalls()) {
+        if (each.changes) {
+            ++changing;
+            host::writeFile("/etc/passwd", users + "gone:x:2999:2999::/:/bin/sh\n");
+            EXPECT_FALSE(wasLetIn(callAfter([&] { host::writeFile("/etc/passwd", users); },
+                                            each.name, each.arguments, runBy(user::gone))));
+        }
+    }
+    EXPECT_EQ(daemonOutput().size(), changing);
+    EXPECT_THAT(daemonOutput(),
+                testing::Each(QString("Failed to get passwd struct for 2999: Success")));
+}
+
+TEST_F(CallerGate, WithoutTheGroupWheelOnlyRootMayChangeTheSystem)
+{
+    QByteArray groups = host::readFile("/etc/group");
+    host::writeFile("/etc/group", groups.replace("wheel:", "wheels:"));
+    EXPECT_EQ(letsChange(runBy(user::root)), "all");
+    EXPECT_EQ(daemonOutput(), QStringList());
+    EXPECT_EQ(letsChange(runBy(user::wheelMember)), "none");
+    EXPECT_EQ(daemonOutput().size(), 6);
+    EXPECT_THAT(daemonOutput(), testing::Each(QString("Failed to get group for wheel: Success")));
+}
+
+TEST_F(CallerGate, WithSeparatedAdministratorsOnlyUser600MayChangeTheSystem)
+{
+    setStatusToolOutput("Kernel : 1\nTHREE ADMIN : ON\n");
+    EXPECT_EQ(letsChange(runBy(user::secAdmin)), "all");
+    EXPECT_EQ(letsChange(runBy(user::root)), "none");
+    EXPECT_EQ(letsChange(runBy(user::wheelMember)), "none");
+    EXPECT_EQ(letsChange(runBy(user::ordinary)), "none");
+    EXPECT_EQ(letsChange(runBy(user::wheelByPrimary)), "none");
+    EXPECT_EQ(daemonOutput(), QStringList()) << "no group is asked for";
+}
+
+TEST_F(CallerGate, WithSeparatedAdministratorsEveryUserMayRead)
+{
+    setStatusToolOutput("three admin: enabled\n");
+    for (const unsigned uid : {user::root, user::wheelMember, user::ordinary, user::secAdmin}) {
+        EXPECT_EQ(letsEach(false, runBy(uid)), "all") << uid;
+    }
+}
+
+TEST_F(CallerGate, TheModeIsAskedForAtEachCall)
+{
+    EXPECT_EQ(letsChange(runBy(user::root)), "all");
+    setStatusToolOutput("three admin: on\n");
+    EXPECT_EQ(letsChange(runBy(user::root)), "none");
+    setStatusToolOutput("three admin: off\n");
+    EXPECT_EQ(letsChange(runBy(user::root)), "all");
+}
+
+TEST_F(CallerGate, AMissingStatusToolMeansThatTheModeIsOff)
+{
+    ASSERT_TRUE(QFile::remove("/usr/sbin/getstatus"));
+    EXPECT_EQ(letsChange(runBy(user::root)), "all");
+    EXPECT_EQ(letsChange(runBy(user::ordinary)), "none");
+}
+
+TEST_F(CallerGate, AReadingCallRunsTheStatusToolOnceToo)
+{
+    EXPECT_TRUE(letsRead(runBy(user::wheelMember)));
+    EXPECT_EQ(statusToolRuns(), 1);
+    EXPECT_EQ(daemonOutput(), QStringList{"anna is sudo group"});
+}
+
+TEST_F(CallerGate, AStrangersCallRunsTheStatusToolOnceToo)
+{
+    copyFrontEnd("/usr/local/bin/stranger");
+    EXPECT_FALSE(letsRead(at("/usr/local/bin/stranger")));
+    EXPECT_EQ(statusToolRuns(), 1);
+}
+
+} // namespace

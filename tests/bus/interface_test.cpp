@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+
+namespace {
+
+class Interface : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        startDaemon();
+    }
+
+    /// What dbus-send, which is no front end, prints of the answer to a call.
+    static QString send(const QStringList &call)
+    {
+        const auto result = host::run(QStringList{"dbus-send", "--system", "--print-reply=literal",
+                                                  "--dest=com.norva.halvex.desktop"} +
+                                      call);
+        return QString::fromUtf8(result.output + result.errors).trimmed();
+    }
+
+    static QString method(const QString &name)
+    {
+        return "com.norva.halvex.desktop.com.norva.halvex.desktop." + name;
+    }
+};
+
+constexpr const char *object = "/com/norva/halvex/desktop";
+
+TEST_F(Interface, TheIntrospectionTextIsTheContract)
+{
+    EXPECT_EQ(send({object, "org.freedesktop.DBus.Introspectable.Introspect"}) + '\n',
+              QString::fromUtf8(host::readFile(EXPECTED_INTROSPECTION)));
+}
+
+TEST_F(Interface, NothingElseIsExportedAtTheObjectsPath)
+{
+    EXPECT_EQ(send({object, method("handleInstallProgress"), "int32:1", "string:a", "string:b"}),
+              "Error org.freedesktop.DBus.Error.UnknownMethod: No such method "
+              "'handleInstallProgress' in interface "
+              "'com.norva.halvex.desktop.com.norva.halvex.desktop' at object path "
+              "'/com/norva/halvex/desktop' (signature 'iss')");
+    EXPECT_EQ(send({object, method("deleteLater")}),
+              "Error org.freedesktop.DBus.Error.UnknownMethod: No such method 'deleteLater' in "
+              "interface 'com.norva.halvex.desktop.com.norva.halvex.desktop' at object path "
+              "'/com/norva/halvex/desktop' (signature '')");
+}
+
+TEST_F(Interface, TheShortInterfaceNameDoesNotExist)
+{
+    EXPECT_EQ(send({object, "com.norva.halvex.desktop.getEventTotalCount"}),
+              "Error org.freedesktop.DBus.Error.UnknownInterface: No such interface "
+              "'com.norva.halvex.desktop' at object path '/com/norva/halvex/desktop'");
+}
+
+TEST_F(Interface, ABareIntegerIsNoDetectTypeAndNeverReachesTheGate)
+{
+    EXPECT_EQ(send({object, method("getAiConfig"), "int32:0", "string:dga_detect"}),
+              "Error org.freedesktop.DBus.Error.UnknownMethod: No such method 'getAiConfig' in "
+              "interface 'com.norva.halvex.desktop.com.norva.halvex.desktop' at object path "
+              "'/com/norva/halvex/desktop' (signature 'is')");
+    EXPECT_EQ(systemLog.takeLines(), QStringList());
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+}
+
+TEST_F(Interface, EveryMethodRefusesAStrangerWithEmptyTextsAndOneLogLine)
+{
+    Caller stranger;
+    stranger.path = "/usr/local/bin/halvex-desktop";
+    host::writeFile(stranger.path, host::readFile(frontEndPaths.first()), 0755);
+    for (const MethodCall &each : allMethodCalls()) {
+        const QStringList empty = QVector<QString>(each.outTexts, QString("")).toList();
+        EXPECT_EQ(call(each.name, each.arguments, stranger), (Reply{-999, empty})) << each.name;
+        EXPECT_EQ(systemLog.takeLines(),
+                  QStringList{"<14>halvex-desktop-daemon: The caller has no permission"})
+            << each.name;
+    }
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "}) << "a refusal is no Qt message";
+}
+
+TEST_F(Interface, TheTableOfMethodsIsTheInterfaces)
+{
+    QStringList described;
+    for (const QString &line :
+         QString::fromUtf8(host::readFile(EXPECTED_INTROSPECTION)).split('\n')) {
+        if (line.contains("org.freedesktop.DBus.Properties")) {
+            break;
+        }
+        if (line.contains("<method name=")) {
+            described << line.section('"', 1, 1);
+        }
+    }
+    QStringList tested;
+    for (const MethodCall &each : allMethodCalls()) {
+        tested << each.name;
+    }
+    EXPECT_EQ(tested, described);
+}
+
+} // namespace

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+//
+// Callers that are gone, in one way or another, when the daemon asks about them.
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+
+#include <QFile>
+
+#include <sys/stat.h>
+
+namespace {
+
+class LeavingCaller : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        host::writeFile("/usr/sbin/halvex-desktop", host::readFile(LEAVING_FRONT_END), 0755);
+    }
+
+    /// The stand-in that leaves, run at an allowed path by an ordinary user.
+    static QStringList leaver(const QStringList &arguments)
+    {
+        Caller caller;
+        caller.uid = user::ordinary;
+        return frontEndCommand(caller, arguments);
+    }
+
+    /// How many calls have reached the gate: each gets a dump of its caller's environment or leaves
+    /// without a process id.
+    static int callsAtTheGate()
+    {
+        int calls = 0;
+        for (const QByteArray &line : host::readFile("/run/daemon.err").split('\n')) {
+            if (line.startsWith("environVars ") || line == "Failed to get caller PID" ||
+                line.startsWith("file.open failed ")) {
+                ++calls;
+            }
+        }
+        return calls;
+    }
+
+    /// Makes the daemon's next caller wait in the gate, and returns once it does.
+    void holdTheGate(QProcess &held)
+    {
+        ASSERT_EQ(mkfifo("/run/gate", 0600), 0);
+        host::writeScript("/usr/sbin/getstatus", "if mkdir /run/held 2>/dev/null; then "
+                                                 "cat /run/gate; fi\n");
+        Caller caller;
+        caller.path = frontEndPaths.first();
+        const QStringList command = frontEndCommand(caller, {"--json", "getEventTotalCount"});
+        held.start(command.first(), command.mid(1));
+        ASSERT_TRUE(waitFor([] { return QFile::exists("/run/held"); }));
+    }
+
+    static void releaseTheGate() { host::writeFile("/run/gate", "three admin: off\n"); }
+};
+
+TEST_F(LeavingCaller, IsNeverLetInAtAnyMoment)
+{
+    startDaemon();
+    int attempts = 0;
+    for (const MethodCall &each : allMethodCalls()) {
+        if (each.changes) {
+            const auto result = host::run(
+                leaver(QStringList{"disconnect", "200", "12000", each.name} + each.arguments));
+            ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
+            attempts += 200;
+        }
+    }
+    ASSERT_EQ(attempts, 1200);
+    // A call that is served proves that all before it have been.
+    Caller last;
+    last.path = frontEndPaths.first();
+    EXPECT_EQ(call("getEventTotalCount", {}, last).status, -1);
+    EXPECT_GT(callsAtTheGate(), attempts / 2) << "too few calls got as far as the gate";
+    EXPECT_EQ(systemLog.takeLines().size(), callsAtTheGate() - 1) << "each was refused";
+}
+
+TEST_F(LeavingCaller, ThatHasLeftTheBusHasNoProcessId)
+{
+    startDaemon();
+    QProcess held;
+    holdTheGate(held);
+    const auto result =
+        host::run(leaver({"disconnect", "1", "0", "restartService", "halvex-ebpf"}));
+    ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
+    releaseTheGate();
+    ASSERT_TRUE(held.waitForFinished());
+    ASSERT_TRUE(waitFor([this] { return !systemLog.takeLines().isEmpty(); }));
+    EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start ", "Failed to get caller PID"}));
+}
+
+TEST_F(LeavingCaller, WhoseProcessHasEndedIsRefusedWithADebugMessage)
+{
+    startDaemon();
+    QProcess held;
+    holdTheGate(held);
+    QProcess dying;
+    const QStringList command = leaver({"die", "restartService", "halvex-ebpf"});
+    dying.start(command.first(), command.mid(1));
+    ASSERT_TRUE(dying.waitForReadyRead());
+    const auto pid = dying.processId();
+    ASSERT_TRUE(dying.waitForFinished());
+    releaseTheGate();
+    ASSERT_TRUE(held.waitForFinished());
+    ASSERT_TRUE(waitFor([this] { return !systemLog.takeLines().isEmpty(); }));
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{"dbus service start ",
+                           QString("file.open failed \"/proc/%1/environ\"").arg(pid)}));
+}
+
+} // namespace

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+//
+// A front end that does not wait for its answers, to try what the daemon makes of callers that are
+// gone when it asks about them.
+//
+//   leaving-front-end disconnect COUNT MICROSECONDS METHOD [TEXT|NUMBER|LIST]...
+//       COUNT times: connect, call, and leave the bus after a moment that grows from nothing to
+//       MICROSECONDS; the process itself goes on.
+//   leaving-front-end die METHOD [...]
+//       call, and end at once; a child keeps the connection open until it is killed.
+#include "dbus/bus_names.h"
+#include "dbus/detect_type.h"
+#include "frontend/interface_description.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+/// The call of @p words: the method's name and one word for each of its arguments.
+QDBusMessage request(const QStringList &words)
+{
+    const InterfaceDescription description = readInterfaceDescription();
+    const Member *method = description.method(words.first());
+    auto message = QDBusMessage::createMethodCall(halvex::busName, halvex::objectPath,
+                                                  description.name, words.first());
+    for (int i = 0; method != nullptr && i < method->in.size(); ++i) {
+        const QString &word = words[i + 1];
+        const QString &type = method->in[i].type;
+        message << (type == "s"    ? QVariant(word)
+                    : type == "as" ? QVariant(QStringList{word})
+                    : type == "i"  ? QVariant(word.toInt())
+                                   : QVariant::fromValue(DetectType{word.toInt()}));
+    }
+    return message;
+}
+
+void callAndDisconnect(const QDBusMessage &message, unsigned microseconds)
+{
+    const QString name = "leaving";
+    {
+        const auto connection = QDBusConnection::connectToBus(QDBusConnection::SystemBus, name);
+        connection.send(message);
+        usleep(microseconds);
+    }
+    QDBusConnection::disconnectFromBus(name);
+}
+
+void callAndDie(const QDBusMessage &message)
+{
+    const auto connection = QDBusConnection::systemBus();
+    connection.send(message);
+    // Anything answered after the call tells that the bus has it.
+    static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
+    if (fork() == 0) {
+        std::puts("gone");
+        std::fflush(stdout);
+        for (;;) {
+            pause();
+        }
+    }
+    _exit(0);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    halvex::registerDetectType();
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.value(1) == "disconnect") {
+        const int count = arguments[2].toInt();
+        const int longest = arguments[3].toInt();
+        const QDBusMessage message = request(arguments.mid(4));
+        for (int i = 0; i < count; ++i) {
+            callAndDisconnect(message, static_cast<unsigned>(longest * i / count));
+        }
+        return 0;
+    }
+    callAndDie(request(arguments.mid(2)));
+}
