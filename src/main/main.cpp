@@ -13,16 +13,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string>
 
 int main(int argc, char **argv)
 {
     if (halvex::checkPathEnvironment()) {
         qputenv("PATH", "/usr/bin:/bin:/usr/sbin:/sbin");
     }
-    // putenv keeps the array itself, so it must outlive everything.
-    static char locale[] = "LC_ALL=en_US.UTF-8";
-    putenv(locale);
-    setlocale(LC_ALL, "");
+    // putenv keeps the text itself, so it must outlive everything.
+    static std::string locale = "LC_ALL=en_US.UTF-8";
+    putenv(locale.data());
+    static_cast<void>(setlocale(LC_ALL, "")); // a host without that locale is no reason to stop
     // A file or a journal gets each printed line at once, not when the daemon ends.
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ));
 

@@ -1,0 +1,52 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2034 # the lists are used by the scripts that source this
+#
+# Sourced by the other scripts: who may run them, what they need, and how they build.
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
+export LC_ALL=C.UTF-8
+
+say() { printf '\n== %s\n' "$*"; }
+
+need_root() {
+    if [ "$(id -u)" != 0 ]; then
+        echo "$0: the tests and the demo make throwaway hosts, which takes root" >&2
+        exit 1
+    fi
+}
+
+# What the daemon is built with, and what it runs with.
+build_packages=(
+    g++ cmake ninja-build qtbase5-dev libpugixml-dev libyaml-cpp-dev
+)
+# What the throwaway hosts and the tests in them use.
+host_packages=(
+    libgtest-dev libgmock-dev dbus mount util-linux procps bindfs fuse3 busybox
+)
+# What looks at the source.
+check_packages=(
+    git clang-format clang-tidy shellcheck libxml2-utils
+)
+
+# Installs those of the given packages that are missing.
+install_packages() {
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null | grep -q '^ii' ||
+            missing+=("$package")
+    done
+    if [ ${#missing[@]} -gt 0 ]; then
+        say "Installing ${missing[*]}"
+        apt-get update -q
+        DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends "${missing[@]}"
+    fi
+}
+
+# Builds the preset $1, or only its targets $2...
+build() {
+    local preset=$1
+    shift
+    say "Building (preset $preset)"
+    cmake --preset "$preset" >/dev/null
+    cmake --build "build/$preset" ${1+--target "$@"}
+}
