@@ -3,6 +3,7 @@
 // How GoogleTest shows Qt's texts when a comparison fails.
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include <ostream>
@@ -10,4 +11,9 @@
 inline void PrintTo(const QString &text, std::ostream *stream)
 {
     *stream << '"' << text.toStdString() << '"';
+}
+
+inline void PrintTo(const QByteArray &bytes, std::ostream *stream)
+{
+    *stream << '"' << bytes.toStdString() << '"';
 }

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include "support/command.h"
+#include "support/printing.h"
+
+#include <QDirIterator>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+/// The files below @p folder, as paths below it.
+QStringList filesBelow(const QString &folder)
+{
+    QStringList files;
+    QDirIterator walk(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (walk.hasNext()) {
+        files << walk.next().mid(folder.size());
+    }
+    files.sort();
+    return files;
+}
+
+TEST(Installation, PutsEachFileWhereItsUsersLook)
+{
+    const auto result = host::run({CMAKE, "--install", BUILD, "--prefix", "/srv/prefix"});
+    ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
+    EXPECT_EQ(filesBelow("/srv/prefix"),
+              (QStringList{"/libexec/halvex-desktop-daemon",
+                           "/share/dbus-1/interfaces/com.norva.halvex.desktop.xml",
+                           "/share/dbus-1/system.d/com.norva.halvex.desktop.conf"}));
+    EXPECT_TRUE(QFileInfo("/srv/prefix/libexec/halvex-desktop-daemon").isExecutable());
+}
+
+TEST(Installation, CanBeStaged)
+{
+    const auto result = host::run({CMAKE, "--install", BUILD, "--prefix", "/usr"},
+                                  {"PATH=/usr/bin:/bin", "DESTDIR=/srv/stage"});
+    ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
+    EXPECT_EQ(filesBelow("/srv/stage").first(), "/usr/libexec/halvex-desktop-daemon");
+}
+
+} // namespace

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+//
+// The throwaway host itself, made by a test inside another one: what the inner host does must not
+// show in the outer.
+#include "support/command.h"
+#include "support/host_files.h"
+#include "support/printing.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+/// Runs @p script by the shell as process 1 of a host made for it.
+host::CommandResult runInHost(const QString &script, const QStringList &options = {})
+{
+    return host::run(QStringList{THROWAWAY_HOST} + options +
+                     QStringList{"--", "/bin/sh", "-c", script});
+}
+
+QByteArray outputInHost(const QString &script)
+{
+    const auto result = runInHost(script);
+    EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
+    return result.output;
+}
+
+TEST(ThrowawayHost, TheCommandIsProcessOneAndRoot)
+{
+    EXPECT_EQ(outputInHost("echo $$ $(id -u) $(hostname)"), "1 0 throwaway-host\n");
+}
+
+TEST(ThrowawayHost, TheCommandsExitStatusIsTheHosts)
+{
+    EXPECT_EQ(runInHost("exit 7").exitCode, 7);
+}
+
+TEST(ThrowawayHost, NoFileOfTheHostStays)
+{
+    EXPECT_EQ(outputInHost("echo x > /etc/planted; rm /etc/passwd; echo x > /etc/group; "
+                           "mkdir -p /opt/new; ls /etc/planted"),
+              "/etc/planted\n");
+    EXPECT_FALSE(QFile::exists("/etc/planted"));
+    EXPECT_FALSE(QFile::exists("/opt/new"));
+    EXPECT_TRUE(QFile::exists("/etc/passwd"));
+    EXPECT_NE(host::readFile("/etc/group"), "x\n");
+}
+
+TEST(ThrowawayHost, NoMountStays)
+{
+    const QByteArray before = host::readFile("/proc/self/mountinfo");
+    EXPECT_EQ(outputInHost("mount -t tmpfs x /srv && mount --bind /etc /opt && echo done"),
+              "done\n");
+    EXPECT_EQ(host::readFile("/proc/self/mountinfo"), before);
+}
+
+TEST(ThrowawayHost, NoProcessStays)
+{
+    static_cast<void>(outputInHost("setsid sleep 98765 >/dev/null 2>&1 & sleep 0.1"));
+    EXPECT_EQ(host::run({"pgrep", "-f", "sleep 98765"}).output, "");
+}
+
+TEST(ThrowawayHost, TheFoldersForEverybodyAreEmpty)
+{
+    host::writeFile("/tmp/outside", "x");
+    host::writeFile("/run/outside", "x");
+    host::writeFile("/dev/shm/outside", "x");
+    EXPECT_EQ(outputInHost("ls -A /tmp /run /dev/shm"), "/dev/shm:\n\n/run:\n\n/tmp:\n");
+}
+
+TEST(ThrowawayHost, TheNetworkIsALoopbackInterfaceThatIsDown)
+{
+    EXPECT_EQ(outputInHost("ls /proc/sys/net/ipv4/conf"), "all\ndefault\nlo\n");
+    EXPECT_NE(runInHost("grep -q 'lo' /proc/net/fib_trie").exitCode, 0);
+}
+
+TEST(ThrowawayHost, TheEnvironmentIsAFixedOne)
+{
+    const auto result =
+        host::run({THROWAWAY_HOST, "--", "env"},
+                  {"PATH=/usr/bin:/bin", "LD_PRELOAD=", "SECRET=1", "CI=true", "TERM=vt100"});
+    QList<QByteArray> entries = result.output.trimmed().split('\n');
+    std::sort(entries.begin(), entries.end());
+    EXPECT_EQ(entries, (QList<QByteArray>{"CI=true", "HOME=/root", "LANG=C.UTF-8",
+                                          "PATH=/usr/sbin:/usr/bin:/sbin:/bin", "TERM=vt100"}));
+}
+
+TEST(ThrowawayHost, KernelSettingsAreReadOnly)
+{
+    EXPECT_NE(runInHost("echo 1 > /proc/sys/vm/swappiness").exitCode, 0);
+}
+
+TEST(ThrowawayHost, ASharedFolderIsTheRealOne)
+{
+    ASSERT_TRUE(QDir().mkpath("/srv/shared"));
+    EXPECT_EQ(runInHost("echo x > /srv/shared/result", {"--share", "/srv/shared"}).exitCode, 0);
+    EXPECT_EQ(host::readFile("/srv/shared/result"), "x\n");
+}
+
+TEST(ThrowawayHost, OnlyRootCanMakeOne)
+{
+    const auto result =
+        host::run({"setpriv", "--reuid", "65534", "--clear-groups", THROWAWAY_HOST, "true"});
+    EXPECT_EQ(result.exitCode, 125);
+    EXPECT_EQ(result.errors, "throwaway-host: only root can make a throwaway host\n");
+}
+
+TEST(ThrowawayHost, WithoutACommandItSaysSo)
+{
+    const auto result = host::run({THROWAWAY_HOST});
+    EXPECT_EQ(result.exitCode, 125);
+    EXPECT_EQ(result.errors, "throwaway-host: no command given\n");
+}
+
+} // namespace
