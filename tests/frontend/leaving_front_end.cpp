@@ -60,7 +60,7 @@ void callAndDie(const QDBusMessage &message)
     static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
     if (fork() == 0) {
         std::puts("gone");
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
         for (;;) {
             pause();
         }
