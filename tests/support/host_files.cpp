@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 namespace host {
@@ -24,6 +25,25 @@ void writeFile(const QString &path, const QByteArray &bytes, unsigned mode)
 void writeScript(const QString &path, const QByteArray &body)
 {
     writeFile(path, "#!/bin/sh\n" + body, 0755);
+}
+
+void makeUnwritable(const QString &path)
+{
+    // Permissions do not hold root off; a mount that is read-only does.
+    const QByteArray name = QFile::encodeName(path);
+    ASSERT_EQ(mount(name.constData(), name.constData(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, name.constData(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr),
+              0);
+}
+
+QString ownerAndMode(const QString &path)
+{
+    struct stat status = {};
+    if (stat(QFile::encodeName(path).constData(), &status) != 0) {
+        ADD_FAILURE() << "no file " << qPrintable(path);
+        return {};
+    }
+    return QString::asprintf("%u:%u %04o", status.st_uid, status.st_gid, status.st_mode & 07777);
 }
 
 QByteArray readFile(const QString &path)

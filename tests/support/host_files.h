@@ -15,6 +15,12 @@ void writeFile(const QString &path, const QByteArray &bytes, unsigned mode = 064
 /// Writes an executable shell script that runs @p body under /bin/sh.
 void writeScript(const QString &path, const QByteArray &body);
 
+/// Makes the file at @p path one that nobody can open for writing, root included.
+void makeUnwritable(const QString &path);
+
+/// Owner, group and mode of the file at @p path, as "2001:2002 0640".
+[[nodiscard]] QString ownerAndMode(const QString &path);
+
 /// The whole content of @p path.
 [[nodiscard]] QByteArray readFile(const QString &path);
 

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include "config/ai_settings.h"
+
+#include "config/ai_tree.h"
+#include "config/settings_file.h"
+
+#include <QByteArray>
+#include <QFile>
+
+#include <cstddef>
+#include <exception>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace halvex {
+namespace {
+
+constexpr int knownType = 0;
+
+/// The bytes of a YAML file as the library takes them.
+std::string textOf(const QByteArray &content)
+{
+    // The library keeps some 200 bytes of each bracket until it sees the document to be too deep,
+    // which it does only at its end. Nothing that nests so deep can be read.
+    constexpr int mostOpenBrackets = 1 << 20;
+    int openBrackets = 0;
+    for (const char byte : content) {
+        if (byte == '[' || byte == '{') {
+            ++openBrackets;
+        } else if (byte == ']' || byte == '}') {
+            --openBrackets;
+        }
+        if (openBrackets > mostOpenBrackets) {
+            throw std::length_error("nested too deep");
+        }
+    }
+    return content.toStdString();
+}
+
+/// The root of the one document in @p content, which can have entries: a map, or null when the
+/// document is empty. Other documents would be lost with the next write, and so would a root that
+/// has no named entries.
+YAML::Node changeableRoot(const QByteArray &content)
+{
+    const std::vector<YAML::Node> documents = YAML::LoadAll(textOf(content));
+    if (documents.empty()) {
+        return {};
+    }
+    const YAML::Node &root = documents.front();
+    if (documents.size() > 1 || !(root.IsMap() || root.IsNull())) {
+        throw std::invalid_argument("no single map");
+    }
+    return root;
+}
+
+/// How long a text may become that is emitted from @p size bytes. Quotes, escapes and indentation
+/// lengthen it; only aliases, whose nodes are written out at each place, can do so beyond this.
+constexpr std::size_t longestTextFrom(std::size_t size)
+{
+    constexpr std::size_t base = std::size_t(16) << 20;
+    return base + 8 * size;
+}
+
+/// The document @p content with the setting at @p components changed to @p value.
+std::string withSetting(const QByteArray &content, const std::vector<std::string> &components,
+                        const std::string &value)
+{
+    const YAML::Node changed(YAML::NodeType::Map);
+    setNestedValue(changed, changeableRoot(content), components, value, 0);
+    std::size_t size = std::size_t(content.size()) + value.size();
+    for (const std::string &component : components) {
+        size += component.size();
+    }
+    YAML::Emitter emitter;
+    emitNode(emitter, changed, longestTextFrom(size));
+    if (!emitter.good()) {
+        throw std::runtime_error(emitter.GetLastError());
+    }
+    return {emitter.c_str(), emitter.size()};
+}
+
+} // namespace
+
+int getAiConfig(const QString &path, int type, const QString &key, QString &value)
+{
+    return type == knownType ? readAiSetting(path, key, value) : -1;
+}
+
+int readAiSetting(const QString &path, const QString &key, QString &value)
+{
+    if (key.isEmpty()) {
+        return -1;
+    }
+    value.clear();
+    const std::optional<QByteArray> content = readSettingsFile(path);
+    if (!content) {
+        return -1;
+    }
+    try {
+        const YAML::Node root = YAML::Load(textOf(*content));
+        value = QString::fromStdString(nodeAt(root, key).as<std::string>());
+    } catch (const std::exception &) {
+        return -1;
+    }
+    return 0;
+}
+
+int setAiConfig(const QString &path, int type, const QString &key, const QString &value)
+{
+    if (type != knownType || key.isEmpty() || value.isEmpty() ||
+        key.count('.') >= mostKeyComponents) {
+        return -1;
+    }
+    const std::optional<QByteArray> content = readSettingsFile(path);
+    if (!content) {
+        return -1;
+    }
+    std::vector<std::string> components;
+    for (const QString &component : key.split('.')) {
+        components.push_back(component.toStdString());
+    }
+    std::string changed;
+    try {
+        changed = withSetting(*content, components, value.toStdString());
+    } catch (const std::exception &) {
+        return -1;
+    }
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly)) {
+        file.write(changed.data(), qint64(changed.size()));
+    }
+    return 0;
+}
+
+} // namespace halvex

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+#include "config/ai_tree.h"
+
+#include <stdexcept>
+
+namespace halvex {
+namespace {
+
+void emitScalar(YAML::Emitter &emitter, const YAML::Node &node)
+{
+    bool flag = false;
+    int number = 0;
+    if (YAML::convert<bool>::decode(node, flag)) {
+        emitter << flag;
+    } else if (YAML::convert<int>::decode(node, number)) {
+        emitter << number;
+    } else {
+        emitter << YAML::DoubleQuoted << node.Scalar();
+    }
+}
+
+/// Tells whether @p key is the one that @p name stands for. A null key is emitted as "null".
+bool isNamed(const YAML::Node &key, const std::string &name)
+{
+    return (key.IsScalar() || key.IsNull()) && key.as<std::string>() == name;
+}
+
+/// Tells whether @p key would be read as the border of a document at the start of a line.
+bool looksLikeDocumentBorder(const std::string &key)
+{
+    return key.rfind("--- ", 0) == 0 || key.rfind("... ", 0) == 0;
+}
+
+void emitKey(YAML::Emitter &emitter, const std::string &key, int depth)
+{
+    // The emitter quotes a key that would be read as something else; this case escapes it.
+    if (depth == 1 && looksLikeDocumentBorder(key)) {
+        emitter << YAML::DoubleQuoted;
+    }
+    emitter << YAML::Key << key << YAML::Value;
+}
+
+} // namespace
+
+YAML::Node nodeAt(const YAML::Node &root, const QString &key)
+{
+    YAML::Node node = root;
+    int start = 0;
+    for (int end = 0; end < key.size(); start = end + 1) {
+        end = key.indexOf('.', start);
+        end = end < 0 ? key.size() : end;
+        // Only a constant node is looked into; any other gets the entry that it does not have.
+        const YAML::Node &map = node;
+        node.reset(map[key.mid(start, end - start).toStdString()]);
+    }
+    return node;
+}
+
+void setNestedValue(YAML::Node result, const YAML::Node &node,
+                    const std::vector<std::string> &components, const std::string &value,
+                    std::size_t index)
+{
+    const auto insertMeant = [&](const YAML::Node &key, const YAML::Node &entry) {
+        if (index + 1 == components.size()) {
+            result.force_insert(key, value);
+            return;
+        }
+        // The new map goes into the tree before it is filled: the library then merges the two
+        // trees' memory once and not at each level.
+        const YAML::Node map(YAML::NodeType::Map);
+        result.force_insert(key, map);
+        setNestedValue(map, entry, components, value, index + 1);
+    };
+
+    bool isFound = false;
+    if (node.IsMap()) {
+        for (const auto &entry : node) {
+            if (!isFound && isNamed(entry.first, components[index])) {
+                isFound = true;
+                insertMeant(entry.first, entry.second);
+            } else {
+                result.force_insert(entry.first, entry.second);
+            }
+        }
+    }
+    if (!isFound) {
+        insertMeant(YAML::Node(components[index]), YAML::Node());
+    }
+}
+
+void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t longestText, int depth)
+{
+    if (depth > deepestNode || emitter.size() > longestText) {
+        throw std::length_error("too deep or too long a document");
+    }
+    switch (node.Type()) {
+    case YAML::NodeType::Undefined:
+    case YAML::NodeType::Null:
+        emitter << YAML::Null;
+        break;
+    case YAML::NodeType::Scalar:
+        emitScalar(emitter, node);
+        break;
+    case YAML::NodeType::Sequence:
+        emitter << YAML::BeginSeq;
+        for (const auto &element : node) {
+            emitNode(emitter, element, longestText, depth + 1);
+        }
+        emitter << YAML::EndSeq;
+        break;
+    case YAML::NodeType::Map:
+        emitter << YAML::BeginMap;
+        for (const auto &entry : node) {
+            emitKey(emitter, entry.first.as<std::string>(), depth);
+            emitNode(emitter, entry.second, longestText, depth + 1);
+        }
+        emitter << YAML::EndMap;
+        break;
+    }
+}
+
+} // namespace halvex

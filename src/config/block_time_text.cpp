@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#include "config/block_time_text.h"
+
+#include <QRegularExpression>
+
+namespace halvex {
+
+bool isTimeoutLine(const QString &line)
+{
+    return line.startsWith("TIMEOUT=");
+}
+
+int parseTimeoutValue(const QString &line)
+{
+    constexpr int unparsable = -1;
+    constexpr int emptyValue = -2;
+    const int equalsSign = line.indexOf('=');
+    if (equalsSign < 0) {
+        return unparsable;
+    }
+    const QString value = line.mid(equalsSign + 1).trimmed();
+    if (value.isEmpty()) {
+        return emptyValue;
+    }
+    // The characters that QRegExp("[^0-9]") leaves; removing by that takes quadratic time.
+    QString digits;
+    for (const QChar character : value) {
+        if (character >= '0' && character <= '9') {
+            digits += character;
+        }
+    }
+    bool isNumber = false;
+    const int count = digits.toInt(&isNumber);
+    return isNumber ? count : unparsable;
+}
+
+QString rewriteTimeoutLine(const QString &line, const QString &value)
+{
+    const int equalsSign = line.indexOf('=');
+    if (equalsSign < 0) {
+        return line;
+    }
+    QString emptied = line.left(equalsSign + 1);
+    if (value == "-1") {
+        return emptied;
+    }
+    if (line.mid(equalsSign + 1).trimmed().isEmpty()) {
+        return emptied + QString(R"("%1 %2")").arg("timeout", value);
+    }
+    static const QRegularExpression canonicalForm(R"re(TIMEOUT="timeout (\d+)s")re");
+    const QRegularExpressionMatch match = canonicalForm.match(line);
+    if (!match.hasMatch()) {
+        return line;
+    }
+    QString count = value;
+    count.chop(1);
+    return match.captured().replace(match.captured(1), count);
+}
+
+} // namespace halvex

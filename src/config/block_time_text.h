@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+//
+// The timeout line of the block-time file: its column 0 begins with TIMEOUT=, and its canonical
+// form is TIMEOUT="timeout 600s". No file is touched here.
+#pragma once
+
+#include <QString>
+
+namespace halvex {
+
+/// Tells whether @p line is a timeout line, in whatever form its value is.
+[[nodiscard]] bool isTimeoutLine(const QString &line);
+
+/// Reads the count from @p line: all decimal digits after its first "=", whatever stands between
+/// them.
+///
+/// @return the count; -1 when there is no "=", no digit or a number beyond 32 bits; -2 when only
+///         white space follows the "="
+[[nodiscard]] int parseTimeoutValue(const QString &line);
+
+/// The timeout line @p line with the timeout that a caller gave as @p value.
+///
+/// - "-1" empties the value.
+/// - An empty value is filled with @p value whole.
+/// - In a canonical line the count is replaced by @p value without its last character, whatever
+///   that is (the unit, as a rule), and text around the canonical form is dropped.
+/// - Any other line stays as it is.
+[[nodiscard]] QString rewriteTimeoutLine(const QString &line, const QString &value);
+
+} // namespace halvex

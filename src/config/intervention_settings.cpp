@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include "config/intervention_settings.h"
+
+#include "config/block_time.h"
+#include "config/intervention_text.h"
+#include "config/settings_file.h"
+
+#include <QByteArray>
+#include <QFile>
+
+#include <optional>
+
+namespace halvex {
+namespace {
+
+constexpr const char *blockTimeField = "blockip_timeout";
+
+int getBlockTime(const QString &path, QString &value)
+{
+    int timeout = 0;
+    if (readBlockTimeout(path, timeout) != 0) {
+        return -1;
+    }
+    if (timeout == -2) {
+        value = "-1";
+    } else if (timeout != 0) {
+        value = QString("%1%2").arg(timeout).arg("s");
+    }
+    return 0;
+}
+
+} // namespace
+
+int getInterventionConfig(const QString &configPath, const QString &blockTimePath,
+                          const QString &actionName, const QString &fieldName, QString &fieldValue)
+{
+    if (actionName.isEmpty() || fieldName.isEmpty()) {
+        return -1;
+    }
+    if (fieldName == blockTimeField) {
+        return getBlockTime(blockTimePath, fieldValue);
+    }
+    const std::optional<QByteArray> content = readSettingsFile(configPath);
+    if (!content) {
+        return -1;
+    }
+    fieldValue = QString::fromUtf8(fieldValueIn(*content, actionName, fieldName));
+    return 0;
+}
+
+int setInterventionConfig(const QString &configPath, const QString &blockTimePath,
+                          const QString &actionName, const QString &fieldName,
+                          const QString &fieldValue)
+{
+    if (actionName.isEmpty() || fieldName.isEmpty()) {
+        return -1;
+    }
+    if (fieldName == blockTimeField) {
+        return writeBlockTimeout(blockTimePath, fieldValue);
+    }
+    std::optional<QByteArray> content = readSettingsFile(configPath);
+    if (!content) {
+        return -1;
+    }
+    const QByteArray value = fieldValue.isEmpty() ? "\"\"" : quoteValueWords(fieldValue.toUtf8());
+
+    // A missing field is searched for again and again, and never found, on purpose. A loop without
+    // an observable action may be taken for one that ends, and be optimised away: reading a
+    // volatile is such an action.
+    const volatile bool again = true;
+    std::optional<ByteSpan> span;
+    do {
+        const std::optional<int> start = fieldSearchStart(*content, actionName);
+        if (!start) {
+            return -1;
+        }
+        span = findFieldValue(*content, fieldName, *start);
+    } while (!span && again);
+
+    content->replace(span->start, span->end - span->start, value);
+    QFile file(configPath);
+    if (!file.open(QIODevice::WriteOnly)) {
+        return -1;
+    }
+    file.write(*content);
+    return 0;
+}
+
+} // namespace halvex

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "config/notify_settings.h"
+
+#include "config/notify_xml.h"
+#include "config/settings_file.h"
+
+#include <QByteArray>
+#include <QFile>
+
+#include <array>
+#include <cstddef>
+#include <optional>
+
+namespace halvex {
+
+int getNotifyConfig(const QString &path, QString &notifyDisabled, QString &notifyTimeout,
+                    QString &notifyFold)
+{
+    const std::optional<QByteArray> xml = readSettingsFile(path);
+    const std::optional<NotifyValues> values = xml ? notifyValuesIn(*xml) : std::nullopt;
+    if (!values) {
+        return -1;
+    }
+    const std::array<QString *, 3> outputs{&notifyDisabled, &notifyTimeout, &notifyFold};
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        if (!(*values)[i].isEmpty()) {
+            *outputs[i] = QString::fromUtf8((*values)[i]);
+        }
+    }
+    return 0;
+}
+
+int setNotifyConfig(const QString &path, const QString &notifyDisabled,
+                    const QString &notifyTimeout, const QString &notifyFold)
+{
+    if (notifyDisabled.isEmpty() || notifyTimeout.isEmpty() || notifyFold.isEmpty()) {
+        return -1;
+    }
+    const std::optional<QByteArray> xml = readSettingsFile(path);
+    if (!xml) {
+        return -1;
+    }
+    const std::optional<QByteArray> changed = withNotifyValues(
+        *xml, {notifyDisabled.toUtf8(), notifyTimeout.toUtf8(), notifyFold.toUtf8()});
+    if (!changed) {
+        return -1;
+    }
+    QFile file(path);
+    const bool isSaved =
+        file.open(QIODevice::WriteOnly) && file.write(*changed) == changed->size() && file.flush();
+    return isSaved ? 0 : -1;
+}
+
+} // namespace halvex

@@ -1,0 +1,335 @@
+// SPDX-License-Identifier: MIT
+#include "config/ai_settings.h"
+#include "support/host_files.h"
+#include "support/message_log.h"
+#include "support/printing.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *path = "/usr/lib/halvex_net_ai/config.yaml";
+constexpr int mostComponents = 498;
+
+/// A key of @p count components, all of which are "a".
+QString keyOf(int count)
+{
+    return QString("a.").repeated(count - 1) + 'a';
+}
+
+class AiSettings : public testing::Test
+{
+protected:
+    void TearDown() override { EXPECT_EQ(log.messages(), QStringList()); }
+
+    /// The status of reading @p key from a file that holds @p yaml.
+    int statusOf(const QByteArray &yaml, const QString &key)
+    {
+        host::writeFile(path, yaml);
+        value = "untouched";
+        return halvex::getAiConfig(path, 0, key, value);
+    }
+
+    /// What a file that holds @p yaml becomes when @p newValue is written.
+    static QByteArray changed(const QByteArray &yaml, const QString &key, const QString &newValue)
+    {
+        host::writeFile(path, yaml);
+        EXPECT_EQ(halvex::setAiConfig(path, 0, key, newValue), 0);
+        return host::readFile(path);
+    }
+
+    /// Tells whether writing to a file that holds @p yaml fails and leaves it as it was.
+    static bool isRefused(const QByteArray &yaml, const QString &key, const QString &newValue = "1")
+    {
+        host::writeFile(path, yaml);
+        return halvex::setAiConfig(path, 0, key, newValue) == -1 && host::readFile(path) == yaml;
+    }
+
+    MessageLog log;
+    QString value;
+};
+
+TEST_F(AiSettings, AScalarIsRead)
+{
+    EXPECT_EQ(statusOf("# engine\ndga_detect: 1\nother: x\n", "dga_detect"), 0);
+    EXPECT_EQ(value, "1");
+    EXPECT_EQ(statusOf("a:\n  b: 'zwölf 😀'\n", "a.b"), 0);
+    EXPECT_EQ(value, "zwölf 😀");
+    EXPECT_EQ(statusOf("a: 0x1F\nb: yes\nc: ''\n", "a"), 0);
+    EXPECT_EQ(value, "0x1F");
+    EXPECT_EQ(statusOf("a: 0x1F\nb: yes\nc: ''\n", "b"), 0);
+    EXPECT_EQ(value, "yes");
+    EXPECT_EQ(statusOf("a: 0x1F\nb: yes\nc: ''\n", "c"), 0);
+    EXPECT_EQ(value, "");
+    EXPECT_EQ(statusOf("a: {'': {'': x}}", "a.."), 0);
+    EXPECT_EQ(value, "x");
+}
+
+TEST_F(AiSettings, ANullIsReadAsTheLibraryConvertsIt)
+{
+    EXPECT_EQ(statusOf("a:\n", "a"), 0);
+    EXPECT_EQ(value, "null");
+}
+
+TEST_F(AiSettings, AnyOtherTypeTouchesNothing)
+{
+    host::writeFile(path, "a: 1\n");
+    for (const int type : {1, -1, 2147483647}) {
+        value = "untouched";
+        EXPECT_EQ(halvex::getAiConfig(path, type, "a", value), -1);
+        EXPECT_EQ(value, "untouched");
+        EXPECT_EQ(halvex::setAiConfig(path, type, "a", "2"), -1);
+    }
+    EXPECT_EQ(host::readFile(path), "a: 1\n");
+}
+
+TEST_F(AiSettings, AnEmptyKeyFails)
+{
+    EXPECT_EQ(statusOf("'': 1\n", ""), -1);
+    EXPECT_EQ(value, "untouched");
+    EXPECT_EQ(halvex::readAiSetting(path, "", value), -1);
+    EXPECT_EQ(value, "untouched");
+    EXPECT_TRUE(isRefused("'': 1\n", ""));
+}
+
+TEST_F(AiSettings, AnEmptyValueCannotBeWritten)
+{
+    EXPECT_TRUE(isRefused("a: 1\n", "a", ""));
+}
+
+TEST_F(AiSettings, AMissingFileFailsAndIsNotMade)
+{
+    value = "untouched";
+    EXPECT_EQ(halvex::getAiConfig(path, 0, "a", value), -1);
+    EXPECT_EQ(value, "");
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "1"), -1);
+    EXPECT_FALSE(QFile::exists(path));
+}
+
+TEST_F(AiSettings, AFolderInTheFilesPlaceFails)
+{
+    ASSERT_TRUE(QDir().mkpath(path));
+    EXPECT_EQ(halvex::getAiConfig(path, 0, "a", value), -1);
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "1"), -1);
+}
+
+TEST_F(AiSettings, WhatIsNoScalarOrMissingFailsWithAnEmptyValue)
+{
+    for (const char *key : {"missing", "map", "sequence", "scalar.x", "sequence.0", "map.x", "map.",
+                            ".", "map.scalar.x"}) {
+        EXPECT_EQ(statusOf("scalar: 1\nmap: {scalar: 1}\nsequence: [1]\n", key), -1) << key;
+        EXPECT_EQ(value, "") << key;
+    }
+    for (const char *yaml : {"", "# nothing\n", "text", "[a, b]", "~", "---\n...\n"}) {
+        EXPECT_EQ(statusOf(yaml, "a"), -1) << yaml;
+        EXPECT_EQ(value, "") << yaml;
+    }
+}
+
+TEST_F(AiSettings, AReadLeavesTheFileAsItIs)
+{
+    EXPECT_EQ(statusOf("a:   1 # one\n", "b.c"), -1);
+    EXPECT_EQ(host::readFile(path), "a:   1 # one\n");
+}
+
+TEST_F(AiSettings, ASyntaxErrorFails)
+{
+    for (const char *yaml : {"a: [1", "a: b: c", "a: 1\n b: 2\n- c", "a: \"x", "\ta: 1", "a: *b",
+                             "a: 1\n}", "%YAML 9 9\n---\na: 1", "a: !<x 1", "? ? ["}) {
+        EXPECT_EQ(statusOf(yaml, "a"), -1) << yaml;
+        EXPECT_EQ(value, "") << yaml;
+        EXPECT_TRUE(isRefused(yaml, "a")) << yaml;
+    }
+}
+
+TEST_F(AiSettings, AWrittenValueIsTypedAnew)
+{
+    EXPECT_EQ(changed("a: x\n", "a", "1"), "a: 1");
+    EXPECT_EQ(changed("a: x\n", "a", "on"), "a: true");
+    EXPECT_EQ(changed("a: x\n", "a", "No"), "a: false");
+    EXPECT_EQ(changed("a: x\n", "a", "1.5"), "a: \"1.5\"");
+    EXPECT_EQ(changed("a: x\n", "a", "two words"), "a: \"two words\"");
+    EXPECT_EQ(changed("a: x\n", "a", "~"), "a: \"~\"");
+    EXPECT_EQ(changed("a: x\n", "a", "[1, 2]"), "a: \"[1, 2]\"");
+    EXPECT_EQ(changed("a: x\n", "a", "zwölf \"😀\"\n"), "a: \"zwölf \\\"😀\\\"\\n\"");
+}
+
+TEST_F(AiSettings, TheWholeFileIsEmittedAnew)
+{
+    EXPECT_EQ(changed("# engine\n"
+                      "zeta: off   # no\n"
+                      "alpha: {b: [1, 'two', 0x3], c: ~, 'd e': &x yes}\n"
+                      "model: './m.bin'\n"
+                      "again: *x\n",
+                      "dga_detect", "1"),
+              "zeta: false\n"
+              "alpha:\n"
+              "  b:\n"
+              "    - 1\n"
+              "    - \"two\"\n"
+              "    - 3\n"
+              "  c: ~\n"
+              "  d e: true\n"
+              "model: \"./m.bin\"\n"
+              "again: true\n"
+              "dga_detect: 1");
+}
+
+TEST_F(AiSettings, AScalarOnTheWayBecomesAMap)
+{
+    EXPECT_EQ(changed("a: 1\nb: 2\n", "a.c", "5"), "a:\n  c: 5\nb: 2");
+}
+
+TEST_F(AiSettings, AKeyThatEndsInAFullStopHasAnEmptyName)
+{
+    EXPECT_EQ(changed("a: 1\n", "b.", "5"), "a: 1\nb:\n  \"\": 5");
+    EXPECT_EQ(changed("a: 1\n", "..", "5"), "a: 1\n\"\":\n  \"\":\n    \"\": 5");
+}
+
+TEST_F(AiSettings, AnEmptyFileGetsItsFirstEntry)
+{
+    EXPECT_EQ(changed("", "a", "1"), "a: 1");
+    EXPECT_EQ(changed("# nothing\n", "a.b", "1"), "a:\n  b: 1");
+}
+
+TEST_F(AiSettings, AWrittenFileIsReadBackAndStable)
+{
+    for (const char *key :
+         {"a",       "a.b", "x y",   "a: b", "- c", "--- d", "#e", "~",  "null", "1",
+          "zwölf.😀", "%f",  "\"g\"", "h\ni", "?",   "&j",    "*k", "!l", "[m]",  " n "}) {
+        const QByteArray once = changed("first: 1\n", key, "x");
+        value.clear();
+        EXPECT_EQ(halvex::getAiConfig(path, 0, key, value), 0) << key;
+        EXPECT_EQ(value, "x") << key;
+        EXPECT_EQ(changed(once, key, "x"), once) << key;
+    }
+}
+
+TEST_F(AiSettings, ARootThatIsNoMapIsReadButNotWritten)
+{
+    EXPECT_TRUE(isRefused("[a, b]\n", "a"));
+    EXPECT_TRUE(isRefused("[a, b]\n", "0"));
+    EXPECT_TRUE(isRefused("text\n", "a"));
+    EXPECT_EQ(statusOf("text\n", "text"), -1);
+}
+
+TEST_F(AiSettings, OfSeveralDocumentsTheFirstIsReadAndNoneWritten)
+{
+    const QByteArray yaml = "a: 1\n---\na: 2\nb: 3\n";
+    EXPECT_EQ(statusOf(yaml, "a"), 0);
+    EXPECT_EQ(value, "1");
+    EXPECT_EQ(statusOf(yaml, "b"), -1);
+    EXPECT_TRUE(isRefused(yaml, "a"));
+    EXPECT_TRUE(isRefused("a: 1\n---\nb: [\n", "a")) << "a broken document behind a good one";
+    EXPECT_EQ(changed("--- # one\na: 1\n...\n", "a", "2"), "a: 2");
+}
+
+TEST_F(AiSettings, KeysOfAnyKindAreSurvived)
+{
+    const QByteArray yaml = "? {a: b}\n: 1\n? [c]\n: 2\n? ~\n: 3\nd: 4\n";
+    EXPECT_EQ(statusOf(yaml, "d"), 0);
+    EXPECT_EQ(value, "4");
+    EXPECT_EQ(statusOf(yaml, "a"), -1);
+    EXPECT_TRUE(isRefused(yaml, "d"));
+    EXPECT_EQ(changed("~: 3\nd: 4\n", "d", "5"), "\"null\": 3\nd: 5");
+}
+
+TEST_F(AiSettings, AnAliasThatContainsItselfIsSurvived)
+{
+    EXPECT_EQ(statusOf("a: &a {b: *a, c: 1}\n", "a.b.b.b.c"), 0);
+    EXPECT_EQ(value, "1");
+    EXPECT_EQ(statusOf("a: &a {b: *a, c: 1}\n", "a.b"), -1);
+    EXPECT_TRUE(isRefused("a: &a {b: *a, c: 1}\n", "a.c"));
+    EXPECT_TRUE(isRefused("a: &a [*a]\n", "b"));
+    EXPECT_EQ(changed("a: &a {b: *a, c: 1}\n", "a.b", "x"), "a:\n  b: \"x\"\n  c: 1");
+}
+
+TEST_F(AiSettings, AliasesOfAliasesDoNotFillTheDisk)
+{
+    QByteArray yaml = "a0: &a0 [x, x, x, x, x, x, x, x, x, x]\n";
+    for (int i = 1; i < 12; ++i) {
+        const QByteArray alias = "*a" + QByteArray::number(i - 1);
+        yaml += "a" + QByteArray::number(i) + ": &a" + QByteArray::number(i) + " [" + alias +
+                (", " + alias).repeated(9) + "]\n";
+    }
+    EXPECT_EQ(statusOf(yaml + "b: 1\n", "b"), 0);
+    EXPECT_TRUE(isRefused(yaml, "b"));
+}
+
+TEST_F(AiSettings, NestingThousandsDeepIsSurvived)
+{
+    for (const QByteArray &yaml :
+         {QByteArray("[").repeated(100000), QByteArray("{a: ").repeated(100000),
+          QByteArray("- ").repeated(100000), QByteArray("? ").repeated(100000),
+          QByteArray("[").repeated(5000) + QByteArray("]").repeated(5000),
+          QByteArray("{a: ").repeated(5000) + '1' + QByteArray("}").repeated(5000),
+          QByteArray("[").repeated(64 << 20)}) {
+        EXPECT_EQ(statusOf(yaml, "a"), -1);
+        EXPECT_TRUE(isRefused(yaml, "a"));
+    }
+}
+
+TEST_F(AiSettings, InvalidUtf8IsReadAsReplacements)
+{
+    EXPECT_EQ(statusOf("a: x\xff\xc3 y\n", "a"), 0);
+    EXPECT_EQ(value, QString("x") + QChar(0xfffd) + QChar(0xfffd) + " y");
+    EXPECT_EQ(changed("\xff: x\xff\n", "a", "2"), "\xff: \"x\xef\xbf\xbd\"\na: 2");
+}
+
+TEST_F(AiSettings, OwnerAndModeAreKept)
+{
+    host::writeFile(path, "a: 1\n", 0600);
+    ASSERT_EQ(chown(path, 2001, 2002), 0);
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "2"), 0);
+    EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0600");
+}
+
+TEST_F(AiSettings, AFileThatCannotBeWrittenIsNotNoticed)
+{
+    host::writeFile(path, "a: 1\n");
+    host::makeUnwritable(path);
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "2"), 0);
+    EXPECT_EQ(host::readFile(path), "a: 1\n");
+}
+
+TEST_F(AiSettings, TheLongestKeyIsReadBackAndALongerOneRefused)
+{
+    const QString longest = keyOf(mostComponents);
+    changed("b: 1\n", longest, "x");
+    EXPECT_EQ(halvex::getAiConfig(path, 0, longest, value), 0);
+    EXPECT_EQ(value, "x");
+    EXPECT_TRUE(isRefused("b: 1\n", keyOf(mostComponents + 1)));
+    EXPECT_TRUE(isRefused("b: 1\n", QString(mostComponents, '.')));
+}
+
+TEST_F(AiSettings, AKeyOfMillionsOfFullStopsCostsNoMoreThanItsLength)
+{
+    const QString key(20000000, '.');
+    EXPECT_EQ(statusOf("a: 1\n'': {'': {}}\n", key), -1);
+    EXPECT_EQ(value, "");
+    EXPECT_EQ(statusOf("&a {'': *a}\n", key), -1);
+    EXPECT_TRUE(isRefused("a: 1\n", key));
+}
+
+TEST_F(AiSettings, ANameOfAMillionCharactersIsReadBack)
+{
+    const QString key(1000000, 'k');
+    changed("b: 1\n", key, "x");
+    EXPECT_EQ(halvex::getAiConfig(path, 0, key, value), 0);
+    EXPECT_EQ(value, "x");
+}
+
+TEST_F(AiSettings, AFileOf64MiBIsReadAndWritten)
+{
+    const QByteArray comments = QByteArray("# 345678901234\n").repeated((64 << 20) / 15);
+    EXPECT_EQ(statusOf(comments + "a: 1\n", "a"), 0);
+    EXPECT_EQ(value, "1");
+    EXPECT_EQ(changed(comments + "a: 1\n", "a", "2"), "a: 2");
+}
+
+} // namespace

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+#include "config/notify_settings.h"
+#include "support/host_files.h"
+#include "support/message_log.h"
+#include "support/printing.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *path = "/etc/halvex/research/etc/ossec.conf";
+
+const QByteArray original = "<!-- engine -->\n"
+                            "<ossec_config>\n"
+                            "  <alerts>\n"
+                            "    <notify>\n"
+                            "      <notify_disabled>0</notify_disabled>\n"
+                            "      <notify_timeout>30</notify_timeout>\n"
+                            "    </notify>\n"
+                            "  </alerts>\n"
+                            "</ossec_config>\n";
+
+class NotifySettings : public testing::Test
+{
+protected:
+    void TearDown() override { EXPECT_EQ(log.messages(), QStringList()); }
+
+    int get() { return halvex::getNotifyConfig(path, disabled, timeout, fold); }
+
+    MessageLog log;
+    QString disabled = "untouched";
+    QString timeout = "untouched";
+    QString fold = "untouched";
+};
+
+TEST_F(NotifySettings, PresentValuesAreReadAndAbsentOnesLeftAlone)
+{
+    host::writeFile(path, original);
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(disabled, "0");
+    EXPECT_EQ(timeout, "30");
+    EXPECT_EQ(fold, "untouched");
+}
+
+TEST_F(NotifySettings, AnEmptyContainerIsASuccess)
+{
+    host::writeFile(path, "<ossec_config><alerts><notify/></alerts></ossec_config>");
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(disabled, "untouched");
+    EXPECT_EQ(timeout, "untouched");
+    EXPECT_EQ(fold, "untouched");
+}
+
+TEST_F(NotifySettings, ValuesAreUtf8)
+{
+    host::writeFile(path, "<ossec_config><alerts><notify><notify_fold>zw\xc3\xb6lf "
+                          "\xf0\x9f\x98\x80</notify_fold></notify></alerts></ossec_config>");
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(fold, "zwölf 😀");
+}
+
+TEST_F(NotifySettings, AMissingFileFails)
+{
+    EXPECT_EQ(get(), -1);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), -1);
+    EXPECT_FALSE(QFile::exists(path));
+}
+
+TEST_F(NotifySettings, AFolderInTheFilesPlaceFails)
+{
+    ASSERT_TRUE(QDir().mkpath(path));
+    EXPECT_EQ(get(), -1);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), -1);
+}
+
+TEST_F(NotifySettings, AFileWithoutTheContainerFailsAndStaysAsItIs)
+{
+    for (const QByteArray &xml : {QByteArray("<ossec_config> <alerts> </alerts></ossec_config>"),
+                                  QByteArray("<ossec_config> </ossec_config>"),
+                                  QByteArray("<ossec_config>"), QByteArray()}) {
+        host::writeFile(path, xml);
+        EXPECT_EQ(get(), -1);
+        EXPECT_EQ(timeout, "untouched");
+        EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), -1);
+        EXPECT_EQ(host::readFile(path), xml);
+    }
+}
+
+TEST_F(NotifySettings, ThreeValuesAreWritten)
+{
+    host::writeFile(path, original);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", " 60 ", "a < b & ö"), 0);
+    EXPECT_EQ(host::readFile(path), "<ossec_config>\n"
+                                    "<alerts>\n"
+                                    "<notify>\n"
+                                    "<notify_disabled>1</notify_disabled>\n"
+                                    "<notify_timeout> 60 </notify_timeout>\n"
+                                    "<notify_fold>a &lt; b &amp; \xc3\xb6</notify_fold>\n"
+                                    "</notify>\n"
+                                    "</alerts>\n"
+                                    "</ossec_config>\n");
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(disabled, "1");
+    EXPECT_EQ(timeout, " 60 ");
+    EXPECT_EQ(fold, "a < b & ö");
+}
+
+TEST_F(NotifySettings, OneEmptyValueChangesNothing)
+{
+    host::writeFile(path, original);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "", "2", "3"), -1);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "", "3"), -1);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", ""), -1);
+    EXPECT_EQ(host::readFile(path), original);
+}
+
+TEST_F(NotifySettings, OwnerAndModeAreKept)
+{
+    host::writeFile(path, original, 0640);
+    ASSERT_EQ(chown(path, 2001, 2002), 0);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), 0);
+    EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0640");
+}
+
+TEST_F(NotifySettings, ALinkIsFollowedAndStaysALink)
+{
+    host::writeFile("/srv/real.conf", original);
+    ASSERT_TRUE(QDir().mkpath("/etc/halvex/research/etc"));
+    ASSERT_EQ(symlink("/srv/real.conf", path), 0);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), 0);
+    EXPECT_NE(host::readFile("/srv/real.conf"), original);
+    EXPECT_EQ(QFile::symLinkTarget(path), "/srv/real.conf");
+}
+
+TEST_F(NotifySettings, AFileThatCannotBeWrittenFails)
+{
+    host::writeFile(path, original);
+    host::makeUnwritable(path);
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), -1);
+    EXPECT_EQ(host::readFile(path), original);
+}
+
+TEST_F(NotifySettings, AFailureHalfWayIsReported)
+{
+    host::writeFile(path, original);
+    const rlimit small = {16, RLIM_INFINITY};
+    ASSERT_NE(std::signal(SIGXFSZ, SIG_IGN), SIG_ERR);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const int status = halvex::setNotifyConfig(path, "1", "2", "3");
+    const rlimit large = {RLIM_INFINITY, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &large), 0);
+    EXPECT_EQ(status, -1);
+    EXPECT_EQ(host::readFile(path), "<ossec_config>\n<");
+}
+
+TEST_F(NotifySettings, AFileOf64MiBIsReadAndWritten)
+{
+    const QByteArray long_ = QByteArray(64 << 20, 'x');
+    host::writeFile(path, "<ossec_config><alerts><notify><notify_fold>" + long_ +
+                              "</notify_fold></notify></alerts></ossec_config>");
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(fold.size(), long_.size());
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), 0);
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(fold, "3");
+}
+
+} // namespace
