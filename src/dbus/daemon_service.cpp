@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "dbus/daemon_service.h"
 
+#include "packages/install_error.h"
+#include "packages/upgrade_service.h"
 #include "stats/event_counter.h"
 #include "util/host_edition.h"
 
@@ -14,6 +16,9 @@ halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent) : QObjec
 {
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
+    if (!isServerEdition) {
+        upgradeInterface = halvex::connectUpgradeService(this);
+    }
 }
 
 QString halvexDesktopDaemonService::interventionConfigPath() const
@@ -150,8 +155,8 @@ int halvexDesktopDaemonService::setAiConfig(DetectType type, const QString &key,
 
 int halvexDesktopDaemonService::installPackages(const QStringList &packagePaths)
 {
-    Q_UNUSED(packagePaths)
-    return guarded(Access::Change, [] { return -1; });
+    return guarded(Access::Change,
+                   [&] { return halvex::installPackages(upgradeInterface.get(), packagePaths); });
 }
 
 int halvexDesktopDaemonService::generateLogFile()
@@ -182,5 +187,6 @@ void halvexDesktopDaemonService::handleInstallFinished(bool success, const QStri
                                                        const QString &errorMsg)
 {
     // Zero means success everywhere in this interface.
-    emit installFinished(success ? 0 : 1, packages, errorCode, errorMsg);
+    emit installFinished(success ? 0 : 1, packages, halvex::describeInstallError(errorCode),
+                         errorMsg);
 }
