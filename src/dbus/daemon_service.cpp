@@ -3,6 +3,7 @@
 
 #include "packages/install_error.h"
 #include "packages/upgrade_service.h"
+#include "stats/alert_export.h"
 #include "stats/event_counter.h"
 #include "util/host_edition.h"
 
@@ -161,7 +162,8 @@ int halvexDesktopDaemonService::installPackages(const QStringList &packagePaths)
 
 int halvexDesktopDaemonService::generateLogFile()
 {
-    return guarded(Access::Read, [] { return -1; });
+    return guarded(Access::Read,
+                   [this] { return halvex::generateLogFile(alertsDirPath(), alertsExportPath()); });
 }
 
 int halvexDesktopDaemonService::getEventTotalCount(QString &eventCount)
