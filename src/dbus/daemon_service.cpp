@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "dbus/daemon_service.h"
 
+#include "packages/install_error.h"
+#include "packages/upgrade_service.h"
+#include "stats/alert_export.h"
 #include "stats/event_counter.h"
 #include "util/host_edition.h"
 
@@ -14,6 +17,9 @@ halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent) : QObjec
 {
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
+    if (!isServerEdition) {
+        upgradeInterface = halvex::connectUpgradeService(this);
+    }
 }
 
 QString halvexDesktopDaemonService::interventionConfigPath() const
@@ -150,13 +156,14 @@ int halvexDesktopDaemonService::setAiConfig(DetectType type, const QString &key,
 
 int halvexDesktopDaemonService::installPackages(const QStringList &packagePaths)
 {
-    Q_UNUSED(packagePaths)
-    return guarded(Access::Change, [] { return -1; });
+    return guarded(Access::Change,
+                   [&] { return halvex::installPackages(upgradeInterface.get(), packagePaths); });
 }
 
 int halvexDesktopDaemonService::generateLogFile()
 {
-    return guarded(Access::Read, [] { return -1; });
+    return guarded(Access::Read,
+                   [this] { return halvex::generateLogFile(alertsDirPath(), alertsExportPath()); });
 }
 
 int halvexDesktopDaemonService::getEventTotalCount(QString &eventCount)
@@ -182,5 +189,6 @@ void halvexDesktopDaemonService::handleInstallFinished(bool success, const QStri
                                                        const QString &errorMsg)
 {
     // Zero means success everywhere in this interface.
-    emit installFinished(success ? 0 : 1, packages, errorCode, errorMsg);
+    emit installFinished(success ? 0 : 1, packages, halvex::describeInstallError(errorCode),
+                         errorMsg);
 }

@@ -222,7 +222,8 @@ QStringList DaemonHost::daemonMessages()
     QStringList lines;
     if (QFile::exists(messagesPath)) {
         for (const QString &line : linesOf(messagesPath)) {
-            if (!line.startsWith("environVars ")) {
+            if (!line.startsWith("environVars ") &&
+                !line.startsWith("QObject::connect: No such signal QDBusAbstractInterface::")) {
                 lines << line;
             }
         }

@@ -107,8 +107,9 @@ protected:
     [[nodiscard]] static QStringList frontEndCommand(const Caller &caller,
                                                      const QStringList &arguments);
 
-    /// What the daemon has written to standard error so far, a line each, without the empty ones
-    /// and without the dump of each caller's environment.
+    /// What the daemon has written to standard error so far, a line each, without the empty ones,
+    /// without the dump of each caller's environment and without Qt's warnings about the signals
+    /// of an upgrade service that is not there.
     [[nodiscard]] static QStringList daemonMessages();
 
     /// What the daemon has printed to standard output so far, a line each.

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+//
+// The objects of the upgrade service's stand-in.
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusMessage>
+#include <QObject>
+#include <QStringList>
+#include <QVariantList>
+
+#include <cstdlib>
+
+/// The service as the daemon sees it.
+class UpgradeService : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.norva.systemupgrade.interface")
+
+public:
+    enum class Answer { Values, Error, Silence, Departure };
+
+    Answer answer = Answer::Silence;
+    QVariantList values;
+    QString errorName;
+    QString errorText;
+    QStringList lastRequest;
+    int requests = 0;
+
+public slots:
+    // The declared values are what the introspection shows; the real ones are sent by hand.
+    int InstallPackages(const QStringList &packages, QString & /*details*/)
+    {
+        lastRequest = packages;
+        ++requests;
+        setDelayedReply(true);
+        switch (answer) {
+        case Answer::Values:
+            connection().send(message().createReply(values));
+            break;
+        case Answer::Error:
+            connection().send(message().createErrorReply(errorName, errorText));
+            break;
+        case Answer::Silence:
+            break;
+        case Answer::Departure:
+            std::_Exit(0);
+        }
+        return 0;
+    }
+
+signals:
+    void InstalldebStatusChanged(int percent, const QString &status, const QString &details);
+    void UpdateInstallFinished(bool success, const QStringList &packages, const QString &errorCode,
+                               const QString &errorMsg);
+};
+
+/// The service of an edition that gives no answer at all.
+class OneWayUpgradeService : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.norva.systemupgrade.interface")
+
+public slots:
+    Q_NOREPLY void InstallPackages(const QStringList & /*packages*/) {}
+
+signals:
+    void InstalldebStatusChanged(int percent, const QString &status, const QString &details);
+    void UpdateInstallFinished(bool success, const QStringList &packages, const QString &errorCode,
+                               const QString &errorMsg);
+};
+
+/// Where a test gives its orders.
+class Control : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "com.norva.systemupgrade.control")
+
+public:
+    explicit Control(UpgradeService &controlled) : service(controlled) {}
+
+public slots:
+    void replyWith(const QVariantList &values)
+    {
+        service.answer = UpgradeService::Answer::Values;
+        service.values = values;
+    }
+
+    void replyWithError(const QString &name, const QString &text)
+    {
+        service.answer = UpgradeService::Answer::Error;
+        service.errorName = name;
+        service.errorText = text;
+    }
+
+    void staySilent() { service.answer = UpgradeService::Answer::Silence; }
+    void leaveWhenCalled() { service.answer = UpgradeService::Answer::Departure; }
+
+    /// The packages of the last request.
+    [[nodiscard]] QStringList lastRequest() const { return service.lastRequest; }
+
+    /// The number of requests so far.
+    [[nodiscard]] int requests() const { return service.requests; }
+
+    void emitProgress(int percent, const QString &status, const QString &details)
+    {
+        emit service.InstalldebStatusChanged(percent, status, details);
+    }
+
+    void emitFinished(bool success, const QStringList &packages, const QString &errorCode,
+                      const QString &errorMsg)
+    {
+        emit service.UpdateInstallFinished(success, packages, errorCode, errorMsg);
+    }
+
+private:
+    UpgradeService &service;
+};

@@ -1,0 +1,310 @@
+// SPDX-License-Identifier: MIT
+#include "stats/alert_export.h"
+#include "support/host_files.h"
+#include "support/message_log.h"
+#include "support/printing.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <fcntl.h>
+#include <functional>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *alerts = "/run/alerts";
+constexpr const char *exportPath = "/tmp/halvex_alerts.log";
+constexpr const char *victimPath = "/tmp/victim";
+constexpr const char *asidePath = "/tmp/aside";
+
+/// Puts what is at @p from, if anything is, in the place of what is at @p to.
+void move(const char *from, const char *to)
+{
+    static_cast<void>(std::rename(from, to));
+}
+
+void makeFile(const char *path)
+{
+    close(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+}
+
+class AlertExportModule : public testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_TRUE(QDir().mkpath(alerts)); }
+
+    MessageLog log;
+};
+
+TEST_F(AlertExportModule, AMissingFolderForTheExportIsAFailure)
+{
+    EXPECT_EQ(halvex::generateLogFile(alerts, "/tmp/missing/export.log"), -1);
+    EXPECT_FALSE(QFile::exists("/tmp/missing"));
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(AlertExportModule, AFolderThatIsALinkHoldsTheExportToo)
+{
+    ASSERT_TRUE(QDir().mkpath("/srv/real"));
+    ASSERT_TRUE(QFile::link("/srv/real", "/srv/linked"));
+    host::writeFile("/run/alerts/a.log", "a\n");
+    EXPECT_EQ(halvex::generateLogFile(alerts, "/srv/linked/export.log"), 0);
+    EXPECT_EQ(halvex::generateLogFile(alerts, "/srv/linked/export.log"), 0);
+    EXPECT_EQ(host::readFile("/srv/real/export.log"), "a\n");
+}
+
+TEST_F(AlertExportModule, PathsMayHoldAnyCharacter)
+{
+    host::writeFile("/run/alerts/Prüfung ☂/ä.log", "ä\n");
+    EXPECT_EQ(halvex::generateLogFile("/run/alerts/Prüfung ☂", "/tmp/Ausgabe (deleted)"), 0);
+    EXPECT_EQ(halvex::generateLogFile("/run/alerts/Prüfung ☂", "/tmp/Ausgabe (deleted)"), 0);
+    EXPECT_EQ(host::readFile("/tmp/Ausgabe (deleted)"), "ä\n");
+}
+
+TEST_F(AlertExportModule, ThePreparedFileIsEmptyAndAppendedTo)
+{
+    host::writeFile(exportPath, "old\n", 0600);
+    const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
+    ASSERT_TRUE(output.isOpen());
+    EXPECT_EQ(host::readFile(exportPath), "");
+    // A front end may write to the file at any time; nothing of either is lost.
+    host::writeFile(exportPath, "somebody's\n");
+    EXPECT_EQ(write(output.get(), "ours\n", 5), 5);
+    EXPECT_EQ(host::readFile(exportPath), "somebody's\nours\n");
+    EXPECT_EQ(fcntl(output.get(), F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(AlertExportModule, AnUnreadableFolderEndsTheWalkAndWhatWasCopiedStays)
+{
+    host::writeFile("/run/alerts/a.log", "a\n");
+    ASSERT_EQ(mkdir("/run/alerts/locked", 0700), 0);
+    host::writeFile("/run/alerts/locked/b.log", "b\n");
+    const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
+    ASSERT_EQ(seteuid(2002), 0);
+    halvex::appendAlertLogs(alerts, ".log", output);
+    ASSERT_EQ(seteuid(0), 0);
+    // The folder may come before the log.
+    const QByteArray content = host::readFile(exportPath);
+    EXPECT_TRUE(content == "a\n" || content.isEmpty()) << content.constData();
+    ASSERT_EQ(log.messages().size(), 1);
+    EXPECT_TRUE(log.messages().first().startsWith("debug: Filesystem error:  filesystem error: ") &&
+                log.messages().first().contains("Permission denied"))
+        << qPrintable(log.messages().first());
+}
+
+TEST_F(AlertExportModule, AnUnreadableTreeIsOneMessage)
+{
+    ASSERT_EQ(chmod(alerts, 0700), 0);
+    const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
+    ASSERT_EQ(seteuid(2002), 0);
+    halvex::appendAlertLogs(alerts, ".log", output);
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_EQ(log.messages(),
+              QStringList{"debug: Filesystem error:  filesystem error: recursive directory "
+                          "iterator cannot open directory: Permission denied [/run/alerts]"});
+}
+
+TEST_F(AlertExportModule, ALogThatCannotBeOpenedIsLeftOutInSilence)
+{
+    host::writeFile("/run/alerts/a.log", "a\n", 0644);
+    host::writeFile("/run/alerts/b.log", "b\n", 0600);
+    const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
+    ASSERT_EQ(seteuid(2002), 0);
+    halvex::appendAlertLogs(alerts, ".log", output);
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_EQ(host::readFile(exportPath), "a\n");
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(AlertExportModule, AnOutputThatTakesNothingIsSurvived)
+{
+    host::writeFile("/run/alerts/a.log", "a\n");
+    const halvex::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    ASSERT_TRUE(full.isOpen());
+    halvex::appendAlertLogs(alerts, ".log", full);
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(AlertExportModule, BlockBoundariesDoNotShow)
+{
+    for (const int size : {(1 << 19) - 1, 1 << 19, (1 << 19) + 1, 1 << 20}) {
+        const QByteArray bytes(size, 'x');
+        host::writeFile("/run/alerts/a.log", bytes);
+        ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
+        EXPECT_TRUE(host::readFile(exportPath) == bytes + '\n') << size;
+        host::writeFile("/run/alerts/a.log", bytes + '\n');
+        ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
+        EXPECT_TRUE(host::readFile(exportPath) == bytes + '\n') << size;
+    }
+}
+
+/// The most memory that this process has had so far, in KiB.
+long peakMemory()
+{
+    for (const QByteArray &line : host::readFile("/proc/self/status").split('\n')) {
+        if (line.startsWith("VmHWM:")) {
+            return line.simplified().split(' ').value(1).toLong();
+        }
+    }
+    ADD_FAILURE() << "no VmHWM";
+    return 0;
+}
+
+TEST_F(AlertExportModule, MemoryGrowsNeitherWithALinesLengthNorWithTheNumberOfLogs)
+{
+    constexpr off_t lineLength = 256L << 20L;
+    constexpr int logs = 3000;
+    host::writeFile("/run/alerts/long.log", "x");
+    ASSERT_EQ(truncate("/run/alerts/long.log", lineLength), 0);
+    for (int i = 0; i < logs; ++i) {
+        host::writeFile(QString("/run/alerts/%1/%2.log").arg(i % 10).arg(i), "x\n");
+    }
+    const long before = peakMemory();
+    ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
+    EXPECT_LT(peakMemory() - before, 8L * 1024);
+    struct stat status = {};
+    ASSERT_EQ(stat(exportPath, &status), 0);
+    EXPECT_EQ(status.st_size, lineLength + 1 + 2L * logs);
+}
+
+/// Somebody who changes what stands at a path, again and again, while the daemon works on it.
+class Swapper
+{
+public:
+    explicit Swapper(std::function<void()> swap)
+        : thread([this, swap = std::move(swap)] {
+              while (!enough) {
+                  swap();
+              }
+          })
+    {}
+
+    ~Swapper()
+    {
+        enough = true;
+        thread.join();
+    }
+
+    Swapper(const Swapper &) = delete;
+    Swapper &operator=(const Swapper &) = delete;
+
+private:
+    std::atomic_bool enough = false;
+    std::thread thread;
+};
+
+/// Exports while the name is being swapped, and holds that root's file never suffered from it.
+class SwappedExport : public AlertExportModule
+{
+protected:
+    void SetUp() override
+    {
+        AlertExportModule::SetUp();
+        unlink(exportPath);
+        host::writeFile(victimPath, "precious\n", 0640);
+        host::writeFile("/run/alerts/a.log", "alert\n");
+    }
+
+    void exportWhile(std::function<void()> swap)
+    {
+        constexpr int rounds = 100000;
+        const Swapper swapper(std::move(swap));
+        for (int round = 0; round < rounds; ++round) {
+            const int status = halvex::generateLogFile(alerts, exportPath);
+            ++(status == 0 ? exported : refused);
+            ASSERT_TRUE(status == 0 || status == -1) << status;
+            struct stat victim = {};
+            ASSERT_EQ(stat(victimPath, &victim), 0);
+            ASSERT_EQ(victim.st_size, 9) << "in round " << round;
+            ASSERT_EQ(victim.st_mode, S_IFREG | 0640U) << "in round " << round;
+        }
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(host::readFile(victimPath), "precious\n");
+        // Otherwise nothing was swapped in time, or nothing ever worked.
+        EXPECT_GT(exported, 0);
+        EXPECT_GT(refused, 0);
+    }
+
+    int exported = 0;
+    int refused = 0;
+};
+
+TEST_F(SwappedExport, AHardLinkThatIsMadeAndRemoved)
+{
+    exportWhile([] {
+        static_cast<void>(link(victimPath, exportPath));
+        unlink(exportPath);
+    });
+}
+
+TEST_F(SwappedExport, AHardLinkThatIsReplacedByAPlainFile)
+{
+    exportWhile([] {
+        static_cast<void>(link(victimPath, asidePath));
+        move(asidePath, exportPath);
+        makeFile(asidePath);
+        move(asidePath, exportPath);
+    });
+}
+
+TEST_F(SwappedExport, AHardLinkThatIsRenamedAwayAndBack)
+{
+    ASSERT_EQ(link(victimPath, exportPath), 0);
+    exportWhile([] {
+        move(exportPath, asidePath);
+        makeFile(exportPath);
+        move(asidePath, exportPath);
+    });
+}
+
+TEST_F(SwappedExport, ASymbolicLinkInPlaceOfAPlainFile)
+{
+    exportWhile([] {
+        static_cast<void>(symlink(victimPath, asidePath));
+        move(asidePath, exportPath);
+        makeFile(asidePath);
+        move(asidePath, exportPath);
+    });
+}
+
+TEST_F(SwappedExport, APipeInPlaceOfAPlainFile)
+{
+    exportWhile([] {
+        static_cast<void>(mkfifo(asidePath, 0600));
+        move(asidePath, exportPath);
+        makeFile(asidePath);
+        move(asidePath, exportPath);
+    });
+}
+
+TEST_F(AlertExportModule, ALogThatTurnsIntoAPipeIsNotWaitedFor)
+{
+    constexpr const char *logPath = "/run/alerts/a.log";
+    constexpr const char *spare = "/run/spare";
+    const Swapper swapper([] {
+        static_cast<void>(mkfifo(spare, 0600));
+        move(spare, logPath);
+        host::writeFile(spare, "alert\n");
+        move(spare, logPath);
+    });
+    int found = 0;
+    for (int round = 0; round < 20000; ++round) {
+        ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
+        const QByteArray content = host::readFile(exportPath);
+        ASSERT_TRUE(content == "alert\n" || content.isEmpty()) << content.constData();
+        found += content.isEmpty() ? 0 : 1;
+    }
+    EXPECT_GT(found, 0);
+}
+
+} // namespace
