@@ -100,7 +100,7 @@ TEST_F(LeavingCaller, WhoseProcessHasEndedIsRefusedWithADebugMessage)
     QProcess dying;
     const QStringList command = leaver({"die", "restartService", "halvex-ebpf"});
     dying.start(command.first(), command.mid(1));
-    ASSERT_TRUE(dying.waitForReadyRead());
+    ASSERT_TRUE(dying.waitForStarted());
     const auto pid = dying.processId();
     ASSERT_TRUE(dying.waitForFinished());
     releaseTheGate();

@@ -9,7 +9,7 @@
 const Member *InterfaceDescription::method(const QString &wanted) const
 {
     const auto *found = std::find_if(methods.begin(), methods.end(),
-                                    [&](const Member &member) { return member.name == wanted; });
+                                     [&](const Member &member) { return member.name == wanted; });
     return found == methods.end() ? nullptr : &*found;
 }
 

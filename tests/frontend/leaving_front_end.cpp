@@ -18,7 +18,6 @@
 #include <QDBusMessage>
 #include <QDBusMetaType>
 
-#include <cstdio>
 #include <unistd.h>
 
 namespace {
@@ -59,8 +58,6 @@ void callAndDie(const QDBusMessage &message)
     // Anything answered after the call tells that the bus has it.
     static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
     if (fork() == 0) {
-        std::puts("gone");
-        static_cast<void>(std::fflush(stdout));
         for (;;) {
             pause();
         }
