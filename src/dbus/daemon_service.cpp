@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "dbus/daemon_service.h"
 
+#include "config/ai_settings.h"
+#include "config/intervention_settings.h"
+#include "config/notify_settings.h"
 #include "packages/install_error.h"
 #include "packages/upgrade_service.h"
 #include "stats/alert_export.h"
@@ -12,6 +15,26 @@
 #include <QDebug>
 
 #include <syslog.h>
+
+namespace {
+
+/// The system bus takes no message of more than 32 MiB, and cuts off whoever sends one: the daemon
+/// would lose its name for good.
+bool fitIntoReply(std::initializer_list<QString *> texts)
+{
+    constexpr int longestTexts = 31 << 20;
+    int remaining = longestTexts;
+    for (const QString *text : texts) {
+        const int size = text->toUtf8().size();
+        if (size > remaining) {
+            return false;
+        }
+        remaining -= size;
+    }
+    return true;
+}
+
+} // namespace
 
 halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent) : QObject(parent)
 {
@@ -68,14 +91,22 @@ bool halvexDesktopDaemonService::checkCaller(bool requireAdmin) const
 }
 
 template <typename Work>
-int halvexDesktopDaemonService::guarded(Access access, Work work) const
+int halvexDesktopDaemonService::guarded(Access access, Work work,
+                                        std::initializer_list<QString *> outTexts) const
 {
     constexpr int callerRefused = -999;
     if (!checkCaller(access == Access::Change)) {
         syslog(LOG_INFO, "The caller has no permission");
         return callerRefused;
     }
-    return work();
+    const int status = work();
+    if (!fitIntoReply(outTexts)) {
+        for (QString *text : outTexts) {
+            text->clear();
+        }
+        return -1;
+    }
+    return status;
 }
 
 int halvexDesktopDaemonService::getServiceStatus(const QString &serviceName, int type)
@@ -102,56 +133,58 @@ int halvexDesktopDaemonService::restartService(const QString &serviceName)
 int halvexDesktopDaemonService::getInterventionConfig(const QString &actionName,
                                                       const QString &fieldName, QString &fieldValue)
 {
-    Q_UNUSED(actionName)
-    Q_UNUSED(fieldName)
-    Q_UNUSED(fieldValue)
-    return guarded(Access::Read, [] { return -1; });
+    return guarded(Access::Read,
+                   [&] {
+                       return halvex::getInterventionConfig(interventionConfigPath(),
+                                                            blockTimePath(), actionName, fieldName,
+                                                            fieldValue);
+                   },
+                   {&fieldValue});
 }
 
 int halvexDesktopDaemonService::getNotifyConfig(QString &notifyDisabled, QString &notifyTimeout,
                                                 QString &notifyFold)
 {
-    Q_UNUSED(notifyDisabled)
-    Q_UNUSED(notifyTimeout)
-    Q_UNUSED(notifyFold)
-    return guarded(Access::Read, [] { return -1; });
+    return guarded(Access::Read,
+                   [&] {
+                       return halvex::getNotifyConfig(notifyConfigPath(), notifyDisabled,
+                                                      notifyTimeout, notifyFold);
+                   },
+                   {&notifyDisabled, &notifyTimeout, &notifyFold});
 }
 
 int halvexDesktopDaemonService::setInterventionConfig(const QString &actionName,
                                                       const QString &fieldName,
                                                       const QString &fieldValue)
 {
-    Q_UNUSED(actionName)
-    Q_UNUSED(fieldName)
-    Q_UNUSED(fieldValue)
-    return guarded(Access::Change, [] { return -1; });
+    return guarded(Access::Change, [&] {
+        return halvex::setInterventionConfig(interventionConfigPath(), blockTimePath(), actionName,
+                                             fieldName, fieldValue);
+    });
 }
 
 int halvexDesktopDaemonService::setNotifyConfig(const QString &notifyDisabled,
                                                 const QString &notifyTimeout,
                                                 const QString &notifyFold)
 {
-    Q_UNUSED(notifyDisabled)
-    Q_UNUSED(notifyTimeout)
-    Q_UNUSED(notifyFold)
-    return guarded(Access::Change, [] { return -1; });
+    return guarded(Access::Change, [&] {
+        return halvex::setNotifyConfig(notifyConfigPath(), notifyDisabled, notifyTimeout,
+                                       notifyFold);
+    });
 }
 
 int halvexDesktopDaemonService::getAiConfig(DetectType type, const QString &key, QString &value)
 {
-    Q_UNUSED(type)
-    Q_UNUSED(key)
-    Q_UNUSED(value)
-    return guarded(Access::Read, [] { return -1; });
+    return guarded(Access::Read,
+                   [&] { return halvex::getAiConfig(aiConfigPath(), type.type, key, value); },
+                   {&value});
 }
 
 int halvexDesktopDaemonService::setAiConfig(DetectType type, const QString &key,
                                             const QString &value)
 {
-    Q_UNUSED(type)
-    Q_UNUSED(key)
-    Q_UNUSED(value)
-    return guarded(Access::Change, [] { return -1; });
+    return guarded(Access::Change,
+                   [&] { return halvex::setAiConfig(aiConfigPath(), type.type, key, value); });
 }
 
 int halvexDesktopDaemonService::installPackages(const QStringList &packagePaths)
@@ -169,7 +202,8 @@ int halvexDesktopDaemonService::generateLogFile()
 int halvexDesktopDaemonService::getEventTotalCount(QString &eventCount)
 {
     return guarded(Access::Read,
-                   [&] { return halvex::getEventTotalCount(researchStatePath(), eventCount); });
+                   [&] { return halvex::getEventTotalCount(researchStatePath(), eventCount); },
+                   {&eventCount});
 }
 
 int halvexDesktopDaemonService::getAiInferencesCount(QString &inferenceCount)

@@ -14,6 +14,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <initializer_list>
 #include <memory>
 
 /// Serves every bus method. Each returns a status: 0 success, -1 failure, -999 when the gate
@@ -80,8 +81,11 @@ private:
 
     /// Runs @p work if the gate lets the caller through, and returns its status. The one place that
     /// knows what a refusal looks like.
+    ///
+    /// @param outTexts  the texts that @p work fills. If they are too long for a reply, they are
+    ///                  emptied and the status is -1.
     template <typename Work>
-    int guarded(Access access, Work work) const;
+    int guarded(Access access, Work work, std::initializer_list<QString *> outTexts = {}) const;
 
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;

@@ -39,13 +39,16 @@ QString argumentText(const Argument &argument)
 
 int showUsage(const InterfaceDescription &description)
 {
-    out() << "Usage: halvex-desktop [--json] METHOD [ARGUMENT]...         call a method\n"
-             "       halvex-desktop [--json] --wait METHOD [ARGUMENT]...  call it at the end of "
-             "input\n"
-             "       halvex-desktop [--json] --listen [COUNT]             show COUNT signals, or "
-             "all\n"
-             "\n"
-             "Methods:\n";
+    out()
+        << "Usage: halvex-desktop [--json] METHOD [ARGUMENT]...         call a method\n"
+           "       halvex-desktop [--json] --wait METHOD [ARGUMENT]...  call it at the end of "
+           "input\n"
+           "       halvex-desktop [--json] --input METHOD [ARGUMENT]... call it with the input as "
+           "its last argument\n"
+           "       halvex-desktop [--json] --listen [COUNT]             show COUNT signals, or "
+           "all\n"
+           "\n"
+           "Methods:\n";
     for (const Member &method : description.methods) {
         QStringList arguments;
         for (const Argument &argument : method.in) {
@@ -122,6 +125,13 @@ void showMember(const QString &head, const QVector<Argument> &arguments, const Q
         out() << "  " << name << " = " << shown(values[i]) << "\n";
     }
     out().flush();
+}
+
+QByteArray readInput()
+{
+    QFile input;
+    static_cast<void>(input.open(stdin, QIODevice::ReadOnly));
+    return input.readAll();
 }
 
 int call(const InterfaceDescription &description, const QStringList &arguments, bool asJson)
@@ -206,13 +216,14 @@ int main(int argc, char **argv)
         const SignalViewer viewer(description, arguments.value(1).toInt(), asJson);
         return QCoreApplication::exec();
     }
-    if (arguments.first() == "--wait") {
+    if (arguments.first() == "--input") {
+        arguments.removeFirst();
+        arguments << QString::fromUtf8(readInput());
+    } else if (arguments.first() == "--wait") {
         arguments.removeFirst();
         static_cast<void>(QDBusConnection::systemBus().isConnected());
         showMember("waiting", {}, {}, asJson);
-        QFile input;
-        static_cast<void>(input.open(stdin, QIODevice::ReadOnly));
-        static_cast<void>(input.readAll());
+        static_cast<void>(readInput());
     }
     return call(description, arguments, asJson);
 }

@@ -192,6 +192,16 @@ Reply DaemonHost::call(const QString &method, const QStringList &arguments, cons
     return parseReply(result.output);
 }
 
+Reply DaemonHost::callWithLongText(const QString &method, const QStringList &arguments,
+                                   const QString &last, const Caller &caller)
+{
+    const auto result =
+        host::run(frontEndCommand(caller, QStringList{"--json", "--input", method} + arguments),
+                  environmentOf(caller), last.toUtf8());
+    EXPECT_FALSE(result.output.isEmpty()) << "no answer: " << result.errors.constData();
+    return parseReply(result.output);
+}
+
 void DaemonHost::startWaiting(QProcess &process, const QString &method,
                               const QStringList &arguments, const Caller &caller)
 {

@@ -103,6 +103,10 @@ protected:
         return finishWaiting(process);
     }
 
+    /// Calls @p method with @p last as its last argument, which may be too long for a command line.
+    [[nodiscard]] Reply callWithLongText(const QString &method, const QStringList &arguments,
+                                         const QString &last, const Caller &caller = {});
+
     /// The command line that makes @p caller do what the front-end stand-in does with @p arguments.
     [[nodiscard]] static QStringList frontEndCommand(const Caller &caller,
                                                      const QStringList &arguments);

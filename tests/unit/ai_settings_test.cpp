@@ -22,7 +22,7 @@ QString keyOf(int count)
     return QString("a.").repeated(count - 1) + 'a';
 }
 
-class AiSettings : public testing::Test
+class AiSettingsModule : public testing::Test
 {
 protected:
     void TearDown() override { EXPECT_EQ(log.messages(), QStringList()); }
@@ -54,7 +54,7 @@ protected:
     QString value;
 };
 
-TEST_F(AiSettings, AScalarIsRead)
+TEST_F(AiSettingsModule, AScalarIsRead)
 {
     EXPECT_EQ(statusOf("# engine\ndga_detect: 1\nother: x\n", "dga_detect"), 0);
     EXPECT_EQ(value, "1");
@@ -70,13 +70,13 @@ TEST_F(AiSettings, AScalarIsRead)
     EXPECT_EQ(value, "x");
 }
 
-TEST_F(AiSettings, ANullIsReadAsTheLibraryConvertsIt)
+TEST_F(AiSettingsModule, ANullIsReadAsTheLibraryConvertsIt)
 {
     EXPECT_EQ(statusOf("a:\n", "a"), 0);
     EXPECT_EQ(value, "null");
 }
 
-TEST_F(AiSettings, AnyOtherTypeTouchesNothing)
+TEST_F(AiSettingsModule, AnyOtherTypeTouchesNothing)
 {
     host::writeFile(path, "a: 1\n");
     for (const int type : {1, -1, 2147483647}) {
@@ -88,7 +88,7 @@ TEST_F(AiSettings, AnyOtherTypeTouchesNothing)
     EXPECT_EQ(host::readFile(path), "a: 1\n");
 }
 
-TEST_F(AiSettings, AnEmptyKeyFails)
+TEST_F(AiSettingsModule, AnEmptyKeyFails)
 {
     EXPECT_EQ(statusOf("'': 1\n", ""), -1);
     EXPECT_EQ(value, "untouched");
@@ -97,12 +97,12 @@ TEST_F(AiSettings, AnEmptyKeyFails)
     EXPECT_TRUE(isRefused("'': 1\n", ""));
 }
 
-TEST_F(AiSettings, AnEmptyValueCannotBeWritten)
+TEST_F(AiSettingsModule, AnEmptyValueCannotBeWritten)
 {
     EXPECT_TRUE(isRefused("a: 1\n", "a", ""));
 }
 
-TEST_F(AiSettings, AMissingFileFailsAndIsNotMade)
+TEST_F(AiSettingsModule, AMissingFileFailsAndIsNotMade)
 {
     value = "untouched";
     EXPECT_EQ(halvex::getAiConfig(path, 0, "a", value), -1);
@@ -111,14 +111,14 @@ TEST_F(AiSettings, AMissingFileFailsAndIsNotMade)
     EXPECT_FALSE(QFile::exists(path));
 }
 
-TEST_F(AiSettings, AFolderInTheFilesPlaceFails)
+TEST_F(AiSettingsModule, AFolderInTheFilesPlaceFails)
 {
     ASSERT_TRUE(QDir().mkpath(path));
     EXPECT_EQ(halvex::getAiConfig(path, 0, "a", value), -1);
     EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "1"), -1);
 }
 
-TEST_F(AiSettings, WhatIsNoScalarOrMissingFailsWithAnEmptyValue)
+TEST_F(AiSettingsModule, WhatIsNoScalarOrMissingFailsWithAnEmptyValue)
 {
     for (const char *key : {"missing", "map", "sequence", "scalar.x", "sequence.0", "map.x", "map.",
                             ".", "map.scalar.x"}) {
@@ -131,13 +131,13 @@ TEST_F(AiSettings, WhatIsNoScalarOrMissingFailsWithAnEmptyValue)
     }
 }
 
-TEST_F(AiSettings, AReadLeavesTheFileAsItIs)
+TEST_F(AiSettingsModule, AReadLeavesTheFileAsItIs)
 {
     EXPECT_EQ(statusOf("a:   1 # one\n", "b.c"), -1);
     EXPECT_EQ(host::readFile(path), "a:   1 # one\n");
 }
 
-TEST_F(AiSettings, ASyntaxErrorFails)
+TEST_F(AiSettingsModule, ASyntaxErrorFails)
 {
     for (const char *yaml : {"a: [1", "a: b: c", "a: 1\n b: 2\n- c", "a: \"x", "\ta: 1", "a: *b",
                              "a: 1\n}", "%YAML 9 9\n---\na: 1", "a: !<x 1", "? ? ["}) {
@@ -147,7 +147,7 @@ TEST_F(AiSettings, ASyntaxErrorFails)
     }
 }
 
-TEST_F(AiSettings, AWrittenValueIsTypedAnew)
+TEST_F(AiSettingsModule, AWrittenValueIsTypedAnew)
 {
     EXPECT_EQ(changed("a: x\n", "a", "1"), "a: 1");
     EXPECT_EQ(changed("a: x\n", "a", "on"), "a: true");
@@ -159,7 +159,7 @@ TEST_F(AiSettings, AWrittenValueIsTypedAnew)
     EXPECT_EQ(changed("a: x\n", "a", "zwölf \"😀\"\n"), "a: \"zwölf \\\"😀\\\"\\n\"");
 }
 
-TEST_F(AiSettings, TheWholeFileIsEmittedAnew)
+TEST_F(AiSettingsModule, TheWholeFileIsEmittedAnew)
 {
     EXPECT_EQ(changed("# engine\n"
                       "zeta: off   # no\n"
@@ -180,24 +180,24 @@ TEST_F(AiSettings, TheWholeFileIsEmittedAnew)
               "dga_detect: 1");
 }
 
-TEST_F(AiSettings, AScalarOnTheWayBecomesAMap)
+TEST_F(AiSettingsModule, AScalarOnTheWayBecomesAMap)
 {
     EXPECT_EQ(changed("a: 1\nb: 2\n", "a.c", "5"), "a:\n  c: 5\nb: 2");
 }
 
-TEST_F(AiSettings, AKeyThatEndsInAFullStopHasAnEmptyName)
+TEST_F(AiSettingsModule, AKeyThatEndsInAFullStopHasAnEmptyName)
 {
     EXPECT_EQ(changed("a: 1\n", "b.", "5"), "a: 1\nb:\n  \"\": 5");
     EXPECT_EQ(changed("a: 1\n", "..", "5"), "a: 1\n\"\":\n  \"\":\n    \"\": 5");
 }
 
-TEST_F(AiSettings, AnEmptyFileGetsItsFirstEntry)
+TEST_F(AiSettingsModule, AnEmptyFileGetsItsFirstEntry)
 {
     EXPECT_EQ(changed("", "a", "1"), "a: 1");
     EXPECT_EQ(changed("# nothing\n", "a.b", "1"), "a:\n  b: 1");
 }
 
-TEST_F(AiSettings, AWrittenFileIsReadBackAndStable)
+TEST_F(AiSettingsModule, AWrittenFileIsReadBackAndStable)
 {
     for (const char *key :
          {"a",       "a.b", "x y",   "a: b", "- c", "--- d", "#e", "~",  "null", "1",
@@ -210,7 +210,7 @@ TEST_F(AiSettings, AWrittenFileIsReadBackAndStable)
     }
 }
 
-TEST_F(AiSettings, ARootThatIsNoMapIsReadButNotWritten)
+TEST_F(AiSettingsModule, ARootThatIsNoMapIsReadButNotWritten)
 {
     EXPECT_TRUE(isRefused("[a, b]\n", "a"));
     EXPECT_TRUE(isRefused("[a, b]\n", "0"));
@@ -218,7 +218,7 @@ TEST_F(AiSettings, ARootThatIsNoMapIsReadButNotWritten)
     EXPECT_EQ(statusOf("text\n", "text"), -1);
 }
 
-TEST_F(AiSettings, OfSeveralDocumentsTheFirstIsReadAndNoneWritten)
+TEST_F(AiSettingsModule, OfSeveralDocumentsTheFirstIsReadAndNoneWritten)
 {
     const QByteArray yaml = "a: 1\n---\na: 2\nb: 3\n";
     EXPECT_EQ(statusOf(yaml, "a"), 0);
@@ -229,7 +229,7 @@ TEST_F(AiSettings, OfSeveralDocumentsTheFirstIsReadAndNoneWritten)
     EXPECT_EQ(changed("--- # one\na: 1\n...\n", "a", "2"), "a: 2");
 }
 
-TEST_F(AiSettings, KeysOfAnyKindAreSurvived)
+TEST_F(AiSettingsModule, KeysOfAnyKindAreSurvived)
 {
     const QByteArray yaml = "? {a: b}\n: 1\n? [c]\n: 2\n? ~\n: 3\nd: 4\n";
     EXPECT_EQ(statusOf(yaml, "d"), 0);
@@ -239,7 +239,7 @@ TEST_F(AiSettings, KeysOfAnyKindAreSurvived)
     EXPECT_EQ(changed("~: 3\nd: 4\n", "d", "5"), "\"null\": 3\nd: 5");
 }
 
-TEST_F(AiSettings, AnAliasThatContainsItselfIsSurvived)
+TEST_F(AiSettingsModule, AnAliasThatContainsItselfIsSurvived)
 {
     EXPECT_EQ(statusOf("a: &a {b: *a, c: 1}\n", "a.b.b.b.c"), 0);
     EXPECT_EQ(value, "1");
@@ -249,7 +249,7 @@ TEST_F(AiSettings, AnAliasThatContainsItselfIsSurvived)
     EXPECT_EQ(changed("a: &a {b: *a, c: 1}\n", "a.b", "x"), "a:\n  b: \"x\"\n  c: 1");
 }
 
-TEST_F(AiSettings, AliasesOfAliasesDoNotFillTheDisk)
+TEST_F(AiSettingsModule, AliasesOfAliasesDoNotFillTheDisk)
 {
     QByteArray yaml = "a0: &a0 [x, x, x, x, x, x, x, x, x, x]\n";
     for (int i = 1; i < 12; ++i) {
@@ -261,7 +261,7 @@ TEST_F(AiSettings, AliasesOfAliasesDoNotFillTheDisk)
     EXPECT_TRUE(isRefused(yaml, "b"));
 }
 
-TEST_F(AiSettings, NestingThousandsDeepIsSurvived)
+TEST_F(AiSettingsModule, NestingThousandsDeepIsSurvived)
 {
     for (const QByteArray &yaml :
          {QByteArray("[").repeated(100000), QByteArray("{a: ").repeated(100000),
@@ -274,14 +274,14 @@ TEST_F(AiSettings, NestingThousandsDeepIsSurvived)
     }
 }
 
-TEST_F(AiSettings, InvalidUtf8IsReadAsReplacements)
+TEST_F(AiSettingsModule, InvalidUtf8IsReadAsReplacements)
 {
     EXPECT_EQ(statusOf("a: x\xff\xc3 y\n", "a"), 0);
     EXPECT_EQ(value, QString("x") + QChar(0xfffd) + QChar(0xfffd) + " y");
     EXPECT_EQ(changed("\xff: x\xff\n", "a", "2"), "\xff: \"x\xef\xbf\xbd\"\na: 2");
 }
 
-TEST_F(AiSettings, OwnerAndModeAreKept)
+TEST_F(AiSettingsModule, OwnerAndModeAreKept)
 {
     host::writeFile(path, "a: 1\n", 0600);
     ASSERT_EQ(chown(path, 2001, 2002), 0);
@@ -289,7 +289,7 @@ TEST_F(AiSettings, OwnerAndModeAreKept)
     EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0600");
 }
 
-TEST_F(AiSettings, AFileThatCannotBeWrittenIsNotNoticed)
+TEST_F(AiSettingsModule, AFileThatCannotBeWrittenIsNotNoticed)
 {
     host::writeFile(path, "a: 1\n");
     host::makeUnwritable(path);
@@ -297,7 +297,7 @@ TEST_F(AiSettings, AFileThatCannotBeWrittenIsNotNoticed)
     EXPECT_EQ(host::readFile(path), "a: 1\n");
 }
 
-TEST_F(AiSettings, TheLongestKeyIsReadBackAndALongerOneRefused)
+TEST_F(AiSettingsModule, TheLongestKeyIsReadBackAndALongerOneRefused)
 {
     const QString longest = keyOf(mostComponents);
     changed("b: 1\n", longest, "x");
@@ -307,7 +307,7 @@ TEST_F(AiSettings, TheLongestKeyIsReadBackAndALongerOneRefused)
     EXPECT_TRUE(isRefused("b: 1\n", QString(mostComponents, '.')));
 }
 
-TEST_F(AiSettings, AKeyOfMillionsOfFullStopsCostsNoMoreThanItsLength)
+TEST_F(AiSettingsModule, AKeyOfMillionsOfFullStopsCostsNoMoreThanItsLength)
 {
     const QString key(20000000, '.');
     EXPECT_EQ(statusOf("a: 1\n'': {'': {}}\n", key), -1);
@@ -316,7 +316,7 @@ TEST_F(AiSettings, AKeyOfMillionsOfFullStopsCostsNoMoreThanItsLength)
     EXPECT_TRUE(isRefused("a: 1\n", key));
 }
 
-TEST_F(AiSettings, ANameOfAMillionCharactersIsReadBack)
+TEST_F(AiSettingsModule, ANameOfAMillionCharactersIsReadBack)
 {
     const QString key(1000000, 'k');
     changed("b: 1\n", key, "x");
@@ -324,7 +324,7 @@ TEST_F(AiSettings, ANameOfAMillionCharactersIsReadBack)
     EXPECT_EQ(value, "x");
 }
 
-TEST_F(AiSettings, AFileOf64MiBIsReadAndWritten)
+TEST_F(AiSettingsModule, AFileOf64MiBIsReadAndWritten)
 {
     const QByteArray comments = QByteArray("# 345678901234\n").repeated((64 << 20) / 15);
     EXPECT_EQ(statusOf(comments + "a: 1\n", "a"), 0);

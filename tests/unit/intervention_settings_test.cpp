@@ -28,7 +28,7 @@ const QByteArray original = "# interventions\n"
                             "    text = \"hello\"\n"
                             "}\n";
 
-class InterventionSettings : public testing::Test
+class InterventionSettingsModule : public testing::Test
 {
 protected:
     void TearDown() override { EXPECT_EQ(log.messages(), QStringList()); }
@@ -84,7 +84,7 @@ bool neverReturns(const QString &action, const QString &field)
     return isRunning;
 }
 
-TEST_F(InterventionSettings, AFieldIsReadFromItsActionsSection)
+TEST_F(InterventionSettingsModule, AFieldIsReadFromItsActionsSection)
 {
     host::writeFile(configPath, original);
     EXPECT_EQ(get("block", "timeout"), 0);
@@ -95,7 +95,7 @@ TEST_F(InterventionSettings, AFieldIsReadFromItsActionsSection)
     EXPECT_EQ(value, "hello");
 }
 
-TEST_F(InterventionSettings, AMissingActionOrFieldIsASuccessWithAnEmptyValue)
+TEST_F(InterventionSettingsModule, AMissingActionOrFieldIsASuccessWithAnEmptyValue)
 {
     host::writeFile(configPath, original);
     for (const auto &[action, field] :
@@ -108,7 +108,7 @@ TEST_F(InterventionSettings, AMissingActionOrFieldIsASuccessWithAnEmptyValue)
     EXPECT_EQ(value, "");
 }
 
-TEST_F(InterventionSettings, AnEmptyNameFails)
+TEST_F(InterventionSettingsModule, AnEmptyNameFails)
 {
     host::writeFile(configPath, original);
     host::writeFile(blockTimePath, "TIMEOUT=\"timeout 600s\"\n");
@@ -123,7 +123,7 @@ TEST_F(InterventionSettings, AnEmptyNameFails)
     EXPECT_EQ(host::readFile(blockTimePath), "TIMEOUT=\"timeout 600s\"\n");
 }
 
-TEST_F(InterventionSettings, AMissingFileFailsAndIsNotMade)
+TEST_F(InterventionSettingsModule, AMissingFileFailsAndIsNotMade)
 {
     EXPECT_EQ(get("block", "timeout"), -1);
     EXPECT_EQ(get("block", "blockip_timeout"), -1);
@@ -134,14 +134,14 @@ TEST_F(InterventionSettings, AMissingFileFailsAndIsNotMade)
     EXPECT_FALSE(QFile::exists(blockTimePath));
 }
 
-TEST_F(InterventionSettings, InvalidUtf8IsReadAsReplacements)
+TEST_F(InterventionSettingsModule, InvalidUtf8IsReadAsReplacements)
 {
     host::writeFile(configPath, "action \"block\"\ntimeout = \"a\xff\xc3\"\n");
     EXPECT_EQ(get("block", "timeout"), 0);
     EXPECT_EQ(value, QString("a") + QChar(0xfffd) + QChar(0xfffd));
 }
 
-TEST_F(InterventionSettings, OnlyTheValueIsReplaced)
+TEST_F(InterventionSettingsModule, OnlyTheValueIsReplaced)
 {
     QByteArray expected = original;
     expected.replace("\"30\"", "\"60\"");
@@ -150,7 +150,7 @@ TEST_F(InterventionSettings, OnlyTheValueIsReplaced)
     EXPECT_EQ(value, "60");
 }
 
-TEST_F(InterventionSettings, EachWordOfAValueIsQuoted)
+TEST_F(InterventionSettingsModule, EachWordOfAValueIsQuoted)
 {
     EXPECT_EQ(changed("action \"block\"\nhosts = \"a\"\n", "block", "hosts", "x y"),
               "action \"block\"\nhosts = \"x\" \"y\"\n");
@@ -160,7 +160,7 @@ TEST_F(InterventionSettings, EachWordOfAValueIsQuoted)
               "action \"block\"\nhosts = \"x\" \"\" \"\xc3\xb6\"\n");
 }
 
-TEST_F(InterventionSettings, AnEmptyValueIsTwoQuotes)
+TEST_F(InterventionSettingsModule, AnEmptyValueIsTwoQuotes)
 {
     EXPECT_EQ(changed("action \"block\"\nhosts = \"a\" \"b\"\n", "block", "hosts", ""),
               "action \"block\"\nhosts = \"\"\n");
@@ -168,65 +168,65 @@ TEST_F(InterventionSettings, AnEmptyValueIsTwoQuotes)
     EXPECT_EQ(value, "");
 }
 
-TEST_F(InterventionSettings, TheFieldMayStandInALaterActionsSection)
+TEST_F(InterventionSettingsModule, TheFieldMayStandInALaterActionsSection)
 {
     QByteArray expected = original;
     expected.replace("\"hello\"", "\"bye\"");
     EXPECT_EQ(changed(original, "block", "text", "bye"), expected);
 }
 
-TEST_F(InterventionSettings, ANameThatIsPartOfAnotherMatchesIt)
+TEST_F(InterventionSettingsModule, ANameThatIsPartOfAnotherMatchesIt)
 {
     EXPECT_EQ(changed("action \"a\"\nlong_name = 1\nname = 2\n", "a", "name", "x"),
               "action \"a\"\nlong_name = \"x\"\nname = 2\n");
 }
 
-TEST_F(InterventionSettings, AnEqualsSignAtTheLinesEndMakesTheNextLineTheValue)
+TEST_F(InterventionSettingsModule, AnEqualsSignAtTheLinesEndMakesTheNextLineTheValue)
 {
     EXPECT_EQ(changed("action \"a\"\nname =\nother = 2\n", "a", "name", "x"),
               "action \"a\"\nname =\n\"x\"\n");
 }
 
-TEST_F(InterventionSettings, TheCharacterBehindTheEqualsSignIsKeptWhateverItIs)
+TEST_F(InterventionSettingsModule, TheCharacterBehindTheEqualsSignIsKeptWhateverItIs)
 {
     EXPECT_EQ(changed("action \"a\"\nname =\"1\"\n", "a", "name", "x"),
               "action \"a\"\nname =\"\"x\"\n");
 }
 
-TEST_F(InterventionSettings, TheCarriageReturnOfTheLineIsReplacedWithTheValue)
+TEST_F(InterventionSettingsModule, TheCarriageReturnOfTheLineIsReplacedWithTheValue)
 {
     EXPECT_EQ(changed("action \"a\"\r\nname = \"1\"\r\nb = 2\r\n", "a", "name", "x"),
               "action \"a\"\r\nname = \"x\"\nb = 2\r\n");
 }
 
-TEST_F(InterventionSettings, ACommentedOutFieldAnywhereBehindMovesTheSearchBehindIt)
+TEST_F(InterventionSettingsModule, ACommentedOutFieldAnywhereBehindMovesTheSearchBehindIt)
 {
     EXPECT_EQ(
         changed("action \"a\"\nname = 1\naction \"b\"\n# name = 2\nname = 3\n", "a", "name", "x"),
         "action \"a\"\nname = 1\naction \"b\"\n# name = 2\nname = \"x\"\n");
 }
 
-TEST_F(InterventionSettings, AFieldOnTheHeadersLineIsFound)
+TEST_F(InterventionSettingsModule, AFieldOnTheHeadersLineIsFound)
 {
     EXPECT_EQ(changed("action \"a\" name = 1\nname = 2\n", "a", "name", "x"),
               "action \"a\" name = \"x\"\nname = 2\n");
 }
 
-TEST_F(InterventionSettings, TheHeadersUtf16LengthLetsTheSearchBeginInsideIt)
+TEST_F(InterventionSettingsModule, TheHeadersUtf16LengthLetsTheSearchBeginInsideIt)
 {
     // The name of five ö ends with what looks like a field: its last five bytes are searched.
     EXPECT_EQ(changed("action \"ööööön =\" \nn = 2\n", "ööööön =", "n", "x"),
               "action \"ööööön =\"\"x\"\nn = 2\n");
 }
 
-TEST_F(InterventionSettings, TheRestOfTheFileIsKeptByteForByte)
+TEST_F(InterventionSettingsModule, TheRestOfTheFileIsKeptByteForByte)
 {
     const QByteArray before("\xff\0\r\naction \"a\"\n\v\f", 16);
     const QByteArray after("\n\n\0tail\xfe without end", 20);
     EXPECT_EQ(changed(before + "n = 1" + after, "a", "n", "x"), before + "n = \"x\"" + after);
 }
 
-TEST_F(InterventionSettings, AnActionWithoutAHeaderFailsAndTheFileStays)
+TEST_F(InterventionSettingsModule, AnActionWithoutAHeaderFailsAndTheFileStays)
 {
     host::writeFile(configPath, original);
     EXPECT_EQ(set("log", "timeout", "1"), -1);
@@ -234,21 +234,21 @@ TEST_F(InterventionSettings, AnActionWithoutAHeaderFailsAndTheFileStays)
     EXPECT_EQ(host::readFile(configPath), original);
 }
 
-TEST_F(InterventionSettings, AMissingFieldIsSearchedForWithoutEnd)
+TEST_F(InterventionSettingsModule, AMissingFieldIsSearchedForWithoutEnd)
 {
     host::writeFile(configPath, original);
     EXPECT_TRUE(neverReturns("warn", "timeout"));
     EXPECT_EQ(host::readFile(configPath), original);
 }
 
-TEST_F(InterventionSettings, AFieldOnALastLineWithoutALineFeedIsSearchedForWithoutEnd)
+TEST_F(InterventionSettingsModule, AFieldOnALastLineWithoutALineFeedIsSearchedForWithoutEnd)
 {
     host::writeFile(configPath, "action \"a\"\nname = 1");
     EXPECT_TRUE(neverReturns("a", "name"));
     EXPECT_EQ(host::readFile(configPath), "action \"a\"\nname = 1");
 }
 
-TEST_F(InterventionSettings, OwnerAndModeAreKept)
+TEST_F(InterventionSettingsModule, OwnerAndModeAreKept)
 {
     host::writeFile(configPath, original, 0640);
     ASSERT_EQ(chown(configPath, 2001, 2002), 0);
@@ -256,7 +256,7 @@ TEST_F(InterventionSettings, OwnerAndModeAreKept)
     EXPECT_EQ(host::ownerAndMode(configPath), "2001:2002 0640");
 }
 
-TEST_F(InterventionSettings, AFileThatCannotBeWrittenFails)
+TEST_F(InterventionSettingsModule, AFileThatCannotBeWrittenFails)
 {
     host::writeFile(configPath, original);
     host::makeUnwritable(configPath);
@@ -264,7 +264,7 @@ TEST_F(InterventionSettings, AFileThatCannotBeWrittenFails)
     EXPECT_EQ(host::readFile(configPath), original);
 }
 
-TEST_F(InterventionSettings, TheBlockTimeComesInSecondsForEveryAction)
+TEST_F(InterventionSettingsModule, TheBlockTimeComesInSecondsForEveryAction)
 {
     host::writeFile(configPath, "action \"block\"\nblockip_timeout = \"1\"\n");
     host::writeFile(blockTimePath, "TIMEOUT=\"timeout 600s\"\n");
@@ -277,14 +277,14 @@ TEST_F(InterventionSettings, TheBlockTimeComesInSecondsForEveryAction)
     EXPECT_EQ(value, "900s");
 }
 
-TEST_F(InterventionSettings, AnEmptyBlockTimeIsMinusOne)
+TEST_F(InterventionSettingsModule, AnEmptyBlockTimeIsMinusOne)
 {
     host::writeFile(blockTimePath, "TIMEOUT=  \n");
     EXPECT_EQ(get("block", "blockip_timeout"), 0);
     EXPECT_EQ(value, "-1");
 }
 
-TEST_F(InterventionSettings, ABlockTimeOfZeroOrNoneLeavesTheValueAlone)
+TEST_F(InterventionSettingsModule, ABlockTimeOfZeroOrNoneLeavesTheValueAlone)
 {
     host::writeFile(blockTimePath, "TIMEOUT=\"timeout 0s\"\n");
     EXPECT_EQ(get("block", "blockip_timeout"), 0);
@@ -294,7 +294,7 @@ TEST_F(InterventionSettings, ABlockTimeOfZeroOrNoneLeavesTheValueAlone)
     EXPECT_EQ(value, "untouched");
 }
 
-TEST_F(InterventionSettings, AnUnparsableBlockTimeFails)
+TEST_F(InterventionSettingsModule, AnUnparsableBlockTimeFails)
 {
     host::writeFile(blockTimePath, "TIMEOUT=for ever\n");
     EXPECT_EQ(get("block", "blockip_timeout"), -1);
@@ -303,7 +303,7 @@ TEST_F(InterventionSettings, AnUnparsableBlockTimeFails)
     EXPECT_EQ(value, "untouched");
 }
 
-TEST_F(InterventionSettings, TheBlockTimesNameIsComparedExactly)
+TEST_F(InterventionSettingsModule, TheBlockTimesNameIsComparedExactly)
 {
     host::writeFile(configPath, "action \"block\"\nBlockip_timeout = \"1\"\n");
     host::writeFile(blockTimePath, "TIMEOUT=\"timeout 600s\"\n");
@@ -315,14 +315,14 @@ TEST_F(InterventionSettings, TheBlockTimesNameIsComparedExactly)
     EXPECT_EQ(value, "");
 }
 
-TEST_F(InterventionSettings, TheBlockTimeIsWrittenToItsOwnFileOnly)
+TEST_F(InterventionSettingsModule, TheBlockTimeIsWrittenToItsOwnFileOnly)
 {
     host::writeFile(configPath, "action \"block\"\nblockip_timeout = \"1\"\n");
     EXPECT_EQ(changedBlockTime("TIMEOUT=\"timeout 600s\"\n", "900s"), "TIMEOUT=\"timeout 900s\"\n");
     EXPECT_EQ(host::readFile(configPath), "action \"block\"\nblockip_timeout = \"1\"\n");
 }
 
-TEST_F(InterventionSettings, ABlockTimeLosesItsLastCharacterOrFillsAnEmptyValueWhole)
+TEST_F(InterventionSettingsModule, ABlockTimeLosesItsLastCharacterOrFillsAnEmptyValueWhole)
 {
     EXPECT_EQ(changedBlockTime("TIMEOUT=\"timeout 600s\"\n", "900"), "TIMEOUT=\"timeout 90s\"\n");
     EXPECT_EQ(changedBlockTime("TIMEOUT=\"timeout 600s\"\n", "-1"), "TIMEOUT=\n");
@@ -334,13 +334,13 @@ TEST_F(InterventionSettings, ABlockTimeLosesItsLastCharacterOrFillsAnEmptyValueW
     EXPECT_EQ(changedBlockTime("TIMEOUT=\n", "600s"), "TIMEOUT=\"timeout 600s\"\n");
 }
 
-TEST_F(InterventionSettings, ABlockTimeThatCannotBePlacedIsASuccess)
+TEST_F(InterventionSettingsModule, ABlockTimeThatCannotBePlacedIsASuccess)
 {
     EXPECT_EQ(changedBlockTime("TIMEOUT=600\n", "900s"), "TIMEOUT=600\n");
     EXPECT_EQ(changedBlockTime("# nothing\n", "900s"), "# nothing\n");
 }
 
-TEST_F(InterventionSettings, AFileOf64MiBIsReadAndWritten)
+TEST_F(InterventionSettingsModule, AFileOf64MiBIsReadAndWritten)
 {
     const QByteArray comments = QByteArray("# 345678901234\n").repeated((64 << 20) / 15);
     host::writeFile(configPath, "action \"a\"\n" + comments + "name = \"1\"\n");
@@ -350,7 +350,7 @@ TEST_F(InterventionSettings, AFileOf64MiBIsReadAndWritten)
     EXPECT_TRUE(host::readFile(configPath) == "action \"a\"\n" + comments + "name = \"2\"\n");
 }
 
-TEST_F(InterventionSettings, AValueOfMillionsOfBlanksIsWritten)
+TEST_F(InterventionSettingsModule, AValueOfMillionsOfBlanksIsWritten)
 {
     constexpr int blanks = 4 << 20;
     EXPECT_TRUE(changed("action \"a\"\nname = \"1\"\n", "a", "name", QString(blanks, ' ') + 'x') ==

@@ -27,7 +27,7 @@ const QByteArray original = "<!-- engine -->\n"
                             "  </alerts>\n"
                             "</ossec_config>\n";
 
-class NotifySettings : public testing::Test
+class NotifySettingsModule : public testing::Test
 {
 protected:
     void TearDown() override { EXPECT_EQ(log.messages(), QStringList()); }
@@ -40,7 +40,7 @@ protected:
     QString fold = "untouched";
 };
 
-TEST_F(NotifySettings, PresentValuesAreReadAndAbsentOnesLeftAlone)
+TEST_F(NotifySettingsModule, PresentValuesAreReadAndAbsentOnesLeftAlone)
 {
     host::writeFile(path, original);
     EXPECT_EQ(get(), 0);
@@ -49,7 +49,7 @@ TEST_F(NotifySettings, PresentValuesAreReadAndAbsentOnesLeftAlone)
     EXPECT_EQ(fold, "untouched");
 }
 
-TEST_F(NotifySettings, AnEmptyContainerIsASuccess)
+TEST_F(NotifySettingsModule, AnEmptyContainerIsASuccess)
 {
     host::writeFile(path, "<ossec_config><alerts><notify/></alerts></ossec_config>");
     EXPECT_EQ(get(), 0);
@@ -58,7 +58,7 @@ TEST_F(NotifySettings, AnEmptyContainerIsASuccess)
     EXPECT_EQ(fold, "untouched");
 }
 
-TEST_F(NotifySettings, ValuesAreUtf8)
+TEST_F(NotifySettingsModule, ValuesAreUtf8)
 {
     host::writeFile(path, "<ossec_config><alerts><notify><notify_fold>zw\xc3\xb6lf "
                           "\xf0\x9f\x98\x80</notify_fold></notify></alerts></ossec_config>");
@@ -66,21 +66,21 @@ TEST_F(NotifySettings, ValuesAreUtf8)
     EXPECT_EQ(fold, "zwölf 😀");
 }
 
-TEST_F(NotifySettings, AMissingFileFails)
+TEST_F(NotifySettingsModule, AMissingFileFails)
 {
     EXPECT_EQ(get(), -1);
     EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), -1);
     EXPECT_FALSE(QFile::exists(path));
 }
 
-TEST_F(NotifySettings, AFolderInTheFilesPlaceFails)
+TEST_F(NotifySettingsModule, AFolderInTheFilesPlaceFails)
 {
     ASSERT_TRUE(QDir().mkpath(path));
     EXPECT_EQ(get(), -1);
     EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), -1);
 }
 
-TEST_F(NotifySettings, AFileWithoutTheContainerFailsAndStaysAsItIs)
+TEST_F(NotifySettingsModule, AFileWithoutTheContainerFailsAndStaysAsItIs)
 {
     for (const QByteArray &xml : {QByteArray("<ossec_config> <alerts> </alerts></ossec_config>"),
                                   QByteArray("<ossec_config> </ossec_config>"),
@@ -93,7 +93,7 @@ TEST_F(NotifySettings, AFileWithoutTheContainerFailsAndStaysAsItIs)
     }
 }
 
-TEST_F(NotifySettings, ThreeValuesAreWritten)
+TEST_F(NotifySettingsModule, ThreeValuesAreWritten)
 {
     host::writeFile(path, original);
     EXPECT_EQ(halvex::setNotifyConfig(path, "1", " 60 ", "a < b & ö"), 0);
@@ -112,7 +112,7 @@ TEST_F(NotifySettings, ThreeValuesAreWritten)
     EXPECT_EQ(fold, "a < b & ö");
 }
 
-TEST_F(NotifySettings, OneEmptyValueChangesNothing)
+TEST_F(NotifySettingsModule, OneEmptyValueChangesNothing)
 {
     host::writeFile(path, original);
     EXPECT_EQ(halvex::setNotifyConfig(path, "", "2", "3"), -1);
@@ -121,7 +121,7 @@ TEST_F(NotifySettings, OneEmptyValueChangesNothing)
     EXPECT_EQ(host::readFile(path), original);
 }
 
-TEST_F(NotifySettings, OwnerAndModeAreKept)
+TEST_F(NotifySettingsModule, OwnerAndModeAreKept)
 {
     host::writeFile(path, original, 0640);
     ASSERT_EQ(chown(path, 2001, 2002), 0);
@@ -129,7 +129,7 @@ TEST_F(NotifySettings, OwnerAndModeAreKept)
     EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0640");
 }
 
-TEST_F(NotifySettings, ALinkIsFollowedAndStaysALink)
+TEST_F(NotifySettingsModule, ALinkIsFollowedAndStaysALink)
 {
     host::writeFile("/srv/real.conf", original);
     ASSERT_TRUE(QDir().mkpath("/etc/halvex/research/etc"));
@@ -139,7 +139,7 @@ TEST_F(NotifySettings, ALinkIsFollowedAndStaysALink)
     EXPECT_EQ(QFile::symLinkTarget(path), "/srv/real.conf");
 }
 
-TEST_F(NotifySettings, AFileThatCannotBeWrittenFails)
+TEST_F(NotifySettingsModule, AFileThatCannotBeWrittenFails)
 {
     host::writeFile(path, original);
     host::makeUnwritable(path);
@@ -148,7 +148,7 @@ TEST_F(NotifySettings, AFileThatCannotBeWrittenFails)
     EXPECT_EQ(host::readFile(path), original);
 }
 
-TEST_F(NotifySettings, AFailureHalfWayIsReported)
+TEST_F(NotifySettingsModule, AFailureHalfWayIsReported)
 {
     host::writeFile(path, original);
     const rlimit small = {16, RLIM_INFINITY};
@@ -161,7 +161,7 @@ TEST_F(NotifySettings, AFailureHalfWayIsReported)
     EXPECT_EQ(host::readFile(path), "<ossec_config>\n<");
 }
 
-TEST_F(NotifySettings, AFileOf64MiBIsReadAndWritten)
+TEST_F(NotifySettingsModule, AFileOf64MiBIsReadAndWritten)
 {
     const QByteArray long_ = QByteArray(64 << 20, 'x');
     host::writeFile(path, "<ossec_config><alerts><notify><notify_fold>" + long_ +
