@@ -22,6 +22,7 @@ build_packages=(
 # What the throwaway hosts and the tests in them use.
 host_packages=(
     libgtest-dev libgmock-dev dbus mount util-linux procps bindfs fuse3 busybox
+    systemd-container iproute2 openssl
 )
 # What looks at the source.
 check_packages=(

@@ -6,6 +6,9 @@
 #include "config/notify_settings.h"
 #include "packages/install_error.h"
 #include "packages/upgrade_service.h"
+#include "services/ai_engine.h"
+#include "services/service_control.h"
+#include "services/service_status.h"
 #include "stats/alert_export.h"
 #include "stats/event_counter.h"
 #include "util/host_edition.h"
@@ -111,23 +114,22 @@ int halvexDesktopDaemonService::guarded(Access access, Work work,
 
 int halvexDesktopDaemonService::getServiceStatus(const QString &serviceName, int type)
 {
-    Q_UNUSED(serviceName)
-    Q_UNUSED(type)
-    return guarded(Access::Read, [] { return -1; });
+    return guarded(Access::Read, [&] {
+        return halvex::getServiceStatus(serviceName, static_cast<unsigned>(type));
+    });
 }
 
 int halvexDesktopDaemonService::setServiceStatus(const QString &serviceName, int status, int type)
 {
-    Q_UNUSED(serviceName)
-    Q_UNUSED(status)
-    Q_UNUSED(type)
-    return guarded(Access::Change, [] { return -1; });
+    return guarded(Access::Change, [&] {
+        return halvex::setServiceStatus(serviceName, static_cast<unsigned>(status),
+                                        static_cast<unsigned>(type), aiConfigPath());
+    });
 }
 
 int halvexDesktopDaemonService::restartService(const QString &serviceName)
 {
-    Q_UNUSED(serviceName)
-    return guarded(Access::Change, [] { return -1; });
+    return guarded(Access::Change, [&] { return halvex::restartService(serviceName); });
 }
 
 int halvexDesktopDaemonService::getInterventionConfig(const QString &actionName,
@@ -208,8 +210,8 @@ int halvexDesktopDaemonService::getEventTotalCount(QString &eventCount)
 
 int halvexDesktopDaemonService::getAiInferencesCount(QString &inferenceCount)
 {
-    Q_UNUSED(inferenceCount)
-    return guarded(Access::Read, [] { return -1; });
+    return guarded(Access::Read, [&] { return halvex::getAiInferencesCount(inferenceCount); },
+                   {&inferenceCount});
 }
 
 void halvexDesktopDaemonService::handleInstallProgress(int percent, const QString &status,

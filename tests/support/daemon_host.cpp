@@ -56,22 +56,6 @@ QStringList environmentOf(const Caller &caller)
                                 caller.environment);
 }
 
-/// What the front-end stand-in has printed of an answer.
-Reply parseReply(const QByteArray &json)
-{
-    const QJsonObject object = QJsonDocument::fromJson(json).object();
-    Reply reply;
-    reply.error = object["error"].toString();
-    QVariantList values = object["values"].toArray().toVariantList();
-    if (!values.isEmpty()) {
-        reply.status = values.takeFirst().toInt();
-    }
-    for (const QVariant &value : values) {
-        reply.texts << value.toString();
-    }
-    return reply;
-}
-
 } // namespace
 
 bool waitFor(const std::function<bool()> &condition)
@@ -96,6 +80,21 @@ void PrintTo(const Reply &reply, std::ostream *stream)
 {
     *stream << "status " << reply.status << ", texts [" << qPrintable(reply.texts.join("] ["))
             << "], error \"" << qPrintable(reply.error) << "\"";
+}
+
+Reply parseReply(const QByteArray &json)
+{
+    const QJsonObject object = QJsonDocument::fromJson(json).object();
+    Reply reply;
+    reply.error = object["error"].toString();
+    QVariantList values = object["values"].toArray().toVariantList();
+    if (!values.isEmpty()) {
+        reply.status = values.takeFirst().toInt();
+    }
+    for (const QVariant &value : values) {
+        reply.texts << value.toString();
+    }
+    return reply;
 }
 
 const QList<MethodCall> &allMethodCalls()
@@ -131,6 +130,15 @@ void DaemonHost::SetUp()
     host::writeFile("/etc/dbus-1/system.d/com.norva.halvex.desktop.conf",
                     host::readFile(BUS_POLICY));
 
+    if (QFile::exists("/run/dbus/system_bus_socket")) {
+        // A booted host has a bus, which has to be told of the policy.
+        ASSERT_EQ(
+            host::run({"dbus-send", "--system", "--print-reply", "--dest=org.freedesktop.DBus",
+                       "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig"})
+                .exitCode,
+            0);
+        return;
+    }
     ASSERT_TRUE(QDir().mkpath("/run/dbus"));
     ASSERT_EQ(host::run({"dbus-uuidgen", "--ensure"}).exitCode, 0);
     bus.start("dbus-daemon",

@@ -46,6 +46,9 @@ struct Reply
 bool operator==(const Reply &left, const Reply &right);
 void PrintTo(const Reply &reply, std::ostream *stream);
 
+/// What the front-end stand-in has printed of an answer.
+[[nodiscard]] Reply parseReply(const QByteArray &json);
+
 /// Who calls, and how it was started.
 struct Caller
 {

@@ -28,6 +28,7 @@ SystemLog::SystemLog()
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, logPath, sizeof address.sun_path - 1);
+    unlink(logPath);
     EXPECT_EQ(bind(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
     EXPECT_EQ(chmod(logPath, 0666), 0);
     reader = std::thread(&SystemLog::readUntilStopped, this);

@@ -1,26 +1,29 @@
 // SPDX-License-Identifier: MIT
 //
 // The main function of every test program. The tests write to fixed paths of the host as root, so
-// it runs them only as process 1 of a throwaway host: started anywhere else, the program starts
-// itself again inside one.
+// it runs them only on a disposable host of the program's kind (HOST_NAME): started anywhere else,
+// the program starts itself again on one (HOST_SCRIPT).
 #include <QCoreApplication>
 
 #include <gmock/gmock.h>
 
-#include <cerrno>
+#include <array>
+#include <climits>
 #include <cstdio>
-#include <cstring>
+#include <string>
 #include <string_view>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
-bool isProcessOneOfThrowawayHost()
+bool isOnDisposableHost()
 {
-    char name[64] = {};
-    return getpid() == 1 && gethostname(name, sizeof name - 1) == 0 &&
-           std::string_view(name) == "throwaway-host";
+    std::array<char, 64> name{};
+    const bool hasItsName = gethostname(name.data(), name.size() - 1) == 0 &&
+                            std::string_view(name.data()) == HOST_NAME;
+    // A real host may have that name, but neither runs a test as process 1 nor has this folder.
+    return hasItsName && (getpid() == 1 || access("/booted-host", F_OK) == 0);
 }
 
 bool onlyListsTests(int argc, char **argv)
@@ -33,22 +36,22 @@ bool onlyListsTests(int argc, char **argv)
     return false;
 }
 
-int startInThrowawayHost(char **argv)
+int startOnDisposableHost(char **argv)
 {
-    char self[4096] = {};
-    if (readlink("/proc/self/exe", self, sizeof self - 1) <= 0) {
+    std::array<char, PATH_MAX> self{};
+    if (readlink("/proc/self/exe", self.data(), self.size() - 1) <= 0) {
         std::perror("/proc/self/exe");
         return 125;
     }
-    char host[] = THROWAWAY_HOST;
-    char separator[] = "--";
-    std::vector<char *> command{host, separator, self};
+    std::string host = HOST_SCRIPT;
+    std::string separator = "--";
+    std::vector<char *> command{host.data(), separator.data(), self.data()};
     for (char **argument = argv + 1; *argument != nullptr; ++argument) {
         command.push_back(*argument);
     }
     command.push_back(nullptr);
-    execv(host, command.data());
-    std::perror(host);
+    execv(host.c_str(), command.data());
+    std::perror(host.c_str());
     return 125;
 }
 
@@ -56,8 +59,8 @@ int startInThrowawayHost(char **argv)
 
 int main(int argc, char **argv)
 {
-    if (!isProcessOneOfThrowawayHost() && !onlyListsTests(argc, argv)) {
-        return startInThrowawayHost(argv);
+    if (!isOnDisposableHost() && !onlyListsTests(argc, argv)) {
+        return startOnDisposableHost(argv);
     }
     const QCoreApplication application(argc, argv);
     testing::InitGoogleMock(&argc, argv);

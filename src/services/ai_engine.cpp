@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: MIT
+#include "services/ai_engine.h"
+
+#include "config/ai_settings.h"
+#include "services/network_probe.h"
+#include "services/service_names.h"
+#include "util/command_runner.h"
+
+#include <QChar>
+#include <QFile>
+
+#include <optional>
+
+namespace halvex {
+namespace {
+
+// Numbers in the command table.
+constexpr int listPackages = 1;
+constexpr int listProcesses = 2;
+constexpr int runEngine = 3;
+constexpr int killEngine = 4;
+constexpr int listCountScript = 5;
+constexpr int listConfig = 6;
+constexpr int countInferences = 7;
+
+/// What the stored command @p number printed; nothing when it failed.
+std::optional<QString> outputOf(int number)
+{
+    QString output;
+    QString errorText;
+    if (!runCommand(number, output, errorText)) {
+        return std::nullopt;
+    }
+    return output;
+}
+
+QString withoutFinalLineFeed(QString text)
+{
+    if (text.endsWith('\n')) {
+        text.chop(1);
+    }
+    return text;
+}
+
+/// Runs the command @p number of the package tool, which may say "failed" and still end with 0.
+int switchBy(int number)
+{
+    const auto output = outputOf(number);
+    return output && !output->contains("failed") ? 0 : -1;
+}
+
+bool needsInternet(const QString &aiConfigPath)
+{
+    QString setting;
+    // A setting that cannot be read is empty and asks for nothing.
+    static_cast<void>(readAiSetting(aiConfigPath, dgaDetectKey, setting));
+    return setting == QChar(1);
+}
+
+/// The line of the engine's file list that the stored command @p number picks.
+QString listedFile(int number)
+{
+    const auto output = outputOf(number);
+    const QString line = withoutFinalLineFeed(output.value_or(QString()));
+    return line.contains(netAiAppName) ? line : "";
+}
+
+} // namespace
+
+int switchEngine(unsigned status, const QString &aiConfigPath)
+{
+    commandTable[runEngine] = "pellmar run halvex.net.ai &";
+    commandTable[killEngine] = "pellmar kill halvex.net.ai";
+    switch (status) {
+    case 0:
+        return switchBy(killEngine);
+    case 1:
+        if (!hasActiveNetworkInterface()) {
+            return -2;
+        }
+        if (needsInternet(aiConfigPath) && !probeInternet()) {
+            return -3;
+        }
+        return switchBy(runEngine);
+    default:
+        return -1;
+    }
+}
+
+void queryEngineState(int &state)
+{
+    commandTable[listPackages] = "pellmar list | grep halvex.net.ai";
+    commandTable[listProcesses] = "ps -aux | grep halvex_inference";
+    state = 2;
+    const auto packages = outputOf(listPackages);
+    if (packages && packages->contains(netAiAppName)) {
+        // The whole path, for the command line of the grep above holds the short name, too.
+        const auto processes = outputOf(listProcesses);
+        const bool runs =
+            processes && processes->contains("/opt/apps/halvex.net.ai/files/bin/halvex_inference");
+        state = runs ? 1 : 0;
+    }
+}
+
+int getAiInferencesCount(QString &count)
+{
+    const QString interpreter = "/usr/bin/python3";
+    const QString script = "/usr/lib/halvex_net_ai/getCount.py";
+    count = "0";
+    if (!QFile::exists(script)) {
+        return -1;
+    }
+    commandTable[countInferences] = QString("%1 %2").arg(interpreter, script);
+    if (const auto output = outputOf(countInferences)) {
+        count = withoutFinalLineFeed(*output);
+    }
+    return 0;
+}
+
+void findEngineCountScript(QString &path)
+{
+    commandTable[listCountScript] = "pellmar info -L halvex.net.ai | grep getCount";
+    path = listedFile(listCountScript);
+}
+
+void findEngineConfigPath(QString &path)
+{
+    commandTable[listConfig] = "pellmar info -L halvex.net.ai | grep config.yaml";
+    path = listedFile(listConfig);
+}
+
+} // namespace halvex

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+//
+// How a service is doing: any system unit through /usr/bin/systemctl, the network-AI engine through
+// its package tool. Changes nothing. The call waits for systemctl however long it takes.
+#pragma once
+
+#include <QString>
+
+namespace halvex {
+
+/// Asks about the one service @p serviceName, which may be any unit's name.
+///
+/// @param serviceName  handed to systemctl as one argument, whatever is in it, with the daemon's
+///                     own environment; the network-AI engine's exact name is asked about its state
+///                     instead, see queryEngineState()
+/// @param type  0: is it active? 1: is it enabled? 2: does systemctl report a status? Ignored for
+///              the engine
+/// @return for types 0 and 1: 1 yes, 0 no; for type 2: 1 yes, 2 no. Only the first line that
+///         systemctl prints decides, its exit code does not. -1 when the type is another (warning
+///         "Invalid type value.") or systemctl cannot be run.
+[[nodiscard]] int getServiceStatus(const QString &serviceName, unsigned type);
+
+} // namespace halvex

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include "util/command_runner.h"
+
+#include "util/child_process.h"
+
+#include <QDebug>
+#include <QProcessEnvironment>
+#include <QThread>
+
+#include <csignal>
+
+namespace halvex {
+
+std::map<int, QString> commandTable;
+
+namespace {
+
+constexpr int lastCommandNumber = 8;
+constexpr int timeLimit = 30000;          // ms
+constexpr unsigned long jobStartUp = 500; // ms
+
+class Shell : public ChildProcess
+{
+protected:
+    void setupChildProcess() override
+    {
+        ChildProcess::setupChildProcess();
+        // The pipes close when the shell ends: what a background job prints later is lost, but it
+        // must not die of it.
+        static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    }
+};
+
+QProcessEnvironment cleanEnvironment()
+{
+    auto environment = QProcessEnvironment::systemEnvironment();
+    for (const char *name : {"IFS", "CDPATH", "ENV", "BASH_ENV", "LD_PRELOAD", "LD_LIBRARY_PATH"}) {
+        environment.remove(name);
+    }
+    return environment;
+}
+
+} // namespace
+
+bool runCommand(int commandNumber, QString &output, QString &errorText)
+{
+    if (commandNumber < 0 || commandNumber > lastCommandNumber) {
+        return false;
+    }
+    const auto entry = commandTable.find(commandNumber);
+    if (entry == commandTable.end()) {
+        return false;
+    }
+    const QString command = entry->second;
+
+    Shell shell;
+    shell.setProcessEnvironment(cleanEnvironment());
+    shell.setWorkingDirectory("/tmp");
+    shell.setStandardInputFile("/dev/null");
+    shell.start("/bin/sh", {"-c", command}, QIODevice::ReadWrite);
+    if (!shell.waitForStarted(timeLimit)) {
+        errorText = "Failed to start command:" + command;
+        return false;
+    }
+    if (command.endsWith('&')) {
+        // The end of the shell says nothing of its job, and what the job prints after that is lost:
+        // leave it the moment in which it says that it failed.
+        QThread::msleep(jobStartUp);
+    }
+    if (!shell.waitForFinished(timeLimit)) {
+        errorText = "Command execution timed out:" + command;
+        return false;
+    }
+
+    output = QString::fromUtf8(shell.readAllStandardOutput());
+    errorText = QString::fromUtf8(shell.readAllStandardError());
+    if (shell.exitCode() != 0) {
+        qDebug() << QString("Command failed (exit code %1): %2\nError: %3")
+                        .arg(QString::number(shell.exitCode()), command, errorText);
+        return false;
+    }
+    return true;
+}
+
+} // namespace halvex

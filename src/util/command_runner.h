@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+//
+// Runs the daemon's fixed shell commands, each known by a number, with a clean environment and time
+// limits. The only texts that reach the shell here are those of `commandTable`; nothing that a
+// caller sent ever gets into it. A call blocks for at most 30 s until the shell runs and 30 s more
+// until it ends.
+#pragma once
+
+#include <QString>
+
+#include <map>
+
+namespace halvex {
+
+/// The shell commands by number, 0 to 8. Empty at first and never cleared; whoever runs a command
+/// stores it immediately before. For the main thread only.
+extern std::map<int, QString> commandTable;
+
+/// Runs the command stored under @p commandNumber: under /bin/sh, in /tmp, reading from /dev/null,
+/// in the daemon's environment without the variables that change how a shell or the loader works.
+///
+/// A command that ends in "&" does not wait for its job, which lives on: half a second after its
+/// start, what it has printed by then is the output. A shell that outlives the limit is killed with
+/// all that it started.
+///
+/// @param output     the standard output, from UTF-8; null when there is none; untouched unless the
+///                   command has ended
+/// @param errorText  likewise the standard error; when the shell did not start or did not end in
+///                   time, a failure text of our own; untouched when there is no such command
+/// @return true when the exit code is 0. Any other is reported as one Qt debug message.
+[[nodiscard]] bool runCommand(int commandNumber, QString &output, QString &errorText);
+
+} // namespace halvex

@@ -1,0 +1,355 @@
+// SPDX-License-Identifier: MIT
+#include "support/command.h"
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+#include "support/stand_in.h"
+#include "support/tls_server.h"
+
+#include <QCoreApplication>
+#include <QFile>
+
+#include <array>
+
+namespace {
+
+using testing::Contains;
+using testing::Not;
+
+const Caller anyone{user::ordinary};
+const Caller administrator{user::wheelMember};
+const QString started = "dbus service start ";
+const QString allowedNames = " - allowed services are: ";
+
+/// With stand-ins for the programs that the services' methods run.
+class Services : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        host::writeFile("/run/systemctl.output", "active\n");
+        host::writeStandIn("/usr/bin/systemctl", "cat /run/systemctl.output\n");
+        host::writeStandIn("/usr/bin/pellmar", "echo halvex.net.ai\n");
+        host::writeStandIn("/usr/bin/ps", "echo root grep halvex_inference\n");
+    }
+
+    static void setLoopbackUp()
+    {
+        ASSERT_EQ(host::run({"ip", "link", "set", "lo", "up"}).exitCode, 0);
+    }
+
+    /// Makes switching the engine on depend on the internet.
+    static void askForTheInternet()
+    {
+        host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: \"\\x01\"\n");
+    }
+
+    /// Starts a caller without waiting for the answer.
+    static void startCall(QProcess &process, const Caller &caller, const QStringList &call)
+    {
+        const QStringList command = frontEndCommand(caller, QStringList{"--json"} + call);
+        process.start(command.first(), command.mid(1));
+    }
+
+    /// Runs this process's event loop until the answer is there.
+    static Reply awaitReply(QProcess &process)
+    {
+        while (process.state() != QProcess::NotRunning) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        }
+        return parseReply(process.readAllStandardOutput());
+    }
+
+    int callAs(const Caller &caller, const QStringList &methodAndArguments)
+    {
+        const Reply reply = call(methodAndArguments.first(), methodAndArguments.mid(1), caller);
+        EXPECT_EQ(reply.error, "");
+        return reply.status;
+    }
+};
+
+using ServiceQueries = Services;
+
+TEST_F(ServiceQueries, AnyFrontEndMayAskAllThreeQuestions)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "0"}), 1);
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "1"}), 0);
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "2"}), 1);
+    host::writeFile("/run/systemctl.output", {});
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "2"}), 2);
+    EXPECT_EQ(host::standInCalls(),
+              (QStringList{"systemctl <is-active> <sshd>", "systemctl <is-enabled> <sshd>",
+                           "systemctl <status> <sshd>", "systemctl <status> <sshd>"}));
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+}
+
+TEST_F(ServiceQueries, EveryOtherTypeIsInvalidANegativeOneToo)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "3"}), -1);
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "-1"}), -1);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{started, "Invalid type value.", "Invalid type value."}));
+}
+
+TEST_F(ServiceQueries, ATextThatLooksLikeAnOptionIsAName)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "--host=evil", "0"}), 1);
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "-.mount", "0"}), 1);
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "a b; c", "0"}), 1);
+    EXPECT_EQ(host::standInCalls(), (QStringList{"systemctl <is-active> <--> <--host=evil>",
+                                                 "systemctl <is-active> <--> <-.mount>",
+                                                 "systemctl <is-active> <a b; c>"}));
+}
+
+TEST_F(ServiceQueries, TheEngineHasItsThreeStatesWhateverTheType)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai", "7"}), 0);
+    host::writeStandIn("/usr/bin/ps", "echo /opt/apps/halvex.net.ai/files/bin/halvex_inference\n");
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai", "-1"}), 1);
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+    host::writeStandIn("/usr/bin/pellmar", "echo other\n");
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai", "0"}), 2);
+    EXPECT_EQ(host::standInCalls(), (QStringList{"pellmar <list>", "ps <-aux>", "pellmar <list>",
+                                                 "ps <-aux>", "pellmar <list>"}));
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{started, "\"Command failed (exit code 1): "
+                                    "pellmar list | grep halvex.net.ai\\nError: \""}));
+}
+
+TEST_F(ServiceQueries, WithoutSystemctlThereIsNoAnswer)
+{
+    ASSERT_TRUE(QFile::remove("/usr/bin/systemctl"));
+    startDaemon();
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "0"}), -1);
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+}
+
+using ServiceChanges = Services;
+
+TEST_F(ServiceChanges, AnAdministratorChangesServices)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf", "1", "0"}), 0);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf", "0", "0"}), 0);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf", "1", "1"}), 0);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf  halvex-logscan", "0", "1"}),
+              0);
+    EXPECT_EQ(callAs(administrator, {"restartService", "halvex-ebpf halvex-logscan"}), 0);
+    EXPECT_EQ(host::standInCalls(),
+              (QStringList{"systemctl <start> <halvex-ebpf>", "systemctl <stop> <halvex-ebpf>",
+                           "systemctl <enable> <halvex-ebpf>",
+                           "systemctl <disable> <halvex-ebpf> <> <halvex-logscan>",
+                           "systemctl <restart> <halvex-ebpf halvex-logscan>"}));
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+}
+
+TEST_F(ServiceChanges, AnOrdinaryUserChangesNothing)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(anyone, {"setServiceStatus", "halvex-ebpf", "1", "0"}), -999);
+    EXPECT_EQ(callAs(anyone, {"setServiceStatus", "halvex.net.ai", "0", "0"}), -999);
+    EXPECT_EQ(callAs(anyone, {"restartService", "halvex-ebpf"}), -999);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+}
+
+TEST_F(ServiceChanges, ArgumentsAreCheckedInTheirOrder)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", " ", "-1", "-1"}), -1);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf", "-1", "-1"}), -1);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf", "2", "2"}), -1);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf", "1", "-1"}), -1);
+    EXPECT_EQ(callAs(administrator, {"restartService", ""}), -1);
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{started, "Empty service name", "Invalid service name: \" \"",
+                           "Invalid status value.", "Invalid status value.", "Invalid type value.",
+                           "Empty service name", "Invalid service name: \"\""}));
+    EXPECT_EQ(host::standInCalls(), QStringList());
+}
+
+TEST_F(ServiceChanges, AServiceOfAnotherMakerIsNobodysToChange)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf sshd", "1", "0"}), -1);
+    EXPECT_EQ(callAs(administrator, {"restartService", "--host=evil"}), -1);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+    const QStringList messages = daemonMessages();
+    ASSERT_EQ(messages.size(), 5);
+    EXPECT_TRUE(messages[1].startsWith("Invalid service(s) found: (\"sshd\") " + allowedNames));
+    EXPECT_EQ(messages[2], "Invalid service name: \"halvex-ebpf sshd\"");
+    EXPECT_TRUE(
+        messages[3].startsWith("Invalid service(s) found: (\"--host=evil\") " + allowedNames));
+    EXPECT_EQ(messages[4], "Invalid service name: \"--host=evil\"");
+}
+
+TEST_F(ServiceChanges, ASystemctlThatFailsIsMissingOrDiesIsAFailure)
+{
+    startDaemon();
+    for (const char *body : {"exit 1\n", "kill -9 $$\n"}) {
+        host::writeStandIn("/usr/bin/systemctl", body);
+        EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf", "1", "0"}), -1) << body;
+        EXPECT_EQ(callAs(administrator, {"restartService", "halvex-ebpf"}), -1) << body;
+    }
+    ASSERT_TRUE(QFile::remove("/usr/bin/systemctl"));
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf", "1", "0"}), -1);
+    EXPECT_EQ(callAs(administrator, {"restartService", "halvex-ebpf"}), -1);
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+}
+
+TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentAndThePackageToolACleanedOne)
+{
+    const QByteArray report = "tr '\\0' '\\n' </proc/$$/environ >/run/environment.${0##*/}\n"
+                              "readlink /proc/$$/cwd >/run/folder.${0##*/}\n"
+                              "readlink /proc/$$/fd/0 >/run/input.${0##*/}\n";
+    host::writeStandIn("/usr/bin/systemctl", report);
+    host::writeStandIn("/usr/bin/pellmar", report);
+    startDaemon({"PATH=/usr/bin", "IFS=x", "CDPATH=x", "ENV=x", "BASH_ENV=x",
+                 "LD_PRELOAD=", "LD_LIBRARY_PATH=/x", "KEPT=a b"});
+    EXPECT_EQ(callAs(administrator, {"restartService", "halvex-ebpf"}), 0);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "0", "0"}), 0);
+
+    const auto systemctl = host::readFile("/run/environment.systemctl").split('\n');
+    const auto pellmar = host::readFile("/run/environment.pellmar").split('\n');
+    for (const char *both : {"PATH=/usr/bin", "KEPT=a b", "LC_ALL=en_US.UTF-8"}) {
+        EXPECT_THAT(systemctl, Contains(QByteArray(both)));
+        EXPECT_THAT(pellmar, Contains(QByteArray(both)));
+    }
+    for (const char *removed :
+         {"IFS=x", "CDPATH=x", "ENV=x", "BASH_ENV=x", "LD_PRELOAD=", "LD_LIBRARY_PATH=/x"}) {
+        EXPECT_THAT(systemctl, Contains(QByteArray(removed)));
+        EXPECT_THAT(pellmar, Not(Contains(QByteArray(removed))));
+    }
+    EXPECT_EQ(host::readFile("/run/folder.pellmar"), "/tmp\n");
+    EXPECT_EQ(host::readFile("/run/input.pellmar"), "/dev/null\n");
+}
+
+using EngineOnTheBus = Services;
+
+TEST_F(EngineOnTheBus, IsSwitchedOffWithoutALookAtTheNetwork)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "0", "1"}), 0);
+    EXPECT_EQ(host::standInCalls(), QStringList{"pellmar <kill> <halvex.net.ai>"});
+}
+
+TEST_F(EngineOnTheBus, IsNotSwitchedOnWithEveryInterfaceDown)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -2);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+}
+
+TEST_F(EngineOnTheBus, IsSwitchedOnWithAnInterfaceUp)
+{
+    setLoopbackUp();
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "1"}), 0);
+    EXPECT_EQ(host::awaitStandInCalls(1), QStringList{"pellmar <run> <halvex.net.ai>"});
+}
+
+TEST_F(EngineOnTheBus, GoesOnRunningAndDoesNotHoldUpTheDaemon)
+{
+    setLoopbackUp();
+    host::writeStandIn("/usr/bin/pellmar", "echo $$ >/run/engine; exec sleep 1000\n");
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), 0);
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "0"}), 1);
+    ASSERT_TRUE(waitFor([] { return QFile::exists("/run/engine"); }));
+    const QString engine = host::readFile("/run/engine").trimmed();
+    EXPECT_EQ(host::readFile("/proc/" + engine + "/comm"), "sleep\n");
+}
+
+TEST_F(EngineOnTheBus, IsNotOnWhenThePackageToolSaysThatItFailed)
+{
+    setLoopbackUp();
+    host::writeStandIn("/usr/bin/pellmar", "echo 'it failed'\n");
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -1);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "0", "0"}), -1);
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+}
+
+TEST_F(EngineOnTheBus, IsNotSwitchedOnWithoutTheInternetThatItAsksFor)
+{
+    setLoopbackUp();
+    askForTheInternet();
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -3);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+}
+
+TEST_F(EngineOnTheBus, IsSwitchedOnWithTheInternetThatItAsksFor)
+{
+    TlsServer server;
+    askForTheInternet();
+    startDaemon();
+    QProcess caller;
+    startCall(caller, administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"});
+    EXPECT_EQ(awaitReply(caller), Reply{0});
+    EXPECT_EQ(server.requests, 1);
+    EXPECT_EQ(host::awaitStandInCalls(1), QStringList{"pellmar <run> <halvex.net.ai>"});
+}
+
+TEST_F(EngineOnTheBus, OthersAreServedWhileACallerWaitsForTheInternet)
+{
+    TlsServer server;
+    askForTheInternet();
+    startDaemon();
+    std::array<QProcess, 2> callers;
+    Reply query;
+    server.answer = [&] {
+        if (server.requests == 1) {
+            startCall(callers[1], administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"});
+        } else {
+            // Both probes are under way now.
+            query = call("getServiceStatus", {"sshd", "0"}, anyone);
+            server.callSoon([&] { server.answerWaiting(TlsServer::page()); });
+        }
+        return QByteArray();
+    };
+    startCall(callers[0], administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"});
+    EXPECT_EQ(awaitReply(callers[0]), Reply{0});
+    EXPECT_EQ(awaitReply(callers[1]), Reply{0});
+    EXPECT_EQ(query, Reply{1});
+    EXPECT_EQ(host::awaitStandInCalls(3),
+              (QStringList{"systemctl <is-active> <sshd>", "pellmar <run> <halvex.net.ai>",
+                           "pellmar <run> <halvex.net.ai>"}));
+}
+
+TEST_F(EngineOnTheBus, TheServerEditionsSettingsAskThere)
+{
+    setLoopbackUp();
+    askForTheInternet();
+    host::writeFile("/etc/os-release", "VARIANT_ID=server\nNAME=Server\nVERSION=\"Server\"\n");
+    host::writeFile("/opt/norva-ai-dga-detect/config.yaml", "dga_detect: 1\n");
+    startDaemon();
+    const int status = callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"});
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(EngineOnTheBus, CountsItsInferences)
+{
+    startDaemon();
+    EXPECT_EQ(call("getAiInferencesCount", {}, anyone), (Reply{-1, {"0"}}));
+    host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "");
+    QFile::remove("/usr/bin/python3");
+    host::writeStandIn("/usr/bin/python3", "printf '42\\n\\n'\n");
+    EXPECT_EQ(call("getAiInferencesCount", {}, anyone), (Reply{0, {"42\n"}}));
+    host::writeStandIn("/usr/bin/python3");
+    EXPECT_EQ(call("getAiInferencesCount", {}, anyone), (Reply{0, {""}}));
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+    host::writeStandIn("/usr/bin/python3", "echo 42; exit 1\n");
+    EXPECT_EQ(call("getAiInferencesCount", {}, anyone), (Reply{0, {"0"}}));
+    EXPECT_EQ(host::standInCalls()[0], "python3 </usr/lib/halvex_net_ai/getCount.py>");
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{started, "\"Command failed (exit code 1): /usr/bin/python3 "
+                                    "/usr/lib/halvex_net_ai/getCount.py\\nError: \""}));
+}
+
+} // namespace

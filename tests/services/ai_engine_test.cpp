@@ -1,0 +1,466 @@
+// SPDX-License-Identifier: MIT
+#include "services/ai_engine.h"
+#include "services/service_names.h"
+#include "support/command.h"
+#include "support/host_files.h"
+#include "support/message_log.h"
+#include "support/stand_in.h"
+#include "support/tls_server.h"
+#include "util/command_runner.h"
+
+#include <QFile>
+#include <QProcess>
+
+#include <gmock/gmock.h>
+
+#include <climits>
+
+namespace {
+
+using halvex::switchEngine;
+using testing::ElementsAre;
+
+constexpr const char *settingsPath = "/etc/engine.yaml";
+constexpr const char *pellmar = "/usr/bin/pellmar";
+
+const QString runCall = "pellmar <run> <halvex.net.ai>";
+const QString killCall = "pellmar <kill> <halvex.net.ai>";
+
+class Engine : public testing::Test
+{
+protected:
+    void SetUp() override { host::writeStandIn(pellmar, "echo done\n"); }
+
+    static void setLoopbackUp()
+    {
+        ASSERT_EQ(host::run({"ip", "link", "set", "lo", "up"}).exitCode, 0);
+    }
+
+    /// Writes the settings with @p value as YAML for the key that may ask for the internet.
+    static void setDgaDetect(const QByteArray &value)
+    {
+        host::writeFile(settingsPath, "dga_detect: " + value + "\n");
+    }
+
+    MessageLog log;
+};
+
+using EngineSwitch = Engine;
+
+TEST_F(EngineSwitch, TheFixedTextsAreTheSuites)
+{
+    EXPECT_EQ(halvex::netAiAppName, "halvex.net.ai");
+    EXPECT_EQ(halvex::dgaDetectKey, "dga_detect");
+}
+
+TEST_F(EngineSwitch, OffKillsTheEngineWithoutALookAtTheNetwork)
+{
+    setDgaDetect(R"("\x01")");
+    EXPECT_EQ(switchEngine(0, settingsPath), 0);
+    EXPECT_EQ(host::standInCalls(), QStringList{killCall});
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineSwitch, OffFailsWhenThePackageToolFails)
+{
+    host::writeStandIn(pellmar, "echo no >&2; exit 2\n");
+    EXPECT_EQ(switchEngine(0, settingsPath), -1);
+    EXPECT_EQ(log.messages(), QStringList{R"(debug: "Command failed (exit code 2): )"
+                                          R"(pellmar kill halvex.net.ai\nError: no\n")"});
+}
+
+TEST_F(EngineSwitch, OffFailsWhenThePackageToolSaysSo)
+{
+    host::writeStandIn(pellmar, "echo 'to kill it has failed.'\n");
+    EXPECT_EQ(switchEngine(0, settingsPath), -1);
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineSwitch, OtherWordsAreNoFailure)
+{
+    host::writeStandIn(pellmar, "echo 'Failed FAILED fail'; echo failed >&2\n");
+    EXPECT_EQ(switchEngine(0, settingsPath), 0);
+}
+
+TEST_F(EngineSwitch, AnyOtherStatusFailsAndRunsNothing)
+{
+    setLoopbackUp();
+    EXPECT_EQ(switchEngine(2, settingsPath), -1);
+    EXPECT_EQ(switchEngine(UINT_MAX, settingsPath), -1);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineSwitch, OnWithoutAnActiveInterfaceRunsNothing)
+{
+    EXPECT_EQ(switchEngine(1, settingsPath), -2);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineSwitch, BothCommandsAreStoredWhateverHappens)
+{
+    EXPECT_EQ(switchEngine(1, settingsPath), -2);
+    EXPECT_THAT(halvex::commandTable,
+                ElementsAre(std::pair(3, QString("pellmar run halvex.net.ai &")),
+                            std::pair(4, QString("pellmar kill halvex.net.ai"))));
+}
+
+TEST_F(EngineSwitch, OnRunsTheEngine)
+{
+    setLoopbackUp();
+    EXPECT_EQ(switchEngine(1, settingsPath), 0);
+    EXPECT_EQ(host::awaitStandInCalls(1), QStringList{runCall});
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineSwitch, OnDoesNotWaitForTheEngineToEnd)
+{
+    setLoopbackUp();
+    host::writeStandIn(pellmar, "exec sleep 1000\n");
+    EXPECT_EQ(switchEngine(1, settingsPath), 0);
+}
+
+TEST_F(EngineSwitch, OnFailsWhenThePackageToolSaysSoThoughTheShellEndsWith0)
+{
+    setLoopbackUp();
+    host::writeStandIn(pellmar, "echo one; echo 'the start failed'; exit 1\n");
+    EXPECT_EQ(switchEngine(1, settingsPath), -1);
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineSwitch, OffFailsWithoutAPackageTool)
+{
+    ASSERT_TRUE(QFile::remove(pellmar));
+    EXPECT_EQ(switchEngine(0, settingsPath), -1);
+}
+
+TEST_F(EngineSwitch, TheEngineIsFoundThroughThePath)
+{
+    host::writeStandIn("/usr/local/bin/pellmar", "echo failed\n");
+    qputenv("PATH", "/usr/local/bin:/usr/bin");
+    EXPECT_EQ(switchEngine(0, settingsPath), -1);
+}
+
+TEST_F(EngineSwitch, NoSettingButTheControlCharacterAsksForTheInternet)
+{
+    setLoopbackUp();
+    int calls = 0;
+    for (const char *value : {"1", "true", R"("1")", R"("\x01\x01")", R"("\x01 ")", R"("\x02")",
+                              R"("")", "[1]", "{a: 1}", "\"open"}) {
+        setDgaDetect(value);
+        EXPECT_EQ(switchEngine(1, settingsPath), 0) << value;
+        ++calls;
+    }
+    EXPECT_EQ(host::awaitStandInCalls(calls).size(), calls);
+}
+
+TEST_F(EngineSwitch, OnFailsWhenTheInternetIsAskedForAndNotReached)
+{
+    setLoopbackUp();
+    setDgaDetect(R"("\x01")");
+    EXPECT_EQ(switchEngine(1, settingsPath), -3);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineSwitch, OnRunsTheEngineWhenTheInternetIsAskedForAndReached)
+{
+    TlsServer server;
+    setDgaDetect(R"("\x01")");
+    EXPECT_EQ(switchEngine(1, settingsPath), 0);
+    EXPECT_EQ(server.requests, 1);
+    EXPECT_EQ(host::awaitStandInCalls(1), QStringList{runCall});
+}
+
+TEST_F(EngineSwitch, ASecondSwitchOnIsServedWhileTheFirstWaits)
+{
+    TlsServer server;
+    setDgaDetect(R"("\x01")");
+    int second = INT_MIN;
+    server.answer = [&] {
+        if (server.requests == 1) {
+            server.callSoon([&] { second = switchEngine(1, settingsPath); });
+        }
+        return TlsServer::page();
+    };
+    EXPECT_EQ(switchEngine(1, settingsPath), 0);
+    EXPECT_EQ(second, 0);
+    EXPECT_EQ(host::awaitStandInCalls(2), (QStringList{runCall, runCall}));
+}
+
+TEST_F(EngineSwitch, EachOfTwoCallersGetsItsOwnAnswer)
+{
+    TlsServer server;
+    setDgaDetect(R"("\x01")");
+    int second = INT_MIN;
+    server.answer = [&] {
+        if (server.requests > 1) {
+            return QByteArray();
+        }
+        server.callSoon([&] { second = switchEngine(1, settingsPath); });
+        return TlsServer::page();
+    };
+    EXPECT_EQ(switchEngine(1, settingsPath), 0);
+    EXPECT_EQ(second, -3);
+    EXPECT_EQ(host::awaitStandInCalls(1), QStringList{runCall});
+}
+
+TEST_F(EngineSwitch, AllElseIsServedWhileOneWaits)
+{
+    TlsServer server;
+    setDgaDetect(R"("\x01")");
+    int off = INT_MIN;
+    int state = INT_MIN;
+    server.answer = [&] {
+        server.callSoon([&] {
+            off = switchEngine(0, settingsPath);
+            halvex::queryEngineState(state);
+        });
+        return TlsServer::page();
+    };
+    EXPECT_EQ(switchEngine(1, settingsPath), 0);
+    EXPECT_EQ(off, 0);
+    EXPECT_EQ(state, 2);
+    EXPECT_EQ(host::awaitStandInCalls(3), (QStringList{killCall, "pellmar <list>", runCall}));
+}
+
+class EngineState : public Engine
+{
+protected:
+    static int state()
+    {
+        int state = INT_MIN;
+        halvex::queryEngineState(state);
+        return state;
+    }
+};
+
+constexpr const char *processList =
+    "USER PID COMMAND\n"
+    "root 7 /opt/apps/halvex.net.ai/files/bin/halvex_inference --serve\n"
+    "root 9 grep halvex_inference\n";
+
+TEST_F(EngineState, AnInstalledEngineWithItsProcessRuns)
+{
+    host::writeStandIn(pellmar, "echo 'com.example 1.0'; echo 'halvex.net.ai 2.1'\n");
+    host::writeFile("/run/processes", processList);
+    host::writeStandIn("/usr/bin/ps", "cat /run/processes\n");
+    EXPECT_EQ(state(), 1);
+    EXPECT_EQ(host::standInCalls(), (QStringList{"pellmar <list>", "ps <-aux>"}));
+    EXPECT_THAT(halvex::commandTable,
+                ElementsAre(std::pair(1, QString("pellmar list | grep halvex.net.ai")),
+                            std::pair(2, QString("ps -aux | grep halvex_inference"))));
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineState, AnInstalledEngineWithoutItsProcessDoesNotRun)
+{
+    host::writeStandIn(pellmar, "echo halvex.net.ai\n");
+    host::writeStandIn("/usr/bin/ps", "echo 'root 9 grep halvex_inference'\n");
+    EXPECT_EQ(state(), 0);
+    host::writeStandIn("/usr/bin/ps", "echo '/usr/bin/halvex_inference'\n");
+    EXPECT_EQ(state(), 0);
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineState, TheRealProcessListDoesNotTakeTheSearchForTheEngine)
+{
+    host::writeStandIn(pellmar, "echo halvex.net.ai\n");
+    EXPECT_EQ(state(), 0);
+}
+
+TEST_F(EngineState, TheRealProcessListShowsARunningEngine)
+{
+    host::writeStandIn(pellmar, "echo halvex.net.ai\n");
+    const QString engine = "/opt/apps/halvex.net.ai/files/bin/halvex_inference";
+    host::writeFile(engine, host::readFile("/usr/bin/sleep"), 0755);
+    QProcess process;
+    process.start(engine, {"1000"});
+    ASSERT_TRUE(process.waitForStarted());
+    EXPECT_EQ(state(), 1);
+    process.kill();
+    process.waitForFinished();
+}
+
+TEST_F(EngineState, AProcessListThatFailsOrIsEmptyShowsNone)
+{
+    host::writeStandIn(pellmar, "echo halvex.net.ai\n");
+    host::writeStandIn("/usr/bin/ps", "exit 1\n");
+    EXPECT_EQ(state(), 0);
+    EXPECT_EQ(log.messages(), QStringList{R"(debug: "Command failed (exit code 1): )"
+                                          R"(ps -aux | grep halvex_inference\nError: ")"});
+}
+
+TEST_F(EngineState, AnEngineThatIsNotListedIsNotInstalled)
+{
+    host::writeStandIn("/usr/bin/ps", "echo /opt/apps/halvex.net.ai/files/bin/halvex_inference\n");
+    EXPECT_EQ(state(), 2);
+    EXPECT_EQ(host::standInCalls(), QStringList{"pellmar <list>"});
+    EXPECT_EQ(log.messages(), QStringList{R"(debug: "Command failed (exit code 1): )"
+                                          R"(pellmar list | grep halvex.net.ai\nError: ")"});
+}
+
+TEST_F(EngineState, ANameThatOnlyThePatternMatchesIsNotTheEngines)
+{
+    // The dots of the pattern stand for anything, those of the name do not.
+    host::writeStandIn(pellmar, "echo halvex-net-ai\n");
+    EXPECT_EQ(state(), 2);
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineState, WithoutAPackageToolNothingIsInstalled)
+{
+    ASSERT_TRUE(QFile::remove(pellmar));
+    EXPECT_EQ(state(), 2);
+    EXPECT_EQ(log.messages().size(), 1);
+}
+
+class InferenceCount : public testing::Test
+{
+protected:
+    /// Makes python3 run @p body of a shell script in place of the engine's own script.
+    static void scriptDoes(const QByteArray &body)
+    {
+        host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(1)\n");
+        QFile::remove("/usr/bin/python3");
+        host::writeStandIn("/usr/bin/python3", body);
+    }
+
+    QString count = "old";
+    MessageLog log;
+};
+
+TEST_F(InferenceCount, WithoutAScriptItFailsAndTheCountIs0)
+{
+    EXPECT_EQ(halvex::getAiInferencesCount(count), -1);
+    EXPECT_EQ(count, "0");
+    EXPECT_TRUE(halvex::commandTable.empty());
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(InferenceCount, TheScriptIsRunByItsInterpreter)
+{
+    scriptDoes("echo 42\n");
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "42");
+    EXPECT_EQ(host::standInCalls(), QStringList{"python3 </usr/lib/halvex_net_ai/getCount.py>"});
+    EXPECT_THAT(
+        halvex::commandTable,
+        ElementsAre(std::pair(7, QString("/usr/bin/python3 /usr/lib/halvex_net_ai/getCount.py"))));
+}
+
+TEST_F(InferenceCount, ARealScriptOfTheEngineCounts)
+{
+    host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(40 + 2)\n");
+    if (!QFile::exists("/usr/bin/python3")) {
+        GTEST_SKIP() << "this host has no python3";
+    }
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "42");
+}
+
+TEST_F(InferenceCount, AnythingThatIsPrintedIsTheCount)
+{
+    scriptDoes("printf 'many\\nmore\\n'\n");
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "many\nmore");
+}
+
+TEST_F(InferenceCount, OnlyOneLineFeedIsRemoved)
+{
+    scriptDoes("printf '42\\n\\n'\n");
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "42\n");
+    scriptDoes("printf '42\\r\\n'\n");
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "42\r");
+    scriptDoes("printf 42\n");
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "42");
+}
+
+TEST_F(InferenceCount, NothingPrintedIsAnEmptyCount)
+{
+    scriptDoes("true\n");
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "");
+}
+
+TEST_F(InferenceCount, AScriptThatFailsCounts0)
+{
+    scriptDoes("echo 42; echo broken >&2; exit 1\n");
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "0");
+    EXPECT_EQ(log.messages(),
+              QStringList{R"(debug: "Command failed (exit code 1): /usr/bin/python3 )"
+                          R"(/usr/lib/halvex_net_ai/getCount.py\nError: broken\n")"});
+}
+
+class EngineFiles : public Engine
+{
+protected:
+    QString path = "old";
+};
+
+TEST_F(EngineFiles, TheCountScriptIsFoundInTheFileList)
+{
+    host::writeStandIn(pellmar, "echo /opt/apps/halvex.net.ai/files/getCount.py\n"
+                                "echo /opt/apps/halvex.net.ai/files/config.yaml\n");
+    halvex::findEngineCountScript(path);
+    EXPECT_EQ(path, "/opt/apps/halvex.net.ai/files/getCount.py");
+    EXPECT_EQ(host::standInCalls(), QStringList{"pellmar <info> <-L> <halvex.net.ai>"});
+    EXPECT_THAT(
+        halvex::commandTable,
+        ElementsAre(std::pair(5, QString("pellmar info -L halvex.net.ai | grep getCount"))));
+}
+
+TEST_F(EngineFiles, TheSettingsFileIsFoundInTheFileList)
+{
+    host::writeStandIn(pellmar, "echo /opt/apps/halvex.net.ai/files/getCount.py\n"
+                                "echo /opt/apps/halvex.net.ai/files/config.yaml\n");
+    halvex::findEngineConfigPath(path);
+    EXPECT_EQ(path, "/opt/apps/halvex.net.ai/files/config.yaml");
+    EXPECT_EQ(host::standInCalls(), QStringList{"pellmar <info> <-L> <halvex.net.ai>"});
+    EXPECT_THAT(
+        halvex::commandTable,
+        ElementsAre(std::pair(6, QString("pellmar info -L halvex.net.ai | grep config.yaml"))));
+}
+
+TEST_F(EngineFiles, AListWithoutThemGivesNothing)
+{
+    halvex::findEngineCountScript(path);
+    EXPECT_EQ(path, "");
+    path = "old";
+    halvex::findEngineConfigPath(path);
+    EXPECT_EQ(path, "");
+    EXPECT_EQ(log.messages().size(), 2);
+}
+
+TEST_F(EngineFiles, AFileOfAnotherPackageIsNotTheEngines)
+{
+    host::writeStandIn(pellmar, "echo /opt/apps/other/getCount.py; echo /etc/config.yaml\n");
+    halvex::findEngineCountScript(path);
+    EXPECT_EQ(path, "");
+    path = "old";
+    halvex::findEngineConfigPath(path);
+    EXPECT_EQ(path, "");
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineFiles, SeveralLinesAreKept)
+{
+    host::writeStandIn(pellmar, "echo /halvex.net.ai/getCount.py; echo /x/getCount.pyc\n");
+    halvex::findEngineCountScript(path);
+    EXPECT_EQ(path, "/halvex.net.ai/getCount.py\n/x/getCount.pyc");
+}
+
+TEST_F(EngineFiles, AFailingToolGivesNothing)
+{
+    ASSERT_TRUE(QFile::remove(pellmar));
+    halvex::findEngineCountScript(path);
+    EXPECT_EQ(path, "");
+    EXPECT_EQ(log.messages().size(), 1);
+}
+
+} // namespace

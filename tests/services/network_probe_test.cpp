@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: MIT
+#include "services/network_probe.h"
+#include "support/command.h"
+#include "support/host_files.h"
+#include "support/tls_server.h"
+
+#include <QCoreApplication>
+#include <QSslSocket>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using halvex::hasActiveNetworkInterface;
+using halvex::probeInternet;
+
+void runIp(const QString &command)
+{
+    const auto result = host::run(QStringList{"ip"} + command.split(' '));
+    ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
+}
+
+TEST(NetworkInterfaces, EveryInterfaceDownIsNone)
+{
+    EXPECT_FALSE(hasActiveNetworkInterface());
+}
+
+TEST(NetworkInterfaces, TheLoopbackInterfaceCountsLikeAnyOther)
+{
+    runIp("link set lo up");
+    EXPECT_TRUE(hasActiveNetworkInterface());
+    runIp("link set lo down");
+    EXPECT_FALSE(hasActiveNetworkInterface());
+}
+
+/// With a virtual cable between two interfaces, of which not every kernel knows.
+class VirtualCable : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (host::run({"ip", "link", "add", "one", "type", "veth", "peer", "name", "other"})
+                .exitCode != 0) {
+            GTEST_SKIP() << "this kernel has no veth interfaces";
+        }
+    }
+};
+
+TEST_F(VirtualCable, AnInterfaceThatIsUpWithoutACarrierDoesNotCount)
+{
+    runIp("link set one up");
+    EXPECT_FALSE(hasActiveNetworkInterface());
+}
+
+TEST_F(VirtualCable, AnInterfaceThatIsUpAndRunsCountsWithoutAnAddress)
+{
+    runIp("link set one up");
+    runIp("link set other up");
+    EXPECT_TRUE(hasActiveNetworkInterface());
+}
+
+TEST(InternetProbe, TlsIsThere)
+{
+    EXPECT_TRUE(QSslSocket::supportsSsl());
+}
+
+TEST(InternetProbe, APageFromATrustedSiteIsTheInternet)
+{
+    TlsServer server;
+    EXPECT_TRUE(probeInternet());
+    EXPECT_EQ(server.requests, 1);
+}
+
+TEST(InternetProbe, ItAsksForTheRootOfTheSite)
+{
+    EXPECT_STREQ(halvex::probeAddress, "https://www.debian.org/");
+}
+
+TEST(InternetProbe, EachProbeAsksAnew)
+{
+    TlsServer server;
+    EXPECT_TRUE(probeInternet());
+    EXPECT_TRUE(probeInternet());
+    EXPECT_EQ(server.requests, 2);
+}
+
+TEST(InternetProbe, ARedirectionIsNoError)
+{
+    TlsServer server;
+    server.answer = [] {
+        return QByteArray("HTTP/1.1 301 Moved\r\nLocation: https://nowhere.invalid/\r\n"
+                          "Content-Length: 0\r\n\r\n");
+    };
+    EXPECT_TRUE(probeInternet());
+}
+
+TEST(InternetProbe, AnErrorPageIsAnError)
+{
+    TlsServer server;
+    server.answer = [] {
+        return QByteArray("HTTP/1.1 503 Service Unavailable\r\nContent-Length: 0\r\n\r\n");
+    };
+    EXPECT_FALSE(probeInternet());
+    EXPECT_EQ(server.requests, 1);
+}
+
+TEST(InternetProbe, ASiteThatNobodyTrustedVouchesForIsNotAsked)
+{
+    TlsServer server(TlsServer::Authority::Unknown);
+    EXPECT_FALSE(probeInternet());
+    EXPECT_EQ(server.requests, 0);
+}
+
+TEST(InternetProbe, ASiteThatSaysNothingIsTooLate)
+{
+    TlsServer server;
+    server.answer = [] { return QByteArray(); };
+    EXPECT_FALSE(probeInternet());
+    EXPECT_EQ(server.requests, 1);
+}
+
+TEST(InternetProbe, ASiteThatRefusesConnectionsIsAnError)
+{
+    TlsServer server;
+    server.close();
+    EXPECT_FALSE(probeInternet());
+}
+
+TEST(InternetProbe, ANameThatCannotBeResolvedIsAnError)
+{
+    EXPECT_FALSE(probeInternet());
+}
+
+TEST(InternetProbe, OtherEventsAreServedMeanwhile)
+{
+    TlsServer server;
+    bool served = false;
+    server.callSoon([&] { served = true; });
+    EXPECT_TRUE(probeInternet());
+    EXPECT_TRUE(served);
+}
+
+/// One probe is started while another waits, so its event loop runs inside the other's.
+class NestedProbes : public testing::Test
+{
+protected:
+    /// Runs both; the inner one starts when the outer one's request is there, and the server
+    /// answers the two requests with @p toOuter and @p toInner.
+    void run(const QByteArray &toOuter, const QByteArray &toInner)
+    {
+        TlsServer server;
+        server.answer = [&] {
+            if (server.requests > 1) {
+                return toInner;
+            }
+            server.callSoon([this] { inner = probeInternet(); });
+            return toOuter;
+        };
+        outer = probeInternet();
+        EXPECT_EQ(server.requests, 2);
+    }
+
+    bool outer = false;
+    bool inner = false;
+};
+
+TEST_F(NestedProbes, BothSucceed)
+{
+    run(TlsServer::page(), TlsServer::page());
+    EXPECT_TRUE(outer);
+    EXPECT_TRUE(inner);
+}
+
+TEST_F(NestedProbes, AnAnswerInTimeStandsThoughTheInnerProbeOutlastsTheOutersLimit)
+{
+    run(TlsServer::page(), {});
+    EXPECT_TRUE(outer);
+    EXPECT_FALSE(inner);
+}
+
+TEST_F(NestedProbes, TheInnersAnswerIsNotTheOuters)
+{
+    run({}, TlsServer::page());
+    EXPECT_FALSE(outer);
+    EXPECT_TRUE(inner);
+}
+
+} // namespace

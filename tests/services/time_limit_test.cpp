@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+//
+// The limits of half a minute, once each and all at the same time, each in a thread of its own.
+#include "services/service_control.h"
+#include "services/service_status.h"
+#include "support/host_files.h"
+#include "support/message_log.h"
+#include "support/stand_in.h"
+#include "util/command_runner.h"
+
+#include <QDir>
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <future>
+#include <sys/wait.h>
+
+namespace {
+
+/// How many files this process has open.
+int openFiles()
+{
+    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
+}
+
+/// A program that notes its own process id in the file @p name and that of a child in another, and
+/// never ends.
+QByteArray endless(const QByteArray &name)
+{
+    return "sleep 1000 & echo $! >/run/" + name + ".child; echo $$ >/run/" + name +
+           ".self; wait; true\n";
+}
+
+int idFrom(const QByteArray &file)
+{
+    return host::readFile("/run/" + QString::fromLatin1(file)).trimmed().toInt();
+}
+
+/// Expects that the program @p name has gone without a trace and its child with it.
+void expectGone(const QByteArray &name)
+{
+    const int self = idFrom(name + ".self");
+    ASSERT_GT(self, 1);
+    EXPECT_EQ(kill(self, 0), -1) << name.constData() << " was not reaped";
+
+    // The child has lost its parent, so it is this process's now. It would outlive the test.
+    const int child = idFrom(name + ".child");
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << name.constData();
+}
+
+TEST(TimeLimits, AreKeptAndLeaveNothingBehind)
+{
+    const MessageLog log;
+    host::writeStandIn("/usr/bin/systemctl", "case $1 in\n"
+                                             "is-active) sleep 32; echo active;;\n"
+                                             "start) " +
+                                                 endless("start") +
+                                                 ";;\n"
+                                                 "restart) " +
+                                                 endless("restart") +
+                                                 ";;\n"
+                                                 "esac\n");
+    halvex::commandTable = {{1, QString::fromLatin1(endless("command")).trimmed()}};
+    const QString command = halvex::commandTable[1];
+    const int openBefore = openFiles();
+
+    QString output = "untouched";
+    QString errorText = "untouched";
+    auto commandSucceeds =
+        std::async(std::launch::async, [&] { return halvex::runCommand(1, output, errorText); });
+    auto status =
+        std::async(std::launch::async, [] { return halvex::getServiceStatus("halvex-ebpf", 0); });
+    auto start = std::async(std::launch::async, [] {
+        return halvex::setServiceStatus("halvex-ebpf", 1, 0, "/etc/engine.yaml");
+    });
+    auto restart =
+        std::async(std::launch::async, [] { return halvex::restartService("halvex-ebpf"); });
+
+    EXPECT_FALSE(commandSucceeds.get());
+    EXPECT_EQ(output, "untouched");
+    EXPECT_EQ(errorText, "Command execution timed out:" + command);
+    EXPECT_EQ(start.get(), -1);
+    EXPECT_EQ(restart.get(), -1);
+    EXPECT_EQ(status.get(), 1) << "a status query has no limit";
+
+    expectGone("command");
+    expectGone("start");
+    expectGone("restart");
+    EXPECT_EQ(openFiles(), openBefore);
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+} // namespace
