@@ -22,7 +22,7 @@ build_packages=(
 # What the throwaway hosts and the tests in them use.
 host_packages=(
     libgtest-dev libgmock-dev dbus mount util-linux procps bindfs fuse3 busybox
-    systemd-container iproute2 openssl
+    systemd-container iproute2 openssl passwd python3-minimal
 )
 # What looks at the source.
 check_packages=(
