@@ -80,12 +80,13 @@ TEST(ThrowawayHost, TheNetworkIsALoopbackInterfaceThatIsDown)
 
 TEST(ThrowawayHost, TheEnvironmentIsAFixedOne)
 {
-    const auto result =
-        host::run({THROWAWAY_HOST, "--", "env"},
-                  {"PATH=/usr/bin:/bin", "LD_PRELOAD=", "SECRET=1", "CI=true", "TERM=vt100"});
+    const auto result = host::run({THROWAWAY_HOST, "--", "env"},
+                                  {"PATH=/usr/bin:/bin", "LD_PRELOAD=", "SECRET=1", "CI=true",
+                                   "TERM=vt100", "HALVEX_TEST_SEED=1", "HALVEX_TEST_CASES=2"});
     QList<QByteArray> entries = result.output.trimmed().split('\n');
     std::sort(entries.begin(), entries.end());
-    EXPECT_EQ(entries, (QList<QByteArray>{"CI=true", "HOME=/root", "LANG=C.UTF-8",
+    EXPECT_EQ(entries, (QList<QByteArray>{"CI=true", "HALVEX_TEST_CASES=2", "HALVEX_TEST_SEED=1",
+                                          "HOME=/root", "LANG=C.UTF-8",
                                           "PATH=/usr/sbin:/usr/bin:/sbin:/bin", "TERM=vt100"}));
 }
 

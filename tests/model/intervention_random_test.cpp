@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: MIT
+//
+// Tens of thousands of random calls about intervention settings, each compared with the model.
+// Every run makes the same ones, unless it is told otherwise:
+//   HALVEX_TEST_SEED=7 HALVEX_TEST_CASES=1000000 build/release/tests/model-tests
+#include "config/intervention_settings.h"
+#include "model/intervention_cases.h"
+#include "model/intervention_model.h"
+#include "support/host_files.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTextCodec>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstdint>
+#include <iostream>
+#include <map>
+#include <string>
+#include <sys/mount.h>
+#include <unistd.h>
+
+namespace {
+
+const QString configPath = "/tmp/intervention.conf";
+const QString blockTimePath = "/tmp/.block_time";
+
+std::uint64_t fromEnvironment(const char *name, std::uint64_t otherwise)
+{
+    if (!qEnvironmentVariableIsSet(name)) {
+        return otherwise;
+    }
+    bool isNumber = false;
+    const std::uint64_t number = qEnvironmentVariable(name).toULongLong(&isNumber);
+    EXPECT_TRUE(isNumber) << name << " is no number";
+    return number;
+}
+
+// --- a call that should return and does not ---
+
+const char *currentCase = nullptr;
+std::size_t currentCaseSize = 0;
+
+extern "C" void reportEndlessCall(int /*signal*/)
+{
+    const char text[] = "This call does not return:\n";
+    static_cast<void>(write(STDERR_FILENO, text, sizeof text - 1));
+    static_cast<void>(write(STDERR_FILENO, currentCase, currentCaseSize));
+    _exit(1);
+}
+
+/// Ends the test with @p description if the watch is not over within seconds.
+class EndlessCallWatch
+{
+public:
+    explicit EndlessCallWatch(const std::string &description)
+    {
+        currentCase = description.data();
+        currentCaseSize = description.size();
+        alarm(30);
+    }
+    ~EndlessCallWatch() { alarm(0); }
+    EndlessCallWatch(const EndlessCallWatch &) = delete;
+    EndlessCallWatch &operator=(const EndlessCallWatch &) = delete;
+};
+
+// --- the real thing ---
+
+/// What a call left.
+struct Result
+{
+    int status;
+    QString fieldValue;
+    model::SettingsFiles files;
+};
+
+bool operator==(const Result &left, const Result &right)
+{
+    return left.status == right.status && left.fieldValue == right.fieldValue &&
+           left.files == right.files;
+}
+
+std::string described(const Result &result)
+{
+    return "\n    status        " + std::to_string(result.status) + "\n    value         " +
+           escaped(result.fieldValue.toUtf8()) + "\n    intervention  " +
+           escaped(result.files.intervention) + "\n    block time    " +
+           escaped(result.files.blockTime) + '\n';
+}
+
+void putFile(const QString &path, const std::optional<QByteArray> &content, bool writable)
+{
+    QFile::remove(path);
+    if (content) {
+        host::writeFile(path, *content);
+        if (!writable) {
+            host::makeUnwritable(path);
+        }
+    }
+}
+
+std::optional<QByteArray> takeFile(const QString &path, bool writable)
+{
+    if (!QFile::exists(path)) {
+        return std::nullopt;
+    }
+    QByteArray content = host::readFile(path);
+    if (!writable) {
+        EXPECT_EQ(umount(QFile::encodeName(path).constData()), 0);
+    }
+    return content;
+}
+
+Result resultOf(const InterventionCase &drawn)
+{
+    putFile(configPath, drawn.files.intervention, drawn.files.writable);
+    putFile(blockTimePath, drawn.files.blockTime, drawn.files.writable);
+    QString value = drawn.fieldValue;
+    const int status =
+        drawn.sets ? halvex::setInterventionConfig(configPath, blockTimePath, drawn.actionName,
+                                                   drawn.fieldName, value)
+                   : halvex::getInterventionConfig(configPath, blockTimePath, drawn.actionName,
+                                                   drawn.fieldName, value);
+    const bool writable = drawn.files.writable;
+    return {status,
+            value,
+            {takeFile(configPath, writable), takeFile(blockTimePath, writable), writable}};
+}
+
+model::Prediction predictionOf(const InterventionCase &drawn)
+{
+    return drawn.sets
+               ? model::setInterventionConfig(drawn.files, drawn.actionName, drawn.fieldName,
+                                              drawn.fieldValue)
+               : model::getInterventionConfig(drawn.files, drawn.actionName, drawn.fieldName);
+}
+
+int openFiles()
+{
+    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
+}
+
+// --- whether the cases are worth anything ---
+
+/// Ways of a call through the model, each of which must have been tried often.
+const char *const everyTurn[] = {
+    "empty name",
+    "get: no file",
+    "get: no header",
+    "get: no such field in the section",
+    "get: value",
+    "get: empty value",
+    "get: by a longer name",
+    "get: earlier equals sign",
+    "get: in another action's header line",
+    "get: header in a comment",
+    "get: field in a comment passed",
+    "get: field outside the section passed",
+    "get: blanks cut off",
+    "set: no file",
+    "set: no header",
+    "set: not writable",
+    "set: done",
+    "set: name longer in bytes than in UTF-16 units",
+    "set: counting the name in bytes would find another place",
+    "set: behind a comment that begins with the field",
+    "set: in a later section",
+    "set: next line replaced",
+    "set: carriage return lost",
+    "set: never returns, no field",
+    "set: never returns, no line feed",
+    "quoting: nothing",
+    "quoting: empty word",
+    "quoting: trailing blank",
+    "read time: no file",
+    "read time: no line",
+    "read time: empty",
+    "read time: no digits",
+    "read time: out of range",
+    "read time: zero",
+    "read time: count",
+    "write time: no file",
+    "write time: not writable",
+    "write time: no line",
+    "write time: several lines",
+    "write time: emptied",
+    "write time: filled",
+    "write time: count replaced",
+    "write time: rest of the line dropped",
+    "write time: half of a character cut off",
+    "write time: left alone",
+};
+
+TEST(InterventionSettings, RandomCallsDoWhatTheModelSays)
+{
+    // The block-time file is in the locale's codec, and the model knows but one.
+    ASSERT_EQ(QTextCodec::codecForLocale()->name(), "UTF-8");
+    ASSERT_NE(std::signal(SIGALRM, reportEndlessCall), SIG_ERR);
+    const std::uint64_t seed = fromEnvironment("HALVEX_TEST_SEED", 20160423);
+    const std::uint64_t cases = fromEnvironment("HALVEX_TEST_CASES", 40000);
+    const int openFilesBefore = openFiles();
+
+    Random random(seed);
+    std::map<std::string, std::uint64_t> turns;
+    int mismatches = 0;
+    for (std::uint64_t number = 0; number < cases && mismatches < 10; ++number) {
+        const InterventionCase drawn = randomInterventionCase(random);
+        const model::Prediction prediction = predictionOf(drawn);
+        for (const std::string &turn : prediction.turns) {
+            ++turns[turn];
+        }
+        if (!prediction.returns) {
+            continue;
+        }
+        const std::string description = "seed " + std::to_string(seed) + ", case " +
+                                        std::to_string(number) + ": " + described(drawn);
+        const EndlessCallWatch watch(description);
+        const Result expected{prediction.status, prediction.fieldValue.value_or(drawn.fieldValue),
+                              prediction.files};
+        const Result result = resultOf(drawn);
+        if (!(result == expected)) {
+            ++mismatches;
+            ADD_FAILURE() << description << "  expected" << described(expected) << "  but got"
+                          << described(result);
+        }
+    }
+
+    EXPECT_EQ(openFiles(), openFilesBefore);
+    if (mismatches == 0 && cases >= 10000) {
+        for (const char *const turn : everyTurn) {
+            EXPECT_GE(turns[turn], cases / 1000) << turn;
+        }
+    }
+    for (const auto &[turn, count] : turns) {
+        std::cout << count << " × " << turn << '\n';
+    }
+}
+
+} // namespace

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <random>
+
+/// Random draws that are the same for the same seed wherever they are made. The distributions of
+/// the standard library are not.
+class Random
+{
+public:
+    explicit Random(std::uint64_t seed) : engine(seed) {}
+
+    /// One of 0 to @p count - 1.
+    [[nodiscard]] int below(int count)
+    {
+        return static_cast<int>(engine() % static_cast<std::uint64_t>(count));
+    }
+
+    /// True in @p percent of a hundred draws.
+    [[nodiscard]] bool inPercent(int percent) { return below(100) < percent; }
+
+    template <typename List>
+    [[nodiscard]] const typename List::value_type &oneOf(const List &list)
+    {
+        return *(std::begin(list) + below(static_cast<int>(std::size(list))));
+    }
+
+    /// A number from 0 on, each drawn as often as its weight says.
+    [[nodiscard]] int weighted(std::initializer_list<int> weights)
+    {
+        int total = 0;
+        for (const int weight : weights) {
+            total += weight;
+        }
+        int rest = below(total);
+        int number = 0;
+        for (const int weight : weights) {
+            if (rest < weight) {
+                break;
+            }
+            rest -= weight;
+            ++number;
+        }
+        return number;
+    }
+
+private:
+    std::mt19937_64 engine;
+};
