@@ -44,7 +44,8 @@ int getInterventionConfig(const QString &configPath, const QString &blockTimePat
     if (!content) {
         return -1;
     }
-    fieldValue = QString::fromUtf8(fieldValueIn(*content, actionName, fieldName));
+    const QByteArray value = fieldValueIn(*content, actionName, fieldName);
+    fieldValue = QString::fromUtf8(value.constData(), value.size()); // all of it, NUL or not
     return 0;
 }
 

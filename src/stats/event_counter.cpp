@@ -37,7 +37,8 @@ int getEventTotalCount(const QString &statePath, QString &count)
     for (QByteArray line = state.readLine(); !total && !line.isEmpty(); line = state.readLine()) {
         total = eventTotalInLine(line);
     }
-    count = QString::fromUtf8(total.value_or(QByteArray()));
+    const QByteArray text = total.value_or(QByteArray());
+    count = QString::fromUtf8(text.constData(), text.size()); // all of it, NUL or not
     return 0;
 }
 

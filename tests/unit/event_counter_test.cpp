@@ -56,6 +56,8 @@ TEST(EventCounter, OnlyTheFirstCompleteLineCounts)
 TEST(EventCounter, TheTextBetweenTheQuotesIsUnchanged)
 {
     EXPECT_EQ(totalIn("events_processed=' many, 3.5e\t'\n"), " many, 3.5e\t");
+    EXPECT_EQ(totalIn(QByteArray("events_processed='1\0002'\n", 22)),
+              QString("1") + QChar(0) + "2");
     EXPECT_EQ(totalIn("events_processed='zw\xc3\xb6lf \xf0\x9f\x98\x80'\n"), "zwölf 😀");
 }
 
