@@ -62,10 +62,12 @@ TEST(BootedHost, ACommandThatDoesNotExistHasTheShellsStatus)
 TEST(BootedHost, NothingOfTheHostStays)
 {
     const QByteArray mounts = host::readFile("/proc/self/mountinfo");
-    EXPECT_EQ(outputOnHost("echo x >/etc/planted; mkdir /opt/new; mount -t tmpfs x /srv; "
-                           "systemd-run --quiet sleep 98765; pgrep -x sleep >/dev/null; "
-                           "echo $?"),
-              "0\n");
+    EXPECT_EQ(
+        outputOnHost(
+            "echo x >/etc/planted; mkdir /opt/new; mount -t tmpfs x /srv; "
+            "systemd-run --quiet --property=Type=exec sleep 98765; pgrep -x sleep >/dev/null; "
+            "echo $?"),
+        "0\n");
     EXPECT_FALSE(QFile::exists("/etc/planted"));
     EXPECT_FALSE(QFile::exists("/opt/new"));
     EXPECT_EQ(host::readFile("/proc/self/mountinfo"), mounts);
