@@ -83,8 +83,7 @@ TEST_F(LeavingCaller, ThatHasLeftTheBusHasNoProcessId)
     startDaemon();
     QProcess held;
     holdTheGate(held);
-    const auto result =
-        host::run(leaver({"disconnect", "1", "0", "restartService", "halvex-ebpf"}));
+    const auto result = host::run(leaver({"leave", "restartService", "halvex-ebpf"}));
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
     releaseTheGate();
     ASSERT_TRUE(held.waitForFinished());

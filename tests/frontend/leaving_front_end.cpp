@@ -6,6 +6,8 @@
 //   leaving-front-end disconnect COUNT MICROSECONDS METHOD [TEXT|NUMBER|LIST]...
 //       COUNT times: connect, call, and leave the bus after a moment that grows from nothing to
 //       MICROSECONDS; the process itself goes on.
+//   leaving-front-end leave METHOD [...]
+//       call, and leave the bus as soon as it has the call.
 //   leaving-front-end die METHOD [...]
 //       call, and end at once; a child keeps the connection open until it is killed.
 #include "dbus/bus_names.h"
@@ -51,12 +53,23 @@ void callAndDisconnect(const QDBusMessage &message, unsigned microseconds)
     QDBusConnection::disconnectFromBus(name);
 }
 
+/// Sends @p message and returns once the bus has it: it answers in order.
+void sendForSure(const QDBusConnection &connection, const QDBusMessage &message)
+{
+    connection.send(message);
+    static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
+}
+
+void callAndLeave(const QDBusMessage &message)
+{
+    sendForSure(QDBusConnection::connectToBus(QDBusConnection::SystemBus, "leaving"), message);
+    QDBusConnection::disconnectFromBus("leaving");
+}
+
 void callAndDie(const QDBusMessage &message)
 {
     const auto connection = QDBusConnection::systemBus();
-    connection.send(message);
-    // Anything answered after the call tells that the bus has it.
-    static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
+    sendForSure(connection, message);
     if (fork() == 0) {
         for (;;) {
             pause();
@@ -79,6 +92,10 @@ int main(int argc, char **argv)
         for (int i = 0; i < count; ++i) {
             callAndDisconnect(message, static_cast<unsigned>(longest * i / count));
         }
+        return 0;
+    }
+    if (arguments.value(1) == "leave") {
+        callAndLeave(request(arguments.mid(2)));
         return 0;
     }
     callAndDie(request(arguments.mid(2)));
