@@ -18,10 +18,11 @@ need_root() {
 # What the daemon is built with, and what it runs with.
 build_packages=(
     g++ cmake ninja-build qtbase5-dev libpugixml-dev libyaml-cpp-dev
+    dbus procps libssl3 ca-certificates
 )
 # What the throwaway hosts and the tests in them use.
 host_packages=(
-    libgtest-dev libgmock-dev dbus mount util-linux procps bindfs fuse3 busybox
+    libgtest-dev libgmock-dev mount util-linux bindfs fuse3 busybox
     systemd-container iproute2 openssl passwd python3-minimal
 )
 # What looks at the source.
