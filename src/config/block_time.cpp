@@ -5,23 +5,14 @@
 #include "config/settings_file.h"
 
 #include <QFile>
-#include <QStringList>
+#include <QString>
 #include <QTextStream>
 
 namespace halvex {
-namespace {
-
-bool openForReading(QFile &file)
-{
-    return file.open(QIODevice::ReadOnly | QIODevice::Text) && file.size() <= largestSettingsFile;
-}
-
-} // namespace
-
 int readBlockTimeout(const QString &path, int &timeout)
 {
     QFile file(path);
-    if (!openForReading(file)) {
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         return -1;
     }
     int found = 0;
@@ -42,13 +33,18 @@ int readBlockTimeout(const QString &path, int &timeout)
 int writeBlockTimeout(const QString &path, const QString &value)
 {
     QFile file(path);
-    if (!openForReading(file)) {
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text) || file.size() > largestSettingsFile) {
         return -1;
     }
-    QStringList lines;
+    QString content;
     QTextStream input(&file);
     for (QString line; input.readLineInto(&line);) {
-        lines << (isTimeoutLine(line) ? rewriteTimeoutLine(line, value) : line);
+        content += isTimeoutLine(line) ? rewriteTimeoutLine(line, value) : line;
+        content += '\n';
+    }
+    // What was read before an error must not be taken for the whole, and written back.
+    if (file.error() != QFileDevice::NoError) {
+        return -1;
     }
     file.close();
 
@@ -56,9 +52,7 @@ int writeBlockTimeout(const QString &path, const QString &value)
         return -1;
     }
     QTextStream output(&file);
-    for (const QString &line : qAsConst(lines)) {
-        output << line << '\n';
-    }
+    output << content;
     return 0;
 }
 

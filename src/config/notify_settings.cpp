@@ -33,9 +33,6 @@ int getNotifyConfig(const QString &path, QString &notifyDisabled, QString &notif
 int setNotifyConfig(const QString &path, const QString &notifyDisabled,
                     const QString &notifyTimeout, const QString &notifyFold)
 {
-    if (notifyDisabled.isEmpty() || notifyTimeout.isEmpty() || notifyFold.isEmpty()) {
-        return -1;
-    }
     const std::optional<QByteArray> xml = readSettingsFile(path);
     if (!xml) {
         return -1;

@@ -3,6 +3,7 @@
 
 #include <pugixml.hpp>
 
+#include <algorithm>
 #include <cstddef>
 
 namespace halvex {
@@ -54,7 +55,8 @@ std::optional<QByteArray> withNotifyValues(const QByteArray &xml, const NotifyVa
 {
     pugi::xml_document document;
     pugi::xml_node notify = loadNotify(document, xml);
-    if (!notify) {
+    if (!notify || std::any_of(values.begin(), values.end(),
+                               [](const QByteArray &value) { return value.isEmpty(); })) {
         return std::nullopt;
     }
     for (std::size_t i = 0; i < values.size(); ++i) {

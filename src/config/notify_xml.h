@@ -25,12 +25,12 @@ using NotifyValues = std::array<QByteArray, 3>;
 ///         nothing when the document is malformed or has no notify element
 [[nodiscard]] std::optional<NotifyValues> notifyValuesIn(const QByteArray &xml);
 
-/// The document @p xml with the three settings set to @p values, none of which is empty.
+/// The document @p xml with the three settings set to @p values.
 ///
 /// A missing element is made, as the last of its siblings. What comes back is the parsed tree
 /// alone, each element on a line of its own: comments, declarations and layout are gone.
 ///
-/// @return nothing when the document is malformed or has no notify element
+/// @return nothing when the document is malformed, has no notify element, or a value is empty
 [[nodiscard]] std::optional<QByteArray> withNotifyValues(const QByteArray &xml,
                                                          const NotifyValues &values);
 

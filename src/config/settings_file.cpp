@@ -11,7 +11,12 @@ std::optional<QByteArray> readSettingsFile(const QString &path)
     if (!file.open(QIODevice::ReadOnly) || file.size() > largestSettingsFile) {
         return std::nullopt;
     }
-    return file.readAll();
+    const QByteArray content = file.readAll();
+    // What was read before an error must not be taken for the whole, and written back.
+    if (file.error() != QFileDevice::NoError) {
+        return std::nullopt;
+    }
+    return content;
 }
 
 } // namespace halvex

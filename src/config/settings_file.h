@@ -16,7 +16,7 @@ constexpr qint64 largestSettingsFile = qint64(256) << 20;
 
 /// Reads all bytes of the file at @p path.
 ///
-/// @return nothing when the file cannot be opened or is larger than largestSettingsFile
+/// @return nothing when the file cannot be opened or read, or is larger than largestSettingsFile
 [[nodiscard]] std::optional<QByteArray> readSettingsFile(const QString &path);
 
 } // namespace halvex

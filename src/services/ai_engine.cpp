@@ -8,6 +8,7 @@
 
 #include <QChar>
 #include <QFile>
+#include <QStandardPaths>
 
 #include <optional>
 
@@ -80,6 +81,10 @@ int switchEngine(unsigned status, const QString &aiConfigPath)
         }
         if (needsInternet(aiConfigPath) && !probeInternet()) {
             return -3;
+        }
+        // The shell ends with 0 before its job finds out that there is nothing to run.
+        if (QStandardPaths::findExecutable("pellmar").isEmpty()) {
+            return -1;
         }
         return switchBy(runEngine);
     default:

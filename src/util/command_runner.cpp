@@ -40,6 +40,12 @@ QProcessEnvironment cleanEnvironment()
     return environment;
 }
 
+/// All of @p bytes, NUL or not; null if they are.
+QString textOf(const QByteArray &bytes)
+{
+    return bytes.isNull() ? QString() : QString::fromUtf8(bytes.constData(), bytes.size());
+}
+
 } // namespace
 
 bool runCommand(int commandNumber, QString &output, QString &errorText)
@@ -72,8 +78,8 @@ bool runCommand(int commandNumber, QString &output, QString &errorText)
         return false;
     }
 
-    output = QString::fromUtf8(shell.readAllStandardOutput());
-    errorText = QString::fromUtf8(shell.readAllStandardError());
+    output = textOf(shell.readAllStandardOutput());
+    errorText = textOf(shell.readAllStandardError());
     if (shell.exitCode() != 0) {
         qDebug() << QString("Command failed (exit code %1): %2\nError: %3")
                         .arg(QString::number(shell.exitCode()), command, errorText);

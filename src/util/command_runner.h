@@ -3,7 +3,7 @@
 // Runs the daemon's fixed shell commands, each known by a number, with a clean environment and time
 // limits. The only texts that reach the shell here are those of `commandTable`; nothing that a
 // caller sent ever gets into it. A call blocks for at most 30 s until the shell runs and 30 s more
-// until it ends.
+// until it ends, and half a second longer for a command that leaves a job in the background.
 #pragma once
 
 #include <QString>
@@ -20,7 +20,8 @@ extern std::map<int, QString> commandTable;
 /// in the daemon's environment without the variables that change how a shell or the loader works.
 ///
 /// A command that ends in "&" does not wait for its job, which lives on: half a second after its
-/// start, what it has printed by then is the output. A shell that outlives the limit is killed with
+/// start, what it has printed by then is the output; later words are lost. Its programs ignore
+/// SIGPIPE, so that they do not die of those. A shell that outlives the limit is killed with
 /// all that it started.
 ///
 /// @param output     the standard output, from UTF-8; null when there is none; untouched unless the

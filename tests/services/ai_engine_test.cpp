@@ -91,8 +91,9 @@ TEST_F(EngineSwitch, AnyOtherStatusFailsAndRunsNothing)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineSwitch, OnWithoutAnActiveInterfaceRunsNothing)
+TEST_F(EngineSwitch, OnWithoutAnActiveInterfaceRunsNothingAndAsksForNoInternet)
 {
+    setDgaDetect(R"("\x01")");
     EXPECT_EQ(switchEngine(1, settingsPath), -2);
     EXPECT_EQ(host::standInCalls(), QStringList());
     EXPECT_EQ(log.messages(), QStringList());
@@ -125,6 +126,14 @@ TEST_F(EngineSwitch, OnFailsWhenThePackageToolSaysSoThoughTheShellEndsWith0)
 {
     setLoopbackUp();
     host::writeStandIn(pellmar, "echo one; echo 'the start failed'; exit 1\n");
+    EXPECT_EQ(switchEngine(1, settingsPath), -1);
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(EngineSwitch, OnFailsWithoutAPackageToolThoughTheShellEndsWith0)
+{
+    setLoopbackUp();
+    ASSERT_TRUE(QFile::remove(pellmar));
     EXPECT_EQ(switchEngine(1, settingsPath), -1);
     EXPECT_EQ(log.messages(), QStringList());
 }

@@ -74,6 +74,13 @@ TEST_F(CommandRunner, BothOutputsAreDecodedAsUtf8)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
+TEST_F(CommandRunner, WhatStandsBehindANulIsKept)
+{
+    EXPECT_TRUE(run("printf 'a\\000failed'; printf 'b\\000c' >&2"));
+    EXPECT_EQ(output, QString("a") + QChar(0) + "failed");
+    EXPECT_EQ(errorText, QString("b") + QChar(0) + "c");
+}
+
 TEST_F(CommandRunner, ACommandThatComplainsAndEndsWith0Succeeds)
 {
     EXPECT_TRUE(run("echo careful >&2"));

@@ -274,6 +274,23 @@ TEST_F(AiSettingsModule, NestingThousandsDeepIsSurvived)
     }
 }
 
+TEST_F(AiSettingsModule, MillionsOfNodesAreRefusedBeforeTheyTakeTheMemory)
+{
+    for (const QByteArray &yaml :
+         {"a: [" + QByteArray("1,").repeated(32 << 20) + "1]\n",
+          QByteArray("a: 1\n").repeated(13 << 20), QByteArray("- 1\n").repeated(16 << 20),
+          QByteArray("&a ").repeated(21 << 20)}) {
+        EXPECT_EQ(statusOf(yaml, "a"), -1);
+        EXPECT_TRUE(isRefused(yaml, "a"));
+    }
+}
+
+TEST_F(AiSettingsModule, BracketsInACommentDoNotNest)
+{
+    EXPECT_EQ(statusOf("# " + QByteArray("[").repeated(1900000) + "\na: 1\n", "a"), 0);
+    EXPECT_EQ(value, "1");
+}
+
 TEST_F(AiSettingsModule, InvalidUtf8IsReadAsReplacements)
 {
     EXPECT_EQ(statusOf("a: x\xff\xc3 y\n", "a"), 0);

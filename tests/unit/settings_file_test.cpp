@@ -34,6 +34,12 @@ TEST(SettingsFile, AMissingFileOrAFolderIsNot)
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
 }
 
+TEST(SettingsFile, AFileThatFailsWhileItIsReadIsNot)
+{
+    ASSERT_EQ(symlink("/proc/self/mem", path), 0); // opens, and then fails at its first byte
+    EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
+}
+
 TEST(SettingsFile, AFileBeyondTheLimitIsNotReadAndNotMentioned)
 {
     const MessageLog log;
