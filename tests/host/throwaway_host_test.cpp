@@ -69,7 +69,9 @@ TEST(ThrowawayHost, TheFoldersForEverybodyAreEmpty)
     host::writeFile("/tmp/outside", "x");
     host::writeFile("/run/outside", "x");
     host::writeFile("/dev/shm/outside", "x");
-    EXPECT_EQ(outputInHost("ls -A /tmp /run /dev/shm"), "/dev/shm:\n\n/run:\n\n/tmp:\n");
+    EXPECT_EQ(outputInHost("ls -A /run /dev/shm"), "/dev/shm:\n\n/run:\n");
+    // A project that lies below /tmp is brought along.
+    EXPECT_EQ(outputInHost("ls /tmp/outside 2>/dev/null || echo none"), "none\n");
 }
 
 TEST(ThrowawayHost, TheNetworkIsALoopbackInterfaceThatIsDown)
