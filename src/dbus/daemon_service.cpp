@@ -17,6 +17,7 @@
 #include <QDBusMessage>
 #include <QDebug>
 
+#include <new>
 #include <syslog.h>
 
 namespace {
@@ -98,18 +99,22 @@ int halvexDesktopDaemonService::guarded(Access access, Work work,
                                         std::initializer_list<QString *> outTexts) const
 {
     constexpr int callerRefused = -999;
-    if (!checkCaller(access == Access::Change)) {
-        syslog(LOG_INFO, "The caller has no permission");
-        return callerRefused;
-    }
-    const int status = work();
-    if (!fitIntoReply(outTexts)) {
-        for (QString *text : outTexts) {
-            text->clear();
+    try {
+        if (!checkCaller(access == Access::Change)) {
+            syslog(LOG_INFO, "The caller has no permission");
+            return callerRefused;
         }
-        return -1;
+        const int status = work();
+        if (fitIntoReply(outTexts)) {
+            return status;
+        }
+    } catch (const std::bad_alloc &) {
+        // A file or a caller asks for more than there is. That is the end of this call alone.
     }
-    return status;
+    for (QString *text : outTexts) {
+        text->clear();
+    }
+    return -1;
 }
 
 int halvexDesktopDaemonService::getServiceStatus(const QString &serviceName, int type)

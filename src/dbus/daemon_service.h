@@ -82,8 +82,10 @@ private:
     /// Runs @p work if the gate lets the caller through, and returns its status. The one place that
     /// knows what a refusal looks like.
     ///
-    /// @param outTexts  the texts that @p work fills. If they are too long for a reply, they are
-    ///                  emptied and the status is -1.
+    /// Where memory runs out on the way, or the texts are too long for a reply, the status is -1
+    /// and the texts are empty.
+    ///
+    /// @param outTexts  the texts that @p work fills
     template <typename Work>
     int guarded(Access access, Work work, std::initializer_list<QString *> outTexts = {}) const;
 

@@ -3,28 +3,39 @@
 
 #include <QDebug>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
 #include <string_view>
 #include <sys/stat.h>
-#include <vector>
 
 namespace fs = std::filesystem;
 
 namespace halvex {
 namespace {
 
-/// Large enough that the number of calls does not show beside the copying itself.
-constexpr std::size_t blockSize = 512UL * 1024UL;
-
-constexpr int appending = O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+/// Whoever holds the file cannot make us wait.
+constexpr int appending = O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC;
 
 /// Where the system shows the open @p file: a link to its entry, by which it can be opened again.
 fs::path linkTo(const FileDescriptor &file)
 {
     return "/proc/self/fd/" + std::to_string(file.get());
+}
+
+/// Tells whether @p entry, open by its path alone, is where something is mounted. What lies there
+/// has another name elsewhere, which no count of links shows, or is a user's own file system.
+///
+/// Asks for nothing else and takes what is known, so that no such file system can hold us up.
+bool isMountPoint(const FileDescriptor &entry)
+{
+    struct statx status = {};
+    return statx(entry.get(), "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, 0, &status) != 0 ||
+           (status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) == 0 ||
+           (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
 /// Tells whether @p entry, which was found at @p path, is a regular file without any other name.
@@ -34,7 +45,8 @@ fs::path linkTo(const FileDescriptor &file)
 bool isPlainFileNamedOnly(const fs::path &path, const FileDescriptor &entry)
 {
     struct stat status = {};
-    if (fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink != 1) {
+    if (isMountPoint(entry) || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_nlink != 1) {
         return false;
     }
     // The one link may be another name if ours was just being removed. Renaming a name to itself
@@ -55,31 +67,31 @@ FileDescriptor openEmpty(const fs::path &path)
     // The name can come and go between the steps. Whoever keeps at that gets no export.
     constexpr int attempts = 10;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        // Opens nothing yet: no pipe's other end, no device notices, and nothing can be waited for.
-        const FileDescriptor entry(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        if (entry.isOpen()) {
-            if (!isPlainFileNamedOnly(path, entry)) {
-                return {};
-            }
-            FileDescriptor file(open(linkTo(entry).c_str(), appending));
-            if (file.isOpen() && ftruncate(file.get(), 0) == 0) {
-                return file;
-            }
-            if (file.isOpen() || errno != EWOULDBLOCK) {
-                return {};
-            }
-            // Its owner holds a lease on it and could make us wait. Then they keep the file, and
-            // lose the name.
-            unlink(path.c_str());
-        } else if (errno != ENOENT) {
-            return {};
-        }
         // Where the kernel protects files in such folders, even root can use O_CREAT only where
         // nothing is.
         FileDescriptor created(open(path.c_str(), appending | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
         if (created.isOpen() || errno != EEXIST) {
             return created;
         }
+        // Opens nothing yet: no pipe's other end, no device notices, and nothing can be waited for.
+        const FileDescriptor entry(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!entry.isOpen() && errno == ENOENT) {
+            continue;
+        }
+        if (!entry.isOpen() || !isPlainFileNamedOnly(path, entry)) {
+            return {};
+        }
+        // From here on the name no longer matters: this file was nobody's but the export's.
+        FileDescriptor file(open(linkTo(entry).c_str(), appending));
+        if (file.isOpen()) {
+            return ftruncate(file.get(), 0) == 0 ? std::move(file) : FileDescriptor();
+        }
+        if (errno != EWOULDBLOCK) {
+            return {};
+        }
+        // Its owner holds a lease on it and could make us wait. They keep the file, but not the
+        // name.
+        unlink(path.c_str());
     }
     return {};
 }
@@ -90,20 +102,23 @@ bool isLog(const fs::directory_entry &entry, const fs::path &extension)
            entry.path().filename() != "alerts.log";
 }
 
+struct Log
+{
+    FileDescriptor file;
+    off_t size = 0; ///< bytes when it was opened; it may be growing
+};
+
 /// Opens a log for reading. It may have become anything since it was looked at, so opening it must
 /// not wait. The export itself, linked into the tree, would be read for as long as it grows.
-FileDescriptor openLog(const fs::path &path, const FileDescriptor &output)
+Log openLog(const fs::path &path, const struct stat &exportStatus)
 {
-    FileDescriptor log(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat source = {};
-    struct stat target = {};
-    if (!log.isOpen() || fstat(log.get(), &source) != 0 || !S_ISREG(source.st_mode) ||
-        fstat(output.get(), &target) != 0 ||
-        (source.st_dev == target.st_dev && source.st_ino == target.st_ino)) {
+    FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (!file.isOpen() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        (status.st_dev == exportStatus.st_dev && status.st_ino == exportStatus.st_ino)) {
         return {};
     }
-    posix_fadvise(log.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-    return log;
+    return {std::move(file), status.st_size};
 }
 
 bool writeAll(const FileDescriptor &output, std::string_view bytes)
@@ -119,13 +134,39 @@ bool writeAll(const FileDescriptor &output, std::string_view bytes)
     return true;
 }
 
-/// Appends all of @p log to @p output, in blocks: line by line comes to the same bytes, but for the
-/// line feed that a last line may lack. False when a write failed.
-bool appendLog(const FileDescriptor &log, const FileDescriptor &output, std::vector<char> &block)
+/// Has the kernel append all of @p log but for its last byte, which saves the way through this
+/// process. Leaves whatever the kernel does not copy by itself.
+///
+/// @return whether it has copied anything
+bool appendWithinKernel(const Log &log, const FileDescriptor &output)
 {
+    posix_fadvise(log.file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+    // The kernel does not take a file that is open for appending.
+    fcntl(output.get(), F_SETFL, appending & ~O_APPEND);
+    lseek(output.get(), 0, SEEK_END);
+    off_t remaining = log.size - 1;
+    ssize_t count = 1;
+    while (remaining > 0 && count > 0) {
+        count = copy_file_range(log.file.get(), nullptr, output.get(), nullptr,
+                                static_cast<std::size_t>(remaining), 0);
+        remaining -= std::max<ssize_t>(count, 0);
+    }
+    fcntl(output.get(), F_SETFL, appending);
+    return remaining < log.size - 1;
+}
+
+/// Appends all of @p log to @p output as one piece: line by line comes to the same bytes, but for
+/// the line feed that a last line may lack. False when a write failed.
+bool appendLog(const Log &log, const FileDescriptor &output)
+{
+    std::array<char, 128UL * 1024UL> block;
     char last = '\n';
+    if (log.size > static_cast<off_t>(block.size()) && appendWithinKernel(log, output)) {
+        // A log that is cut short meanwhile rather gains a line feed than joins the next one.
+        last = '\0';
+    }
     while (true) {
-        const ssize_t count = read(log.get(), block.data(), block.size());
+        const ssize_t count = read(log.file.get(), block.data(), block.size());
         if (count < 0 && errno == EINTR) {
             continue;
         }
@@ -166,14 +207,15 @@ void appendAlertLogs(const QByteArray &alertsDirPath, const QByteArray &extensio
                      const FileDescriptor &output)
 {
     const fs::path wanted = extension.toStdString();
-    std::vector<char> block(blockSize);
+    struct stat exportStatus = {};
+    fstat(output.get(), &exportStatus);
     try {
         for (const auto &entry : fs::recursive_directory_iterator(alertsDirPath.toStdString())) {
             if (!isLog(entry, wanted)) {
                 continue;
             }
-            const FileDescriptor log = openLog(entry.path(), output);
-            if (log.isOpen() && !appendLog(log, output, block)) {
+            const Log log = openLog(entry.path(), exportStatus);
+            if (log.file.isOpen() && !appendLog(log, output)) {
                 return;
             }
         }

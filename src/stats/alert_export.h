@@ -6,8 +6,9 @@
 //
 // The export file lies in a folder where every user can plant whatever they like under its name,
 // and the daemon is root. So the entry is looked at without being opened, and only a plain file
-// whose one and only name this is gets reused; all further steps work on the open file, never again
-// on the name.
+// whose one and only name this is gets reused; all further steps work on the open file. What is
+// there by the name alone is never opened, emptied or changed; the one thing that can happen to it
+// is that a file on which its owner holds a lease loses the name.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -29,7 +30,9 @@ namespace halvex {
 /// Creates the export file, or empties the one that exists whoever owns it, and gives it the mode
 /// 0666, whatever the umask.
 ///
-/// Never waits. What is not a regular file, or has other names too, is left exactly as it is.
+/// Never waits. What is not a regular file, has other names too or has something mounted on it is
+/// left exactly as it is. A file on which somebody holds a lease loses its name to a new one. While
+/// the name keeps changing hands, ten attempts are made.
 ///
 /// @return the file, open for appending; nothing open when it could not be prepared
 [[nodiscard]] FileDescriptor prepareExportFile(const QByteArray &exportPath);

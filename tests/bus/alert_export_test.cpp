@@ -280,6 +280,16 @@ TEST_F(AlertExport, AnEntryThatCannotBeJudgedEndsTheWalk)
                           "symbolic links [/var/log/halvex/logs/alerts/circle.log]"});
 }
 
+TEST_F(AlertExport, AnEntryIsJudgedBeforeItsNameIs)
+{
+    ASSERT_TRUE(QFile::link("circle.txt", alerts + "/circle.txt"));
+    startDaemon();
+    EXPECT_EQ(exported(), "");
+    EXPECT_EQ(messagesOfTheCall(),
+              QStringList{"Filesystem error:  filesystem error: status: Too many levels of "
+                          "symbolic links [/var/log/halvex/logs/alerts/circle.txt]"});
+}
+
 TEST_F(AlertExport, ARefusedCallerLeavesTheExportAlone)
 {
     writeLog("a.log", "a\n");

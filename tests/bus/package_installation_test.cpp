@@ -6,6 +6,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusVariant>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -183,6 +184,21 @@ TEST_F(PackageInstallation, AFirstValueThatReadsAsANumberIsTaken)
     EXPECT_EQ(call("installPackages", {"halvex-net-ai"}), (Reply{12}));
 }
 
+TEST_F(PackageInstallation, AFirstValueOfAnotherTypeIsConverted)
+{
+    startUpgradeService();
+    startDaemon();
+    replyWith({true, ""});
+    EXPECT_EQ(call("installPackages", {"halvex-net-ai"}), (Reply{1}));
+    replyWith({qlonglong{-9}, ""});
+    EXPECT_EQ(call("installPackages", {"halvex-net-ai"}), (Reply{-9}));
+    replyWith({4.6, ""});
+    EXPECT_EQ(call("installPackages", {"halvex-net-ai"}), (Reply{5}));
+    replyWith({QVariant::fromValue(QDBusVariant(3)), ""});
+    EXPECT_EQ(call("installPackages", {"halvex-net-ai"}), (Reply{0}));
+    EXPECT_EQ(messagesOfTheCall().size(), 4);
+}
+
 TEST_F(PackageInstallation, ASingleValueIsNoUsableAnswer)
 {
     startUpgradeService();
@@ -236,6 +252,17 @@ TEST_F(PackageInstallation, AServiceThatIsNotRunningIsAFailure)
     EXPECT_EQ(messagesOfTheCall(),
               QStringList{"Error occurred: \"The name com.norva.systemupgrade was not provided by "
                           "any .service files\""});
+}
+
+TEST_F(PackageInstallation, WithoutTheServiceItsTwoSignalsAreUnknownAndThatIsAll)
+{
+    startDaemon();
+    EXPECT_EQ(host::readFile("/run/daemon.err"),
+              "QObject::connect: No such signal "
+              "QDBusAbstractInterface::InstalldebStatusChanged(int,QString,QString)\n"
+              "QObject::connect: No such signal "
+              "QDBusAbstractInterface::UpdateInstallFinished(bool, QStringList, QString, QString)\n"
+              "dbus service start \n\n");
 }
 
 TEST_F(PackageInstallation, AServiceThatComesLaterIsCalledButNotHeard)
@@ -312,7 +339,12 @@ TEST_F(PackageInstallation, AServerEditionHasNoUpgradeService)
     order("emitProgress", {50, "installing", "halvex-net-ai"});
     // The daemon has served a call since; had it heard the signal, it would have relayed it.
     EXPECT_EQ(call("installPackages"), (Reply{-1}));
-    EXPECT_FALSE(listener.waitForReadyRead(0));
+    stopDaemon();
+    host::writeFile("/etc/os-release", "PRETTY_NAME=\"Norva Desktop\"\n");
+    startDaemon();
+    order("emitProgress", {60, "installing", "halvex-net-ai"});
+    EXPECT_THAT(signalsSeenBy(listener),
+                ElementsAre(SeenSignal{"installProgress", {60, "installing", "halvex-net-ai"}}));
 }
 
 TEST_F(PackageInstallation, ProgressReachesEveryListenerUnchangedAndInOrder)

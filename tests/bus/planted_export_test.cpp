@@ -73,8 +73,8 @@ protected:
 
     static void makeVictim() { host::writeFile(victimPath, "precious\n", 0640); }
 
-    /// Asks for the export where @p planted stands, and holds that neither it nor @p target was
-    /// opened, changed or replaced.
+    /// Asks for the export, and holds that neither what was planted under its name nor @p target,
+    /// to which that leads, was opened, changed or replaced.
     void expectRefusal(const char *target = exportPath)
     {
         const struct stat plantedBefore = look(exportPath);
@@ -229,6 +229,24 @@ TEST_P(PlantedExport, AHardLinkToTheCallersOwnFileIsRefusedToo)
     ASSERT_EQ(chown(victimPath, user::ordinary, user::ordinary), 0);
     ASSERT_EQ(link(victimPath, exportPath), 0);
     expectRefusal(victimPath);
+}
+
+TEST_P(PlantedExport, AFileThatIsMountedThereIsRefused)
+{
+    makeVictim();
+    host::writeFile(exportPath, "");
+    ASSERT_EQ(host::run({"mount", "--bind", victimPath, exportPath}).exitCode, 0);
+    expectRefusal(victimPath);
+    EXPECT_EQ(host::readFile(victimPath), "precious\n");
+    ASSERT_EQ(host::run({"umount", exportPath}).exitCode, 0);
+    expectExport();
+}
+
+TEST_P(PlantedExport, AFileSystemThatIsMountedThereIsRefused)
+{
+    ASSERT_EQ(mkdir(exportPath, 0700), 0);
+    ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "tmpfs", exportPath}).exitCode, 0);
+    expectRefusal();
 }
 
 TEST_P(PlantedExport, WhatWasPlantedAndIsGoneDoesNotMatterAnyMore)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "stats/alert_export.h"
+#include "support/command.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
@@ -10,9 +11,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <functional>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -81,18 +86,24 @@ TEST_F(AlertExportModule, ThePreparedFileIsEmptyAndAppendedTo)
     EXPECT_EQ(fcntl(output.get(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(AlertExportModule, AnUnreadableFolderEndsTheWalkAndWhatWasCopiedStays)
+TEST_F(AlertExportModule, AnUnreadableFolderEndsTheWalkAtOnceAndWhatWasCopiedStays)
 {
-    host::writeFile("/run/alerts/a.log", "a\n");
     ASSERT_EQ(mkdir("/run/alerts/locked", 0700), 0);
-    host::writeFile("/run/alerts/locked/b.log", "b\n");
+    for (int i = 0; i < 40; ++i) {
+        host::writeFile(QString("/run/alerts/%1.log").arg(i), QByteArray::number(i) + '\n');
+    }
+    QByteArray linesBeforeTheFolder;
+    for (const auto &entry : std::filesystem::directory_iterator(alerts)) {
+        if (entry.path().filename() == "locked") {
+            break;
+        }
+        linesBeforeTheFolder += QByteArray::fromStdString(entry.path().stem()) + '\n';
+    }
     const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
     ASSERT_EQ(seteuid(2002), 0);
     halvex::appendAlertLogs(alerts, ".log", output);
     ASSERT_EQ(seteuid(0), 0);
-    // The folder may come before the log.
-    const QByteArray content = host::readFile(exportPath);
-    EXPECT_TRUE(content == "a\n" || content.isEmpty()) << content.constData();
+    EXPECT_EQ(host::readFile(exportPath), linesBeforeTheFolder);
     ASSERT_EQ(log.messages().size(), 1);
     EXPECT_TRUE(log.messages().first().startsWith("debug: Filesystem error:  filesystem error: ") &&
                 log.messages().first().contains("Permission denied"))
@@ -123,6 +134,58 @@ TEST_F(AlertExportModule, ALogThatCannotBeOpenedIsLeftOutInSilence)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
+/// Holds a lease on a file until its end of life: whoever opens the file has to wait for us.
+class Lease
+{
+public:
+    Lease(const char *path, int type)
+        : file(open(path, (type == F_RDLCK ? O_RDONLY : O_RDWR) | O_CREAT | O_CLOEXEC, 0600))
+    {
+        // The request to let go is a signal that would end us.
+        static_cast<void>(signal(SIGIO, SIG_IGN));
+        taken = fcntl(file.get(), F_SETLEASE, type) == 0;
+    }
+
+    bool taken = false;
+
+private:
+    halvex::FileDescriptor file;
+};
+
+TEST_F(AlertExportModule, ALogOnWhichSomebodyHoldsALeaseIsLeftOutInSilence)
+{
+    host::writeFile("/run/alerts/a.log", "a\n");
+    host::writeFile("/run/alerts/b.log", "b\n");
+    const Lease lease("/run/alerts/b.log", F_WRLCK);
+    ASSERT_TRUE(lease.taken);
+    EXPECT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
+    EXPECT_EQ(host::readFile(exportPath), "a\n");
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(AlertExportModule, AFileWhoseModeCannotBeSetIsAFailure)
+{
+    host::writeFile(exportPath, "old\n", 0666);
+    ASSERT_EQ(seteuid(2002), 0);
+    const bool prepared = halvex::prepareExportFile(exportPath).isOpen();
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_FALSE(prepared);
+    EXPECT_EQ(host::readFile(exportPath), "");
+}
+
+TEST_F(AlertExportModule, AFileThatCannotBeEmptiedIsAFailure)
+{
+    host::writeFile(exportPath, "old\n", 0600);
+    {
+        const halvex::FileDescriptor file(open(exportPath, O_RDONLY | O_CLOEXEC));
+        int onlyAppending = FS_APPEND_FL;
+        ASSERT_EQ(ioctl(file.get(), FS_IOC_SETFLAGS, &onlyAppending), 0);
+    }
+    EXPECT_EQ(halvex::generateLogFile(alerts, exportPath), -1);
+    EXPECT_EQ(host::readFile(exportPath), "old\n");
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
 TEST_F(AlertExportModule, AnOutputThatTakesNothingIsSurvived)
 {
     host::writeFile("/run/alerts/a.log", "a\n");
@@ -132,17 +195,46 @@ TEST_F(AlertExportModule, AnOutputThatTakesNothingIsSurvived)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(AlertExportModule, BlockBoundariesDoNotShow)
+/// Logs of sizes around those from which the copying changes its way.
+void expectExportsOfAllSizes(const char *path)
 {
-    for (const int size : {(1 << 19) - 1, 1 << 19, (1 << 19) + 1, 1 << 20}) {
+    constexpr int block = 1 << 17;
+    for (const int size : {block - 1, block, block + 1, 2 * block, 4 * block + 1, 1 << 22}) {
         const QByteArray bytes(size, 'x');
-        host::writeFile("/run/alerts/a.log", bytes);
-        ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
-        EXPECT_TRUE(host::readFile(exportPath) == bytes + '\n') << size;
-        host::writeFile("/run/alerts/a.log", bytes + '\n');
-        ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
-        EXPECT_TRUE(host::readFile(exportPath) == bytes + '\n') << size;
+        for (const QByteArray &ending : {QByteArray(), QByteArray("\n"), QByteArray("\ny\n\n")}) {
+            host::writeFile("/run/alerts/a.log", bytes + ending);
+            host::writeFile("/run/alerts/b.log", "b\n");
+            ASSERT_EQ(halvex::generateLogFile(alerts, path), 0);
+            const QByteArray lines = bytes + (ending.isEmpty() ? "\n" : ending);
+            const QByteArray content = host::readFile(path);
+            EXPECT_TRUE(content == lines + "b\n" || content == "b\n" + lines)
+                << size << " bytes and " << ending.size();
+        }
     }
+}
+
+TEST_F(AlertExportModule, SizesDoNotShow)
+{
+    expectExportsOfAllSizes("/run/export.log");
+}
+
+TEST_F(AlertExportModule, SizesDoNotShowOnAnotherFileSystem)
+{
+    // The kernel does not copy between these two by itself.
+    ASSERT_TRUE(QDir().mkpath("/srv/other"));
+    ASSERT_EQ(host::run({"mount", "-t", "ramfs", "ramfs", "/srv/other"}).exitCode, 0);
+    expectExportsOfAllSizes("/srv/other/export.log");
+}
+
+TEST_F(AlertExportModule, ALongLogIsAppendedToWhatOthersWriteToo)
+{
+    const QByteArray bytes = QByteArray(1 << 20, 'x') + '\n';
+    host::writeFile("/run/alerts/a.log", bytes);
+    const halvex::FileDescriptor output = halvex::prepareExportFile("/run/export.log");
+    host::writeFile("/run/export.log", "somebody's\n");
+    halvex::appendAlertLogs(alerts, ".log", output);
+    EXPECT_TRUE(host::readFile("/run/export.log") == "somebody's\n" + bytes);
+    EXPECT_TRUE(fcntl(output.get(), F_GETFL) & O_APPEND);
 }
 
 /// The most memory that this process has had so far, in KiB.
@@ -212,9 +304,8 @@ protected:
         host::writeFile("/run/alerts/a.log", "alert\n");
     }
 
-    void exportWhile(std::function<void()> swap)
+    void exportWhile(std::function<void()> swap, int rounds = 100000)
     {
-        constexpr int rounds = 100000;
         const Swapper swapper(std::move(swap));
         for (int round = 0; round < rounds; ++round) {
             const int status = halvex::generateLogFile(alerts, exportPath);
@@ -241,10 +332,13 @@ protected:
 
 TEST_F(SwappedExport, AHardLinkThatIsMadeAndRemoved)
 {
-    exportWhile([] {
-        static_cast<void>(link(victimPath, exportPath));
-        unlink(exportPath);
-    });
+    // The moment in which the one link that is left is not this one comes seldom.
+    exportWhile(
+        [] {
+            static_cast<void>(link(victimPath, exportPath));
+            unlink(exportPath);
+        },
+        400000);
 }
 
 TEST_F(SwappedExport, AHardLinkThatIsReplacedByAPlainFile)
@@ -285,6 +379,28 @@ TEST_F(SwappedExport, APipeInPlaceOfAPlainFile)
         makeFile(asidePath);
         move(asidePath, exportPath);
     });
+}
+
+TEST_F(SwappedExport, ALeaseThatIsTakenAgainAndAgain)
+{
+    exportWhile([] {
+        unlink(exportPath);
+        const Lease lease(exportPath, F_WRLCK);
+    });
+}
+
+TEST_F(AlertExportModule, ALogThatIsCutShortMeanwhileStillEndsItsLastLine)
+{
+    constexpr const char *logPath = "/run/alerts/a.log";
+    host::writeFile(logPath, QByteArray(1 << 20, 'x'));
+    const Swapper swapper([] {
+        static_cast<void>(truncate(logPath, 200000));
+        static_cast<void>(truncate(logPath, 1 << 22));
+    });
+    for (int round = 0; round < 1000; ++round) {
+        ASSERT_EQ(halvex::generateLogFile(alerts, "/run/export.log"), 0);
+        ASSERT_TRUE(host::readFile("/run/export.log").endsWith('\n')) << "in round " << round;
+    }
 }
 
 TEST_F(AlertExportModule, ALogThatTurnsIntoAPipeIsNotWaitedFor)

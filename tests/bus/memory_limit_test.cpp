@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+//
+// A file that is larger than the memory that is left. The sanitizers' allocator does not throw, so
+// these cases are not part of a sanitized build.
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+
+#include <QFile>
+
+#include <sys/resource.h>
+
+namespace {
+
+constexpr const char *statePath = "/var/lib/halvex/var/run/halvex-research.state";
+constexpr const char *interventionPath = "/etc/halvex/intervention.conf";
+constexpr const char *blockTimePath = "/etc/halvex/interventions/.block_time";
+constexpr const char *notifyPath = "/etc/halvex/research/etc/ossec.conf";
+constexpr const char *aiPath = "/usr/lib/halvex_net_ai/config.yaml";
+
+class MemoryLimit : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        startDaemon();
+    }
+
+    /// Leaves the daemon only @p mebibytes more than it has.
+    void leaveMemory(rlim_t mebibytes)
+    {
+        const QByteArray pages =
+            host::readFile(QString("/proc/%1/statm").arg(daemon.processId())).split(' ').first();
+        setLimit(static_cast<rlim_t>(pages.toULongLong()) * 4096 + (mebibytes << 20U));
+    }
+
+    void setLimit(rlim_t bytes)
+    {
+        const rlimit limit = {bytes, RLIM_INFINITY};
+        ASSERT_EQ(prlimit(static_cast<pid_t>(daemon.processId()), RLIMIT_AS, &limit, nullptr), 0);
+    }
+
+    const QByteArray padding = QByteArray(64 << 20, '#');
+};
+
+TEST_F(MemoryLimit, TheEventTotalBehindAnEndlessLineIsAFailure)
+{
+    host::writeFile(statePath, padding + "\nevents_processed='7'\n");
+    leaveMemory(48);
+    EXPECT_EQ(call("getEventTotalCount"), (Reply{-1, {""}}));
+    setLimit(RLIM_INFINITY);
+    EXPECT_EQ(call("getEventTotalCount"), (Reply{0, {"7"}}));
+}
+
+TEST_F(MemoryLimit, AnInterventionFileOfThatSizeIsAFailure)
+{
+    const QByteArray content = "action \"block\" {\n  enabled = \"1\"\n}\n" + padding;
+    host::writeFile(interventionPath, content);
+    host::writeFile(blockTimePath, "");
+    leaveMemory(48);
+    EXPECT_EQ(call("getInterventionConfig", {"block", "enabled"}), (Reply{-1, {""}}));
+    EXPECT_EQ(call("setInterventionConfig", {"block", "enabled", "0"}), (Reply{-1}));
+    EXPECT_TRUE(host::readFile(interventionPath) == content);
+    setLimit(RLIM_INFINITY);
+    EXPECT_EQ(call("getInterventionConfig", {"block", "enabled"}), (Reply{0, {"1"}}));
+}
+
+TEST_F(MemoryLimit, ANotificationFileOfThatSizeIsAFailure)
+{
+    const QByteArray content =
+        "<ossec_config><alerts><notify/></alerts><!--" + padding + "--></ossec_config>\n";
+    host::writeFile(notifyPath, content);
+    leaveMemory(48);
+    EXPECT_EQ(call("getNotifyConfig"), (Reply{-1, {"", "", ""}}));
+    EXPECT_EQ(call("setNotifyConfig", {"1", "2", "3"}), (Reply{-1}));
+    EXPECT_TRUE(host::readFile(notifyPath) == content);
+    setLimit(RLIM_INFINITY);
+    EXPECT_EQ(call("getNotifyConfig"), (Reply{0, {"", "", ""}}));
+}
+
+TEST_F(MemoryLimit, AnAiFileOfThatSizeIsAFailure)
+{
+    const QByteArray content = "a: 1\n" + padding + "\n";
+    host::writeFile(aiPath, content);
+    leaveMemory(48);
+    EXPECT_EQ(call("getAiConfig", {"0", "a"}), (Reply{-1, {""}}));
+    EXPECT_EQ(call("setAiConfig", {"0", "a", "2"}), (Reply{-1}));
+    EXPECT_TRUE(host::readFile(aiPath) == content);
+    setLimit(RLIM_INFINITY);
+    EXPECT_EQ(call("getAiConfig", {"0", "a"}), (Reply{0, {"1"}}));
+}
+
+} // namespace
