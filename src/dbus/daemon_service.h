@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The one object that carries the daemon's bus methods, its two signals and its table of paths.
-// Each slot asks the gate and hands over to the module that does the work; nothing else happens
-// here.
+// Each slot asks the gate and hands over to the module that does the work. What is its own is that
+// no call ends the daemon: one that runs out of memory, or whose answer no bus carries, fails.
 #pragma once
 
 #include "dbus/detect_type.h"

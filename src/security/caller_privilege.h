@@ -34,17 +34,15 @@ namespace halvex {
 
 /// Looks @p uid up and tells whether its user is a member of the group wheel.
 ///
-/// @return 1 for a member, 0 for none, -1 when there is no such user or group, which is then said
-/// on
-///         standard output
+/// @return 1 for a member, 0 for none, -1 when there is no such user or group, which is then
+///         said on standard output
 [[nodiscard]] int isWheelMemberByUid(qint64 uid);
 
 /// Tells whether @p userName is named in the member list of the group wheel. A primary group does
 /// not count.
 ///
-/// @return 1 for a member (and says so on standard output), 0 for none, -1 when there is no such
-/// group
-///         (which is said there too)
+/// @return 1 for a member, 0 for none, -1 when there is no such group; the first and the last are
+///         said on standard output
 [[nodiscard]] int isWheelMember(const char *userName);
 
 /// Whether the daemon itself runs as an administrator, once checkSelfPrivilege() has found so.

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // The gate's judgement of one bus caller. It rests on what the kernel and the bus daemon say about
-// the calling process, never on anything the caller sends: its initial environment, its namespaces
-// beside those of process 1, the program it runs, and its user.
+// the calling process when they are asked: its initial environment, its namespaces beside those of
+// process 1, the program it runs, and its user. Only of a program that not even root may look at,
+// as on a user's own FUSE mount, its first argument is believed.
+//
+// Its limit: a process that calls and then becomes a front end, while a child of it keeps the
+// connection, is judged by what it has become.
 //
 // Reads /proc and asks the bus daemon afresh at every call; keeps nothing. Blocks for the bus
 // daemon's answers and for the status tool. Never writes to syslog.

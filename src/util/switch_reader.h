@@ -14,9 +14,8 @@ namespace halvex {
 ///
 /// @param command  a fixed text for the shell; never one that a caller sent
 /// @param key      the switch's name, in lower case: only the output is lowered before comparing
-/// @return the answer of the first line that holds the key and a later colon; false when there is
-/// no
-///         such line or the command cannot be run. The exit status does not count.
+/// @return the answer of the first line that holds the key and a later colon; false when there
+///         is no such line or the command cannot be run. The exit status does not count.
 [[nodiscard]] bool readSwitchFromCommand(const char *command, const char *key);
 
 /// Reads the switch @p key from one line of a status tool.

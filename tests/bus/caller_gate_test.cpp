@@ -99,9 +99,9 @@ protected:
         return caller;
     }
 
-    static void copyFrontEnd(const QString &path)
+    static void copyFrontEnd(const QString &path, const QString &from = frontEndPaths.first())
     {
-        host::writeFile(path, host::readFile(frontEndPaths.first()), 0755);
+        host::writeFile(path, host::readFile(from), 0755);
     }
 };
 
@@ -218,6 +218,30 @@ TEST_F(CallerGate, ARunningProgramIsRefusedThoughItsNameNowLeadsToAFrontEnd)
     EXPECT_FALSE(wasLetIn(reply));
 }
 
+TEST_F(CallerGate, AFileOfTheSameNumberOnAnotherFileSystemIsNotTheProgramThatRuns)
+{
+    // The first file on each of two new file systems.
+    for (const char *folder : {"/srv/bin", "/etc/halvex"}) {
+        ASSERT_TRUE(QDir().mkpath(folder));
+        ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "fresh", folder}).exitCode, 0);
+    }
+    copyFrontEnd("/srv/bin/stranger", "/usr/sbin/halvex-desktop");
+    copyFrontEnd("/etc/halvex/halvex-desktop-wrapper", "/usr/sbin/halvex-desktop");
+    struct stat stranger = {};
+    struct stat frontEnd = {};
+    ASSERT_EQ(stat("/srv/bin/stranger", &stranger), 0);
+    ASSERT_EQ(stat("/etc/halvex/halvex-desktop-wrapper", &frontEnd), 0);
+    ASSERT_EQ(stranger.st_ino, frontEnd.st_ino);
+    const Reply reply = callAfter(
+        [] {
+            ASSERT_TRUE(QFile::remove("/srv/bin/stranger"));
+            ASSERT_EQ(symlink("/etc/halvex/halvex-desktop-wrapper", "/srv/bin/stranger (deleted)"),
+                      0);
+        },
+        "getEventTotalCount", {}, at("/srv/bin/stranger"));
+    EXPECT_FALSE(wasLetIn(reply));
+}
+
 /// Callers whose program lies on a user's own FUSE mount, into which not even root can look.
 class HiddenProgram : public CallerGate
 {
@@ -261,6 +285,7 @@ TEST_F(HiddenProgram, IsJudgedByItsFirstArgument)
     EXPECT_FALSE(letsRead(withFirstArgument("/usr/sbin/halvex-desktop2")));
     EXPECT_FALSE(letsRead(withFirstArgument("/srv/mount/front-end")));
     EXPECT_FALSE(letsRead(withFirstArgument("/usr/bin/env")));
+    EXPECT_FALSE(letsRead(withFirstArgument("/usr/sbin/halvex-desk\rtop")));
     EXPECT_FALSE(letsRead(withFirstArgument("")));
 }
 
@@ -283,6 +308,8 @@ TEST_F(CallerGate, EachForbiddenVariableRefusesInSilence)
         EXPECT_FALSE(letsRead(withEnvironment({QString(name) + "="}))) << name;
     }
     EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+    EXPECT_EQ(host::readFile("/run/daemon.err").count("environVars ("), 14)
+        << "before it is judged";
 }
 
 TEST_F(CallerGate, ForRootTooAVariableRefuses)
@@ -573,6 +600,80 @@ TEST_F(CallerGate, AStrangersCallRunsTheStatusToolOnceToo)
     copyFrontEnd("/usr/local/bin/stranger");
     EXPECT_FALSE(letsRead(at("/usr/local/bin/stranger")));
     EXPECT_EQ(statusToolRuns(), 1);
+}
+
+// --- what the gate asks the bus ---
+
+/// Watches what the daemon asks the bus.
+class BusQuestions : public CallerGate
+{
+protected:
+    void SetUp() override
+    {
+        CallerGate::SetUp();
+        monitor.start("dbus-monitor", {"--system", "sender=com.norva.halvex.desktop,"
+                                                   "destination=org.freedesktop.DBus"});
+        ASSERT_TRUE(waitFor([this] { return seen().contains("NameLost"); })) << "does not watch";
+    }
+
+    void TearDown() override
+    {
+        monitor.kill();
+        monitor.waitForFinished();
+        CallerGate::TearDown();
+    }
+
+    QByteArray seen()
+    {
+        monitor.waitForReadyRead(1);
+        output += monitor.readAllStandardOutput();
+        return output;
+    }
+
+    /// The daemon's questions in the call of @p method as @p caller, in their order.
+    QStringList questions(const QString &method, const QStringList &arguments, const Caller &caller)
+    {
+        static_cast<void>(seen());
+        output.clear();
+        static_cast<void>(call(method, arguments, caller));
+        // The bus shows in order: what comes before the answer to a later question is complete.
+        static_cast<void>(call("getEventTotalCount", {}, at("/usr/sbin/halvex-desktop")));
+        QStringList members;
+        EXPECT_TRUE(waitFor([&] {
+            members.clear();
+            for (const QString &line : QString::fromUtf8(seen()).split('\n')) {
+                if (line.startsWith("method call ")) {
+                    members << line.section("member=", 1);
+                }
+            }
+            return members.size() > 3 && members.mid(members.size() - 3) == ofAReadingCall;
+        }));
+        return members.mid(0, members.size() - 3);
+    }
+
+    const QStringList ofAReadingCall{"GetConnectionUnixProcessID", "GetConnectionUnixUser",
+                                     "GetConnectionUnixUser"};
+
+private:
+    QProcess monitor;
+    QByteArray output;
+};
+
+TEST_F(BusQuestions, AReadingCallAsksForTheProcessAndTwiceForTheUser)
+{
+    EXPECT_EQ(questions("getEventTotalCount", {}, ordinaryUser()), ofAReadingCall);
+}
+
+TEST_F(BusQuestions, AChangingCallThatMayPassAlsoAsksWhetherTheCallerIsStillThere)
+{
+    EXPECT_EQ(questions("restartService", {"halvex-ebpf"}, runBy(user::root)),
+              ofAReadingCall + QStringList{"NameHasOwner"});
+}
+
+TEST_F(BusQuestions, AForbiddenVariableEndsTheQuestions)
+{
+    EXPECT_EQ(questions("restartService", {"halvex-ebpf"}, withEnvironment({"ENV="})),
+              QStringList{"GetConnectionUnixProcessID"});
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/stand_in.h"
 
 namespace {
 
@@ -79,6 +80,30 @@ TEST_F(Interface, EveryMethodRefusesAStrangerWithEmptyTextsAndOneLogLine)
             << each.name;
     }
     EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "}) << "a refusal is no Qt message";
+}
+
+TEST_F(Interface, ATextThatNoBusCarriesIsAFailureOfEachMethodThatReads)
+{
+    const QByteArray text(32 << 20, 'x');
+    host::writeFile("/etc/halvex/research/etc/ossec.conf",
+                    "<ossec_config><alerts><notify><notify_fold>" + text +
+                        "</notify_fold></notify></alerts></ossec_config>\n");
+    host::writeFile("/etc/halvex/intervention.conf",
+                    "action \"block\" {\ntimeout = \"" + text + "\"\n}\n");
+    host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: " + text + "\n");
+    host::writeFile("/var/lib/halvex/var/run/halvex-research.state",
+                    "events_processed='" + text + "'\n");
+    host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print('x' * (32 << 20))\n");
+    host::writeStandIn("/usr/bin/pellmar", "echo halvex.net.ai\n");
+    int withTexts = 0;
+    for (const MethodCall &each : allMethodCalls()) {
+        if (each.outTexts > 0) {
+            ++withTexts;
+            const QStringList empty = QVector<QString>(each.outTexts, QString("")).toList();
+            EXPECT_TRUE(call(each.name, each.arguments) == (Reply{-1, empty})) << each.name;
+        }
+    }
+    EXPECT_EQ(withTexts, 5);
 }
 
 TEST_F(Interface, TheTableOfMethodsIsTheInterfaces)

@@ -3,8 +3,10 @@
 // Callers that are gone, in one way or another, when the daemon asks about them.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/stand_in.h"
 
 #include <QFile>
+#include <QMap>
 
 #include <sys/stat.h>
 
@@ -27,8 +29,8 @@ protected:
         return frontEndCommand(caller, arguments);
     }
 
-    /// How many calls have reached the gate: each gets a dump of its caller's environment or leaves
-    /// without a process id.
+    /// How many calls have reached the gate: each leaves a dump of its caller's environment, or the
+    /// message that there is no such process or environment.
     static int callsAtTheGate()
     {
         int calls = 0;
@@ -59,6 +61,15 @@ protected:
 
 TEST_F(LeavingCaller, IsNeverLetInAtAnyMoment)
 {
+    host::writeStandIn("/usr/bin/systemctl", "");
+    const QMap<QString, QByteArray> settings{
+        {"/etc/halvex/research/etc/ossec.conf", "<ossec_config><alerts/></ossec_config>\n"},
+        {"/etc/halvex/intervention.conf", "action \"block\" {\ntimeout = \"1\"\n}\n"},
+        {"/usr/lib/halvex_net_ai/config.yaml", "dga_detect: 0\n"},
+    };
+    for (const QString &path : settings.keys()) {
+        host::writeFile(path, settings[path]);
+    }
     startDaemon();
     int attempts = 0;
     for (const MethodCall &each : allMethodCalls()) {
@@ -76,6 +87,12 @@ TEST_F(LeavingCaller, IsNeverLetInAtAnyMoment)
     EXPECT_EQ(call("getEventTotalCount", {}, last).status, -1);
     EXPECT_GT(callsAtTheGate(), attempts / 2) << "too few calls got as far as the gate";
     EXPECT_EQ(systemLog.takeLines().size(), callsAtTheGate() - 1) << "each was refused";
+    EXPECT_EQ(host::standInCalls(), QStringList());
+    for (const QString &path : settings.keys()) {
+        EXPECT_EQ(host::readFile(path), settings[path]) << qPrintable(path);
+    }
+    EXPECT_FALSE(host::readFile("/run/daemon.err").contains("Error occurred:"))
+        << "the upgrade service was called";
 }
 
 TEST_F(LeavingCaller, ThatHasLeftTheBusHasNoProcessId)

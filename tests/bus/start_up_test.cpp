@@ -101,11 +101,18 @@ TEST_F(StartUp, ItTakesNoOptions)
 
 TEST_F(StartUp, NoDescriptorOfTheDaemonsReachesAChild)
 {
-    host::writeScript("/usr/sbin/getstatus", "exec ls /proc/self/fd > /run/child.fd\n");
+    const QStringList tools{"/usr/sbin/getstatus", "/usr/bin/systemctl", "/usr/bin/pellmar"};
+    for (const QString &tool : tools) {
+        host::writeScript(tool, "exec ls /proc/self/fd > /run/${0##*/}.fd\n");
+    }
     startDaemon();
-    static_cast<void>(call("getEventTotalCount"));
-    // The three standard streams, and the folder that ls itself reads.
-    EXPECT_EQ(host::readFile("/run/child.fd"), "0\n1\n2\n3\n");
+    EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{0});
+    EXPECT_EQ(call("setServiceStatus", {"halvex.net.ai", "0", "0"}), Reply{0});
+    for (const QString &tool : tools) {
+        // The three standard streams, and the folder that ls itself reads.
+        EXPECT_EQ(host::readFile("/run/" + tool.section('/', -1) + ".fd"), "0\n1\n2\n3\n")
+            << qPrintable(tool);
+    }
 }
 
 TEST_F(StartUp, WhatIsPrintedReachesAFileAtOnce)

@@ -2,6 +2,7 @@
 #include "support/command.h"
 #include "support/printing.h"
 
+#include <QDir>
 #include <QDirIterator>
 
 #include <gtest/gtest.h>
@@ -37,6 +38,14 @@ TEST(Installation, CanBeStaged)
                                   {"PATH=/usr/bin:/bin", "DESTDIR=/srv/stage"});
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
     EXPECT_EQ(filesBelow("/srv/stage").first(), "/usr/libexec/halvex-desktop-daemon");
+}
+
+TEST(Installation, NeedsNothingThatOnlyTheTestsDo)
+{
+    const auto result = host::run({CMAKE, "-S", SOURCE, "-B", "/srv/build", "-G", "Ninja",
+                                   "-DBUILD_TESTING=OFF", "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON"});
+    ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
+    EXPECT_FALSE(QDir("/srv/build/tests").exists());
 }
 
 } // namespace

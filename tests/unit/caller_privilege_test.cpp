@@ -128,6 +128,17 @@ TEST_F(CallerPrivilege, TheDaemonsOwnRootIsAnAdministratorInEitherMode)
     EXPECT_TRUE(halvex::selfIsAdmin);
 }
 
+TEST_F(CallerPrivilege, WithSeparatedRolesOnlyRootIsTheDaemonsOwnAdministrator)
+{
+    setStatusTool("echo three admin: on");
+    for (const uid_t uid : {2001U, 600U}) {
+        ASSERT_EQ(setresuid(uid, uid, 0), 0);
+        halvex::checkSelfPrivilege();
+        ASSERT_EQ(setresuid(0, 0, 0), 0);
+        EXPECT_FALSE(halvex::selfIsAdmin) << uid;
+    }
+}
+
 TEST_F(CallerPrivilege, TheDaemonsOwnPrivilegeIsNeverReset)
 {
     halvex::selfIsAdmin = true;

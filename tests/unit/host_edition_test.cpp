@@ -110,7 +110,8 @@ TEST_F(HostEdition, ALineOfMegabytesIsSurvived)
     host::writeFile(osRelease,
                     "NORVA_RELEASE_ID=" + QByteArray(8 * 1024 * 1024, ' ') + "\"2403\"\nserver");
     int id = 5;
-    static_cast<void>(halvex::readReleaseId(id));
+    EXPECT_TRUE(halvex::readReleaseId(id));
+    EXPECT_EQ(id, 2403);
     EXPECT_TRUE(halvex::detectServerEdition());
 }
 
@@ -176,7 +177,9 @@ TEST_F(HostGeneration, WithoutABuildLineItIsZero)
                                 "Build20240315\n", "Build x20240315\n"}) {
         host::writeFile(buildFile, content);
         halvex::hostGeneration = unset;
+        testing::internal::CaptureStdout();
         halvex::classifyHostGeneration();
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "release id is 0\n") << content;
         EXPECT_EQ(halvex::hostGeneration, 0) << content;
     }
 }

@@ -126,6 +126,25 @@ TEST_F(PathEnvironment, AFileIsNoDirectory)
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH校验] PATH项不是目录: \"/etc/passwd\""});
 }
 
+TEST_F(PathEnvironment, AFileThatEveryoneMayWriteToIsNoDirectoryFirst)
+{
+    host::writeFile("/srv/file", "", 0666);
+    EXPECT_TRUE(mustBeReplaced("/srv/file:/usr/bin"));
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH校验] PATH项不是目录: \"/srv/file\""});
+}
+
+TEST_F(PathEnvironment, ADirectoryWhoseNameCannotBeSpelledIsNotFound)
+{
+    // The name is no UTF-8, so that it does not survive being a text.
+    ASSERT_EQ(mkdir("/srv/\xff", 0755), 0);
+    ASSERT_EQ(symlink("/srv/\xff", "/srv/link"), 0);
+    EXPECT_TRUE(mustBeReplaced("/srv/link:/usr/bin"));
+    ASSERT_EQ(log.messages().size(), 1);
+    EXPECT_TRUE(
+        log.messages().first().startsWith("warning: [PATH校验] stat失败，目录不存在: \"/srv/"))
+        << qPrintable(log.messages().first());
+}
+
 TEST_F(PathEnvironment, AWorldWritableDirectoryIsRefused)
 {
     makeDirectory("/srv/open", 0777);
@@ -154,9 +173,17 @@ TEST_F(PathEnvironment, ASafePathWithoutACoreDirectoryIsRefused)
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH缺失系统核心目录"});
 }
 
-TEST_F(PathEnvironment, OneCoreDirectoryIsEnough)
+TEST_F(PathEnvironment, EachCoreDirectoryIsEnough)
 {
-    EXPECT_FALSE(mustBeReplaced("/usr/sbin"));
+    // On a host where none of the four is a link to another.
+    for (const char *name : {"/bin", "/sbin"}) {
+        ASSERT_EQ(unlink(name), 0);
+        makeDirectory(name, 0755);
+    }
+    for (const char *path : {"/usr/bin", "/bin", "/usr/sbin", "/sbin"}) {
+        EXPECT_FALSE(mustBeReplaced(path)) << path;
+    }
+    EXPECT_EQ(log.messages(), QStringList());
 }
 
 TEST_F(PathEnvironment, OnlyTheFirstProblemIsReported)

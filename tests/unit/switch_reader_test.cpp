@@ -71,6 +71,17 @@ TEST(SwitchReader, AColonBeforeTheKeyDoesNotCount)
     EXPECT_TRUE(isOn("mode: three admin: on\n"));
 }
 
+TEST(SwitchReader, TheFirstOfTwoKeysInALineCounts)
+{
+    EXPECT_FALSE(isOn("three admin: off three admin: on\n"));
+}
+
+TEST(SwitchReader, AColonWithinTheKeyCounts)
+{
+    EXPECT_TRUE(isOn("mode: on\n", "mode:"));
+    EXPECT_FALSE(isOn("a:b: on\n", "a:b"));
+}
+
 TEST(SwitchReader, TheValueBeginsBehindTheFirstColon)
 {
     EXPECT_FALSE(isOn("three admin: mode: on\n"));
