@@ -25,6 +25,10 @@ host_packages=(
     libgtest-dev libgmock-dev mount util-linux bindfs fuse3 busybox
     systemd-container iproute2 openssl passwd python3-minimal
 )
+# What makes the Debian package, and looks it over.
+package_packages=(
+    debhelper dpkg-dev fakeroot lintian
+)
 # What looks at the source.
 check_packages=(
     git clang-format clang-tidy shellcheck libxml2-utils

@@ -3,6 +3,7 @@
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
 #include "security/path_environment.h"
+#include "util/watchdog.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -29,6 +30,7 @@ int main(int argc, char **argv)
 
     // Destroyed in the reverse order, the bus handle first.
     const QCoreApplication application(argc, argv);
+    const auto watchdog = halvex::startWatchdog();
     const auto service = std::make_unique<halvexDesktopDaemonService>();
     const auto adapter = std::make_unique<halvexDesktopDaemonAdapter>(service.get());
     QDBusConnection bus = QDBusConnection::systemBus();

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#include "util/watchdog.h"
+
+#include "util/file_descriptor.h"
+
+#include <QByteArray>
+
+#include <algorithm>
+#include <chrono>
+#include <climits>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace halvex {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+
+QByteArray takeVariable(const char *name)
+{
+    QByteArray value = qgetenv(name);
+    qunsetenv(name);
+    return value;
+}
+
+/// Sends @p message to the service manager's socket @p name. One that gets lost does no harm: the
+/// next but one comes before the interval is over.
+void notify(QByteArray name, const QByteArray &message)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (static_cast<std::size_t>(name.size()) >= sizeof address.sun_path) {
+        return;
+    }
+    if (name.startsWith('@')) { // a name that is no path
+        name[0] = '\0';
+    }
+    std::copy(name.cbegin(), name.cend(), address.sun_path);
+    const auto length = offsetof(sockaddr_un, sun_path) + static_cast<std::size_t>(name.size());
+    const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    sendto(socket.get(), message.constData(), static_cast<std::size_t>(message.size()),
+           MSG_NOSIGNAL, reinterpret_cast<const sockaddr *>(&address),
+           static_cast<socklen_t>(length));
+}
+
+} // namespace
+
+std::unique_ptr<QTimer> startWatchdog()
+{
+    const QByteArray socketName = takeVariable("NOTIFY_SOCKET");
+    const microseconds interval(takeVariable("WATCHDOG_USEC").toLongLong());
+    const QByteArray pid = takeVariable("WATCHDOG_PID");
+    const bool isForUs = pid.isEmpty() || pid == QByteArray::number(getpid());
+    if (socketName.isEmpty() || interval.count() <= 0 || !isForUs) {
+        return nullptr;
+    }
+    auto timer = std::make_unique<QTimer>();
+    QObject::connect(timer.get(), &QTimer::timeout,
+                     [socketName] { notify(socketName, "WATCHDOG=1"); });
+    timer->start(std::clamp(std::chrono::duration_cast<milliseconds>(interval / 2), milliseconds(1),
+                            milliseconds(INT_MAX)));
+    return timer;
+}
+
+} // namespace halvex

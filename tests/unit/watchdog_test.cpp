@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include "util/file_descriptor.h"
+#include "util/watchdog.h"
+
+#include <QEventLoop>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+/// The service manager's end of the socket.
+class Watchdog : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        listenAt("/run/notify");
+        setVariables();
+    }
+
+    static void setVariables()
+    {
+        qputenv("NOTIFY_SOCKET", "/run/notify");
+        qputenv("WATCHDOG_USEC", "20000");
+        qputenv("WATCHDOG_PID", QByteArray::number(getpid()));
+    }
+
+    void listenAt(const QByteArray &name)
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::memcpy(address.sun_path, name.constData(), static_cast<std::size_t>(name.size()));
+        manager = halvex::FileDescriptor(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        ASSERT_EQ(bind(manager.get(), reinterpret_cast<sockaddr *>(&address),
+                       static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) +
+                                              static_cast<std::size_t>(name.size()))),
+                  0);
+    }
+
+    /// The next message that comes while the event loop turns.
+    QByteArray nextMessage()
+    {
+        std::array<char, 100> message{};
+        QEventLoop loop;
+        while (true) {
+            loop.processEvents();
+            const auto length = recv(manager.get(), message.data(), message.size(), MSG_DONTWAIT);
+            if (length >= 0) {
+                return {message.data(), static_cast<int>(length)};
+            }
+        }
+    }
+
+    static bool anyVariableIsLeft()
+    {
+        return qEnvironmentVariableIsSet("NOTIFY_SOCKET") ||
+               qEnvironmentVariableIsSet("WATCHDOG_USEC") ||
+               qEnvironmentVariableIsSet("WATCHDOG_PID");
+    }
+
+    halvex::FileDescriptor manager;
+};
+
+TEST_F(Watchdog, TellsAgainAndAgainAtHalfTheInterval)
+{
+    const auto watchdog = halvex::startWatchdog();
+    ASSERT_TRUE(watchdog);
+    EXPECT_EQ(watchdog->interval(), 10);
+    EXPECT_EQ(nextMessage(), "WATCHDOG=1");
+    EXPECT_EQ(nextMessage(), "WATCHDOG=1");
+    EXPECT_FALSE(anyVariableIsLeft());
+}
+
+TEST_F(Watchdog, FindsASocketWhoseNameIsNoPath)
+{
+    listenAt(QByteArray("\0manager", 8));
+    qputenv("NOTIFY_SOCKET", "@manager");
+    const auto watchdog = halvex::startWatchdog();
+    ASSERT_TRUE(watchdog);
+    EXPECT_EQ(nextMessage(), "WATCHDOG=1");
+}
+
+TEST_F(Watchdog, IsAskedForWithoutAProcessIdToo)
+{
+    qunsetenv("WATCHDOG_PID");
+    EXPECT_TRUE(halvex::startWatchdog());
+}
+
+TEST_F(Watchdog, DoesNothingUnlessItIsAskedFor)
+{
+    for (const char *missing : {"NOTIFY_SOCKET", "WATCHDOG_USEC"}) {
+        setVariables();
+        qunsetenv(missing);
+        EXPECT_FALSE(halvex::startWatchdog()) << missing;
+        EXPECT_FALSE(anyVariableIsLeft()) << missing;
+    }
+    for (const char *interval : {"", "0", "-1", "soon", "99999999999999999999"}) {
+        setVariables();
+        qputenv("WATCHDOG_USEC", interval);
+        EXPECT_FALSE(halvex::startWatchdog()) << interval;
+        EXPECT_FALSE(anyVariableIsLeft()) << interval;
+    }
+}
+
+TEST_F(Watchdog, DoesNothingWhenAnotherProcessIsAsked)
+{
+    qputenv("WATCHDOG_PID", QByteArray::number(getppid()));
+    EXPECT_FALSE(halvex::startWatchdog());
+    EXPECT_FALSE(anyVariableIsLeft());
+}
+
+TEST_F(Watchdog, AnIntervalAtEitherEndIsTakenAsFarAsItGoes)
+{
+    qputenv("WATCHDOG_USEC", "1");
+    EXPECT_EQ(halvex::startWatchdog()->interval(), 1);
+    setVariables();
+    qputenv("WATCHDOG_USEC", "9223372036854775807");
+    EXPECT_EQ(halvex::startWatchdog()->interval(), INT_MAX);
+}
+
+TEST_F(Watchdog, AManagerThatIsGoneOrHasAnEndlessNameIsSurvived)
+{
+    manager = {};
+    for (const QByteArray &name : {QByteArray("/run/notify"), QByteArray(200, 'x')}) {
+        setVariables();
+        qputenv("NOTIFY_SOCKET", name);
+        const auto watchdog = halvex::startWatchdog();
+        ASSERT_TRUE(watchdog);
+        QEventLoop loop;
+        QObject::connect(watchdog.get(), &QTimer::timeout, &loop, &QEventLoop::quit);
+        EXPECT_EQ(loop.exec(), 0);
+    }
+}
+
+} // namespace
