@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include "packaged/installed_host.h"
+
+#include "support/host_files.h"
+
+#include <QFile>
+
+constexpr const char *unit = "halvex-desktop-daemon.service";
+
+void InstalledHost::SetUp()
+{
+    SuiteHost::SetUp();
+    // A machine that is a container itself may forbid packages to start and stop anything.
+    QFile::remove("/usr/sbin/policy-rc.d");
+    installPackage();
+}
+
+QByteArray InstalledHost::mustRun(const QStringList &command)
+{
+    const auto result = host::run(command);
+    EXPECT_EQ(result.exitCode, 0) << qPrintable(command.join(' ')) << '\n'
+                                  << result.errors.constData();
+    return result.output;
+}
+
+QByteArray InstalledHost::show(const char *property)
+{
+    return mustRun({"systemctl", "show", "--value", "--property", property, unit}).trimmed();
+}
+
+void InstalledHost::addToUnit(const QByteArray &lines)
+{
+    host::writeFile(QString("/run/systemd/system/%1.d/test.conf").arg(unit), "[Service]\n" + lines);
+    mustRun({"systemctl", "daemon-reload"});
+}
+
+QString InstalledHost::journal()
+{
+    mustRun({"journalctl", "--sync"});
+    return QString::fromUtf8(mustRun(
+        {"journalctl", "--quiet", "--no-pager", "--all", "--output", "cat", "--unit", unit}));
+}

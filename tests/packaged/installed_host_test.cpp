@@ -1,0 +1,370 @@
+// SPDX-License-Identifier: MIT
+#include "packaged/installed_host.h"
+#include "support/host_files.h"
+#include "support/stand_in.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QThread>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/stat.h>
+
+namespace {
+
+constexpr const char *statePath = "/var/lib/halvex/var/run/halvex-research.state";
+constexpr const char *unit = "halvex-desktop-daemon";
+
+const Caller anna{user::wheelMember};
+const Caller otto{user::ordinary};
+
+/// What the bus says to @p caller, who wants to be the daemon.
+QString requestName(const Caller &caller)
+{
+    const QString id = QString::number(caller.uid);
+    const auto result = host::run(
+        {"setpriv", "--reuid", id, "--regid", id, "--clear-groups", "dbus-send", "--system",
+         "--print-reply=literal", "--dest=org.freedesktop.DBus", "/org/freedesktop/DBus",
+         "org.freedesktop.DBus.RequestName", "string:com.norva.halvex.desktop", "uint32:4"});
+    return QString::fromUtf8(result.output + result.errors).trimmed();
+}
+
+// --- activation and policy ---
+
+TEST_F(InstalledHost, AnOrdinaryUsersCallStartsTheDaemon)
+{
+    host::writeFile(statePath, "events_processed='1234'\n", 0600);
+    EXPECT_EQ(show("ActiveState"), "inactive");
+    EXPECT_EQ(call("getEventTotalCount", {}, otto), (Reply{0, {"1234"}}));
+    EXPECT_EQ(show("ActiveState"), "active");
+    EXPECT_EQ(QFile::symLinkTarget(QString("/proc/%1/exe").arg(daemonPid())),
+              "/usr/libexec/halvex-desktop-daemon");
+}
+
+TEST_F(InstalledHost, OnlyRootMayBeTheDaemon)
+{
+    const QString denied = "Error org.freedesktop.DBus.Error.AccessDenied: ";
+    EXPECT_TRUE(requestName(otto).startsWith(denied)) << "nobody is";
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
+    EXPECT_TRUE(requestName(otto).startsWith(denied)) << "the daemon is";
+    EXPECT_TRUE(requestName(anna).startsWith(denied));
+    EXPECT_EQ(requestName(Caller{user::root}), "uint32 3") << "the daemon is";
+    mustRun({"systemctl", "stop", unit});
+    EXPECT_EQ(requestName(Caller{user::root}), "uint32 1") << "nobody is";
+}
+
+TEST_F(InstalledHost, EachMethodPassesThePolicyAndARefusalIsTheGates)
+{
+    host::writeStandIn("/usr/bin/pellmar");
+    for (const MethodCall &each : allMethodCalls()) {
+        const Reply reply = call(each.name, each.arguments, otto);
+        EXPECT_EQ(reply.error, "") << each.name;
+        EXPECT_EQ(reply.status == -999, each.changes) << each.name;
+        EXPECT_NE(call(each.name, each.arguments, anna).status, -999) << each.name;
+    }
+    EXPECT_EQ(journal().count("The caller has no permission"), 6);
+}
+
+// --- the work under the unit ---
+
+TEST_F(InstalledHost, ServicesAreRealUnits)
+{
+    host::writeFile(
+        "/etc/systemd/system/halvex-ebpf.service",
+        "[Service]\nExecStart=/bin/sleep infinity\n[Install]\nWantedBy=multi-user.target\n");
+    mustRun({"systemctl", "daemon-reload"});
+    const auto ask = [this](int type) {
+        return call("getServiceStatus", {"halvex-ebpf", QString::number(type)}, otto);
+    };
+    const auto set = [this](int status, int type) {
+        return call("setServiceStatus",
+                    {"halvex-ebpf", QString::number(status), QString::number(type)}, anna);
+    };
+    for (const int type : {0, 1}) {
+        EXPECT_EQ(ask(type), Reply{0});
+        EXPECT_EQ(set(1, type), Reply{0});
+        EXPECT_EQ(ask(type), Reply{1});
+    }
+    EXPECT_EQ(call("restartService", {"halvex-ebpf"}, anna), Reply{0});
+    for (const int type : {0, 1}) {
+        EXPECT_EQ(set(0, type), Reply{0});
+        EXPECT_EQ(ask(type), Reply{0});
+    }
+}
+
+TEST_F(InstalledHost, EveryStoreIsWrittenOnBothEditions)
+{
+    constexpr const char *notify = "/etc/halvex/research/etc/ossec.conf";
+    constexpr const char *intervention = "/etc/halvex/intervention.conf";
+    constexpr const char *blockTime = "/etc/halvex/interventions/.block_time";
+    for (const bool isServer : {false, true}) {
+        const QString ai = isServer ? "/opt/norva-ai-dga-detect/config.yaml"
+                                    : "/usr/lib/halvex_net_ai/config.yaml";
+        host::writeFile("/etc/os-release", isServer ? "NAME=\"Norva Server\"\n" : "NAME=Norva\n");
+        host::writeFile(notify, "<ossec_config><alerts><notify/></alerts></ossec_config>\n", 0600);
+        host::writeFile(intervention, "action \"block\" {\ntimeout = \"30\"\n}\n", 0600);
+        host::writeFile(blockTime, "TIMEOUT=\"timeout 600s\"\n", 0600);
+        host::writeFile(ai, "dga_detect: 0\n", 0600);
+        mustRun({"systemctl", "stop", unit});
+
+        EXPECT_EQ(call("setNotifyConfig", {"0", "60", "1"}, anna), Reply{0});
+        EXPECT_EQ(call("setInterventionConfig", {"block", "timeout", "45"}, anna), Reply{0});
+        EXPECT_EQ(call("setInterventionConfig", {"block", "blockip_timeout", "900s"}, anna),
+                  Reply{0});
+        EXPECT_EQ(call("setAiConfig", {"0", "dga_detect", "1"}, anna), Reply{0});
+
+        EXPECT_TRUE(host::readFile(notify).contains("<notify_timeout>60</notify_timeout>"));
+        EXPECT_EQ(host::readFile(intervention), "action \"block\" {\ntimeout = \"45\"\n}\n");
+        EXPECT_EQ(host::readFile(blockTime), "TIMEOUT=\"timeout 900s\"\n");
+        EXPECT_EQ(host::readFile(ai), "dga_detect: 1");
+        for (const QString &path :
+             {QString(notify), QString(intervention), QString(blockTime), ai}) {
+            EXPECT_EQ(host::ownerAndMode(path), "0:0 0600") << qPrintable(path);
+        }
+    }
+}
+
+TEST_F(InstalledHost, TheExportLiesInTheHostsOwnTmp)
+{
+    host::writeFile("/var/log/halvex/logs/alerts/a.log", "alert\n", 0600);
+    EXPECT_EQ(call("generateLogFile", {}, otto), Reply{0});
+    EXPECT_EQ(host::readFile("/tmp/halvex_alerts.log"), "alert\n");
+    EXPECT_EQ(host::ownerAndMode("/tmp/halvex_alerts.log"), "0:0 0666");
+}
+
+// --- the engine, which lives in the daemon's control group ---
+
+class EngineOfAnInstalledHost : public InstalledHost
+{
+protected:
+    void SetUp() override
+    {
+        InstalledHost::SetUp();
+        host::writeStandIn("/usr/bin/pellmar",
+                           "[ $1 != run ] || {\n"
+                           "echo $$ >/run/engine\n"
+                           "tr '\\0' '\\n' </proc/$$/environ >/run/engine.environ\n"
+                           "exec sleep infinity\n}\n");
+        ASSERT_EQ(call("setServiceStatus", {"halvex.net.ai", "1", "0"}, anna), Reply{0});
+        ASSERT_TRUE(waitFor([] { return QFile::exists("/run/engine.environ"); }));
+        engine = host::readFile("/run/engine").toInt();
+        ASSERT_TRUE(isAlive());
+    }
+
+    [[nodiscard]] bool isAlive() const
+    {
+        return host::readFile(QString("/proc/%1/comm").arg(engine)) == "sleep\n";
+    }
+
+    int engine = 0;
+};
+
+TEST_F(EngineOfAnInstalledHost, OutlivesARestartACrashAndAStopOfTheDaemon)
+{
+    EXPECT_EQ(show("ControlGroup"), "/system.slice/halvex-desktop-daemon.service");
+    EXPECT_TRUE(host::readFile(QString("/proc/%1/cgroup").arg(engine))
+                    .contains("/halvex-desktop-daemon.service\n"));
+    const int first = daemonPid();
+    mustRun({"systemctl", "restart", unit});
+    const int second = daemonPid();
+    EXPECT_NE(first, second);
+    EXPECT_TRUE(isAlive());
+
+    ASSERT_EQ(kill(second, SIGKILL), 0);
+    EXPECT_TRUE(waitFor([&] { return daemonPid() != second && daemonPid() != 0; }))
+        << "is not back";
+    EXPECT_TRUE(isAlive());
+
+    mustRun({"systemctl", "stop", unit});
+    EXPECT_EQ(daemonPid(), 0);
+    EXPECT_TRUE(isAlive());
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1) << "a call starts it again";
+    EXPECT_TRUE(isAlive());
+}
+
+TEST_F(EngineOfAnInstalledHost, OutlivesAnUpgradeAndARemovalOfThePackage)
+{
+    installPackage();
+    EXPECT_TRUE(isAlive());
+    mustRun({"dpkg", "--purge", unit});
+    EXPECT_TRUE(isAlive());
+}
+
+TEST_F(EngineOfAnInstalledHost, SeesNothingOfTheWatchdog)
+{
+    const QByteArray environment = '\n' + host::readFile("/run/engine.environ");
+    EXPECT_TRUE(environment.contains("\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n"));
+    for (const char *name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) {
+        EXPECT_FALSE(environment.contains(QByteArray("\n") + name + '=')) << name;
+    }
+}
+
+// --- the watchdog ---
+
+TEST_F(InstalledHost, AStuckDaemonIsEndedAndIsBack)
+{
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
+    EXPECT_EQ(show("WatchdogUSec"), "5min");
+    mustRun({"systemctl", "stop", unit});
+    addToUnit("WatchdogSec=2s\n");
+    host::writeScript("/usr/sbin/getstatus", "[ -e /run/well ] || exec sleep infinity\n");
+    // Whoever it is stuck with gets the bus's answer that it is gone.
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).error, "org.freedesktop.DBus.Error.NoReply");
+    host::writeFile("/run/well", "");
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
+    EXPECT_TRUE(journal().contains("Watchdog timeout (limit 2s)!"));
+    EXPECT_TRUE(journal().contains("Main process exited, code=killed, status=9/KILL"))
+        << "without a core file";
+}
+
+TEST_F(InstalledHost, ABusyDaemonIsLeftAlone)
+{
+    addToUnit("WatchdogSec=2s\n");
+    host::writeScript("/usr/sbin/getstatus", "exec sleep 0.3\n");
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
+    const int pid = daemonPid();
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < 6000) {
+        EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
+    }
+    EXPECT_EQ(daemonPid(), pid);
+    EXPECT_EQ(show("NRestarts"), "0");
+}
+
+// --- callers from units ---
+
+TEST_F(InstalledHost, ACallerFromAUnitWithAPrivateTmpIsRefused)
+{
+    const QStringList run{"systemd-run", "--quiet", "--pipe", "--wait"};
+    const QStringList frontEnd{"/usr/sbin/halvex-desktop", "--json", "getEventTotalCount"};
+    EXPECT_EQ(parseReply(mustRun(run + frontEnd)), (Reply{-1, {""}}));
+    EXPECT_EQ(parseReply(mustRun(run + QStringList{"--property=PrivateTmp=yes"} + frontEnd)),
+              (Reply{-999, {""}}));
+    EXPECT_TRUE(journal().contains("[!] Sandbox detected: Mount namespace mismatch."));
+}
+
+// --- the journal ---
+
+TEST_F(InstalledHost, NoCallersSecretIsInTheJournal)
+{
+    const Caller withSecret{user::ordinary, "/usr/sbin/halvex-desktop", {"TOKEN=swordfish"}};
+    EXPECT_EQ(call("getEventTotalCount", {}, withSecret).status, -1);
+    EXPECT_EQ(call("restartService", {"halvex-ebpf"}, withSecret).status, -999);
+    EXPECT_TRUE(journal().contains("The caller has no permission"));
+    EXPECT_FALSE(journal().contains("swordfish"));
+}
+
+TEST_F(InstalledHost, TheDebugLevelCanBeSwitchedOnAsTheUnitSays)
+{
+    addToUnit("Environment=QT_LOGGING_RULES=default.debug=true\n");
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
+    EXPECT_TRUE(journal().contains("dbus service start"));
+    EXPECT_TRUE(journal().contains("environVars (\"PATH="));
+}
+
+// --- what is installed ---
+
+TEST_F(InstalledHost, SystemdFindsNothingWrongWithTheUnit)
+{
+    const auto result = host::run(
+        {"systemd-analyze", "verify", "/lib/systemd/system/halvex-desktop-daemon.service"});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output + result.errors, "");
+    const QByteArray exposure = mustRun({"systemd-analyze", "security", unit});
+    std::puts(exposure.mid(exposure.indexOf("Overall exposure level")).constData());
+    EXPECT_FALSE(exposure.contains("UNSAFE"));
+}
+
+TEST_F(InstalledHost, AnUpgradeRestartsTheDaemonOnlyIfItRuns)
+{
+    installPackage();
+    EXPECT_EQ(daemonPid(), 0);
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
+    const int before = daemonPid();
+    installPackage();
+    EXPECT_NE(daemonPid(), 0);
+    EXPECT_NE(daemonPid(), before);
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
+}
+
+TEST_F(InstalledHost, AtBootTheExportBecomesRootsWhateverStandsThere)
+{
+    constexpr const char *path = "/tmp/halvex_alerts.log";
+    const QStringList boot{"systemd-tmpfiles", "--create", "--remove", "--boot",
+                           "halvex-desktop-daemon.conf"};
+    host::writeFile("/srv/precious", "precious\n", 0640);
+    host::writeFile(path, "theirs\n", 0600);
+    ASSERT_EQ(chown(path, user::ordinary, user::ordinary), 0);
+    mustRun(boot);
+    EXPECT_EQ(host::ownerAndMode(path), "0:0 0666");
+    EXPECT_EQ(host::readFile(path), "");
+
+    ASSERT_TRUE(QFile::remove(path));
+    ASSERT_TRUE(QFile::link("/srv/precious", path));
+    mustRun(boot);
+    EXPECT_EQ(host::ownerAndMode(path), "0:0 0666");
+    EXPECT_EQ(host::readFile("/srv/precious"), "precious\n");
+    EXPECT_EQ(host::ownerAndMode("/srv/precious"), "0:0 0640");
+
+    ASSERT_TRUE(QFile::remove(path));
+    host::writeFile("/tmp/victim", "precious\n", 0640);
+    ASSERT_EQ(link("/tmp/victim", path), 0);
+    mustRun(boot);
+    EXPECT_EQ(host::ownerAndMode(path), "0:0 0666");
+    EXPECT_EQ(host::readFile("/tmp/victim"), "precious\n");
+    EXPECT_EQ(host::ownerAndMode("/tmp/victim"), "0:0 0640");
+}
+
+TEST_F(InstalledHost, TheExportIsNotCleanedAwayAsOld)
+{
+    host::writeFile("/run/tmpfiles.d/tmp.conf", "d /tmp 1777 root root 1ms\n");
+    host::writeFile("/tmp/halvex_alerts.log", "alert\n");
+    host::writeFile("/tmp/other", "old\n");
+    QThread::msleep(50);
+    mustRun({"systemd-tmpfiles", "--clean"});
+    EXPECT_FALSE(QFile::exists("/tmp/other"));
+    EXPECT_EQ(host::readFile("/tmp/halvex_alerts.log"), "alert\n");
+}
+
+/// Everything that lies on the host's disk, but for what dpkg keeps and logs and what is cached.
+QStringList filesOfTheHost()
+{
+    QStringList files;
+    for (const char *folder : {"/etc", "/usr", "/lib/systemd", "/var", "/opt", "/srv", "/tmp"}) {
+        QDirIterator walk(folder,
+                          QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                          QDirIterator::Subdirectories);
+        while (walk.hasNext()) {
+            const QString path = walk.next();
+            if (!path.startsWith("/var/lib/dpkg/") && !path.startsWith("/var/log/") &&
+                !path.startsWith("/var/cache/") && !path.startsWith("/tmp/systemd-private-")) {
+                files << path;
+            }
+        }
+    }
+    files.sort();
+    return files;
+}
+
+TEST_F(InstalledHost, ARemovalLeavesNothing)
+{
+    mustRun({"dpkg", "--purge", unit});
+    const QStringList before = filesOfTheHost();
+    installPackage();
+    EXPECT_NE(filesOfTheHost(), before);
+    EXPECT_EQ(call("generateLogFile", {}, otto), Reply{0});
+    EXPECT_TRUE(QFile::exists("/tmp/halvex_alerts.log"));
+
+    mustRun({"dpkg", "--purge", unit});
+    EXPECT_EQ(filesOfTheHost(), before);
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).error,
+              "org.freedesktop.DBus.Error.ServiceUnknown");
+    EXPECT_EQ(show("LoadState"), "not-found");
+    EXPECT_EQ(host::run({"pgrep", "-f", "libexec/halvex-desktop-daemon"}).output, "");
+}
+
+} // namespace

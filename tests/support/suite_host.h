@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+//
+// A disposable host as the suite has it, without the daemon: users, the status tool's stand-in and
+// the front end's, at the paths where a real host has them; and how a front end calls.
+#pragma once
+
+#include "support/command.h"
+#include "support/printing.h"
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <gmock/gmock.h>
+
+#include <climits>
+#include <functional>
+#include <ostream>
+
+/// The users of the host beside root.
+namespace user {
+constexpr unsigned root = 0;
+constexpr unsigned secAdmin = 600;        ///< the separated administrator role
+constexpr unsigned wheelMember = 2001;    ///< anna, named in the group wheel
+constexpr unsigned ordinary = 2002;       ///< otto
+constexpr unsigned wheelByPrimary = 2003; ///< pia, whose primary group is wheel
+constexpr unsigned gone = 2999;           ///< in no database
+} // namespace user
+
+/// Where the daemon accepts a front end.
+inline const QStringList frontEndPaths{
+    "/etc/halvex/halvex-desktop-wrapper", "/usr/sbin/halvex-desktop",
+    "/var/opt/appdata/halvex/bin/halvex-desktop", "/opt/appdata/halvex/bin/halvex-desktop"};
+
+/// What a caller got back.
+struct Reply
+{
+    int status = INT_MIN; ///< of the daemon; INT_MIN when the bus answered with an error instead
+    QStringList texts{};  ///< the out-values behind the status
+    QString error{};      ///< the bus error's name
+};
+
+bool operator==(const Reply &left, const Reply &right);
+void PrintTo(const Reply &reply, std::ostream *stream);
+
+/// What the front-end stand-in has printed of an answer.
+[[nodiscard]] Reply parseReply(const QByteArray &json);
+
+/// Who calls, and how it was started.
+struct Caller
+{
+    unsigned uid = user::root;
+    QString path = "/usr/sbin/halvex-desktop"; ///< the program it runs
+    QStringList environment{};                 ///< entries beside PATH
+    QStringList wrapper{};                     ///< a command that starts it, such as unshare
+};
+
+/// The thirteen methods with arguments that each of them takes, and whether they change the system.
+struct MethodCall
+{
+    const char *name;
+    QStringList arguments;
+    int outTexts;
+    bool changes;
+};
+const QList<MethodCall> &allMethodCalls();
+
+/// Waits until @p condition holds, as long as a loaded machine may need; false when it never does.
+[[nodiscard]] bool waitFor(const std::function<bool()> &condition);
+
+/// @p environment with the sanitizers' settings, which a sanitized program needs.
+[[nodiscard]] QStringList withSanitizerOptions(QStringList environment);
+
+/// Base of every test that calls the daemon as a front end.
+class SuiteHost : public testing::Test
+{
+protected:
+    void SetUp() override;
+
+    /// Calls @p method as @p caller and waits for the answer.
+    [[nodiscard]] Reply call(const QString &method, const QStringList &arguments = {},
+                             const Caller &caller = {});
+
+    /// Starts a caller that calls @p method only once @p beforeItCalls has run.
+    template <typename Action>
+    [[nodiscard]] Reply callAfter(Action beforeItCalls, const QString &method,
+                                  const QStringList &arguments, const Caller &caller)
+    {
+        QProcess process;
+        startWaiting(process, method, arguments, caller);
+        beforeItCalls();
+        return finishWaiting(process);
+    }
+
+    /// Calls @p method with @p last as its last argument, which may be too long for a command line.
+    [[nodiscard]] Reply callWithLongText(const QString &method, const QStringList &arguments,
+                                         const QString &last, const Caller &caller = {});
+
+    /// The command line that makes @p caller do what the front-end stand-in does with @p arguments.
+    [[nodiscard]] static QStringList frontEndCommand(const Caller &caller,
+                                                     const QStringList &arguments);
+
+    /// Makes the status tool print @p text from now on.
+    static void setStatusToolOutput(const QByteArray &text);
+
+    /// How often the status tool has been run.
+    [[nodiscard]] static int statusToolRuns();
+
+private:
+    static void startWaiting(QProcess &process, const QString &method, const QStringList &arguments,
+                             const Caller &caller);
+    [[nodiscard]] static Reply finishWaiting(QProcess &process);
+};
