@@ -22,7 +22,7 @@ build_packages=(
 )
 # What the throwaway hosts and the tests in them use.
 host_packages=(
-    libgtest-dev libgmock-dev mount util-linux bindfs fuse3 busybox
+    libgtest-dev libgmock-dev mount util-linux bindfs fuse3 mandoc
     systemd-container iproute2 openssl passwd python3-minimal
 )
 # What makes the Debian package, and looks it over.

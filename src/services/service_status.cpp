@@ -17,30 +17,25 @@ namespace {
 constexpr int startLimit = 30000; // ms
 constexpr int noLimit = -1;
 
-enum QueryType : unsigned { IsActive, IsEnabled, HasStatus };
-
-constexpr std::array<const char *, 3> verbs{"is-active", "is-enabled", "status"};
-
-QStringList systemctlArguments(unsigned type, const QString &serviceName)
+/// One of the questions that can be asked about a unit.
+struct Query
 {
-    QStringList arguments{verbs.at(type)};
+    const char *verb;
+    int (*answer)(const QString &firstLine);
+};
+
+/// By the type that asks them.
+constexpr std::array<Query, 3> queries{{
+    {"is-active", [](const QString &firstLine) { return firstLine == "active" ? 1 : 0; }},
+    {"is-enabled", [](const QString &firstLine) { return firstLine == "enabled" ? 1 : 0; }},
+    {"status", [](const QString &firstLine) { return firstLine.isEmpty() ? 2 : 1; }},
+}};
+
+QStringList systemctlArguments(const QString &verb, const QString &serviceName)
+{
     // A name is a name: without this, "--host=…" would make root run ssh.
-    if (serviceName.startsWith('-')) {
-        arguments << "--";
-    }
-    return arguments << serviceName;
-}
-
-int answer(unsigned type, const QString &firstLine)
-{
-    switch (type) {
-    case IsActive:
-        return firstLine == "active" ? 1 : 0;
-    case IsEnabled:
-        return firstLine == "enabled" ? 1 : 0;
-    default:
-        return firstLine.isEmpty() ? 2 : 1;
-    }
+    return serviceName.startsWith('-') ? QStringList{verb, "--", serviceName}
+                                       : QStringList{verb, serviceName};
 }
 
 } // namespace
@@ -52,18 +47,19 @@ int getServiceStatus(const QString &serviceName, unsigned type)
         queryEngineState(state);
         return state;
     }
-    if (type > HasStatus) {
+    if (type >= queries.size()) {
         qWarning() << "Invalid type value.";
         return -1;
     }
 
+    const Query &query = queries[type];
     ChildProcess systemctl;
-    systemctl.start("/usr/bin/systemctl", systemctlArguments(type, serviceName),
+    systemctl.start("/usr/bin/systemctl", systemctlArguments(query.verb, serviceName),
                     QIODevice::ReadOnly | QIODevice::Text);
     if (!systemctl.waitForStarted(startLimit) || !systemctl.waitForFinished(noLimit)) {
         return -1;
     }
-    return answer(type, QTextStream(&systemctl).readLine());
+    return query.answer(QTextStream(&systemctl).readLine());
 }
 
 } // namespace halvex

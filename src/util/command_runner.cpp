@@ -69,8 +69,8 @@ bool runCommand(int commandNumber, QString &output, QString &errorText)
         return false;
     }
     if (command.endsWith('&')) {
-        // The end of the shell says nothing of its job, and what the job prints after that is lost:
-        // leave it the moment in which it says that it failed.
+        // A background job; the texts are our own. The end of the shell says nothing of it, and
+        // what it prints after that is lost: leave it the moment in which it says that it failed.
         QThread::msleep(jobStartUp);
     }
     if (!shell.waitForFinished(timeLimit)) {

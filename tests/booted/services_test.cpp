@@ -7,6 +7,7 @@
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/stand_in.h"
+#include "support/wait_for.h"
 
 #include <QFile>
 
@@ -154,6 +155,7 @@ TEST_F(RealUnits, AUnitThatFailsIsNotActiveAndHasAStatus)
     EXPECT_EQ(setServiceStatus("halvex-research", 1, 0), -1);
     EXPECT_EQ(show("halvex-research", "ActiveState"), "failed");
     EXPECT_EQ(getServiceStatus("halvex-research", IsActive), 0);
+    EXPECT_EQ(getServiceStatus("halvex-research", IsEnabled), 0);
     EXPECT_EQ(getServiceStatus("halvex-research", HasStatus), 1);
     EXPECT_EQ(restartService("halvex-research"), -1);
 }
@@ -163,9 +165,7 @@ TEST_F(RealUnits, AUnitThatIsStillStartingIsNotActive)
     writeUnit("norva-ai-net-detect", "[Service]\nType=oneshot\nExecStart=/bin/sleep infinity\n");
     systemctl({"daemon-reload"});
     systemctl({"start", "--no-block", "norva-ai-net-detect"});
-    while (show("norva-ai-net-detect", "ActiveState") == "inactive") {
-    }
-    ASSERT_EQ(show("norva-ai-net-detect", "ActiveState"), "activating");
+    ASSERT_TRUE(waitFor([] { return show("norva-ai-net-detect", "ActiveState") == "activating"; }));
     EXPECT_EQ(getServiceStatus("norva-ai-net-detect", IsActive), 0);
     EXPECT_EQ(getServiceStatus("norva-ai-net-detect", HasStatus), 1);
 }

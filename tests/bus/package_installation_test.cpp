@@ -11,6 +11,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 namespace {
 
@@ -257,7 +258,9 @@ TEST_F(PackageInstallation, AServiceThatIsNotRunningIsAFailure)
 TEST_F(PackageInstallation, WithoutTheServiceItsTwoSignalsAreUnknownAndThatIsAll)
 {
     startDaemon();
-    EXPECT_EQ(host::readFile("/run/daemon.err"),
+    QString messages = host::readFile("/run/daemon.err");
+    messages.remove(QRegularExpression(" in \\S+upgrade_service\\.cpp:\\d+")); // of a debug build
+    EXPECT_EQ(messages,
               "QObject::connect: No such signal "
               "QDBusAbstractInterface::InstalldebStatusChanged(int,QString,QString)\n"
               "QObject::connect: No such signal "

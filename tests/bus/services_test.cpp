@@ -224,6 +224,10 @@ TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentAndThePackageToolAClean
         EXPECT_THAT(systemctl, Contains(QByteArray(removed)));
         EXPECT_THAT(pellmar, Not(Contains(QByteArray(removed))));
     }
+    // systemctl keeps the daemon's own folder, and nobody writes to its standard input.
+    EXPECT_EQ(host::readFile("/run/folder.systemctl").trimmed(),
+              QFile::symLinkTarget(QString("/proc/%1/cwd").arg(daemon.processId())));
+    EXPECT_TRUE(host::readFile("/run/input.systemctl").startsWith("pipe:"));
     EXPECT_EQ(host::readFile("/run/folder.pellmar"), "/tmp\n");
     EXPECT_EQ(host::readFile("/run/input.pellmar"), "/dev/null\n");
 }
@@ -253,6 +257,44 @@ TEST_F(EngineOnTheBus, IsSwitchedOnWithAnInterfaceUp)
     EXPECT_EQ(host::awaitStandInCalls(1), QStringList{"pellmar <run> <halvex.net.ai>"});
 }
 
+TEST_F(EngineOnTheBus, TheInterfacesAreLookedAtBeforeTheInternetIsAskedFor)
+{
+    askForTheInternet();
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -2);
+}
+
+TEST_F(EngineOnTheBus, WithoutItsPackageToolNothingIsSwitchedAndNothingInstalled)
+{
+    setLoopbackUp();
+    ASSERT_TRUE(QFile::remove("/usr/bin/pellmar"));
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -1);
+    EXPECT_EQ(daemonMessages(), QStringList{started});
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "0", "0"}), -1);
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai", "0"}), 2);
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{started,
+                           "\"Command failed (exit code 127): pellmar kill halvex.net.ai\\n"
+                           "Error: /bin/sh: 1: pellmar: not found\\n\"",
+                           "\"Command failed (exit code 1): pellmar list | grep halvex.net.ai\\n"
+                           "Error: /bin/sh: 1: pellmar: not found\\n\""}));
+}
+
+TEST_F(EngineOnTheBus, IsAnOrdinaryNameBesideOthersWithABlankBehindItAndForARestart)
+{
+    startDaemon();
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai halvex-ebpf", "0", "0"}),
+              0);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai ", "1", "0"}), 0);
+    EXPECT_EQ(callAs(administrator, {"restartService", "halvex.net.ai"}), 0);
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai ", "0"}), 1);
+    EXPECT_EQ(host::standInCalls(), (QStringList{"systemctl <stop> <halvex.net.ai> <halvex-ebpf>",
+                                                 "systemctl <start> <halvex.net.ai> <>",
+                                                 "systemctl <restart> <halvex.net.ai>",
+                                                 "systemctl <is-active> <halvex.net.ai >"}));
+}
+
 TEST_F(EngineOnTheBus, GoesOnRunningAndDoesNotHoldUpTheDaemon)
 {
     setLoopbackUp();
@@ -261,8 +303,10 @@ TEST_F(EngineOnTheBus, GoesOnRunningAndDoesNotHoldUpTheDaemon)
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), 0);
     EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "0"}), 1);
     ASSERT_TRUE(waitFor([] { return QFile::exists("/run/engine"); }));
-    const QString engine = host::readFile("/run/engine").trimmed();
-    EXPECT_EQ(host::readFile("/proc/" + engine + "/comm"), "sleep\n");
+    EXPECT_TRUE(waitFor([] {
+        const QString engine = host::readFile("/run/engine").trimmed();
+        return !engine.isEmpty() && host::readFile("/proc/" + engine + "/comm") == "sleep\n";
+    }));
 }
 
 TEST_F(EngineOnTheBus, IsNotOnWhenThePackageToolSaysThatItFailed)

@@ -25,10 +25,16 @@ TEST(Installation, PutsEachFileWhereItsUsersLook)
 {
     const auto result = host::run({CMAKE, "--install", BUILD, "--prefix", "/srv/prefix"});
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
-    EXPECT_EQ(filesBelow("/srv/prefix"),
-              (QStringList{"/libexec/halvex-desktop-daemon",
-                           "/share/dbus-1/interfaces/com.norva.halvex.desktop.xml",
-                           "/share/dbus-1/system.d/com.norva.halvex.desktop.conf"}));
+    EXPECT_EQ(
+        filesBelow("/srv/prefix"),
+        (QStringList{"/lib/systemd/system/halvex-desktop-daemon.service",
+                     "/lib/sysusers.d/halvex-desktop-daemon.conf",
+                     "/lib/tmpfiles.d/halvex-desktop-daemon.conf", "/libexec/halvex-desktop-daemon",
+                     "/share/dbus-1/interfaces/com.norva.halvex.desktop.xml",
+                     "/share/dbus-1/system-services/com.norva.halvex.desktop.service",
+                     "/share/dbus-1/system.d/com.norva.halvex.desktop.conf",
+                     "/share/man/man5/com.norva.halvex.desktop.5",
+                     "/share/man/man8/halvex-desktop-daemon.8"}));
     EXPECT_TRUE(QFileInfo("/srv/prefix/libexec/halvex-desktop-daemon").isExecutable());
 }
 
@@ -37,7 +43,7 @@ TEST(Installation, CanBeStaged)
     const auto result = host::run({CMAKE, "--install", BUILD, "--prefix", "/usr"},
                                   {"PATH=/usr/bin:/bin", "DESTDIR=/srv/stage"});
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
-    EXPECT_EQ(filesBelow("/srv/stage").first(), "/usr/libexec/halvex-desktop-daemon");
+    EXPECT_TRUE(filesBelow("/srv/stage").contains("/usr/libexec/halvex-desktop-daemon"));
 }
 
 TEST(Installation, NeedsNothingThatOnlyTheTestsDo)

@@ -2,11 +2,13 @@
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
+#include "support/wait_for.h"
 #include "util/command_runner.h"
 
 #include <QDir>
 #include <QFile>
 #include <QProcessEnvironment>
+#include <QTextCodec>
 
 #include <gmock/gmock.h>
 
@@ -207,10 +209,12 @@ TEST_F(CommandRunner, ABackgroundJobIsNotWaitedForAndLivesOn)
     // It holds both pipes and would hold up anybody who reads them to their end.
     EXPECT_TRUE(run("sh -c 'echo $$ >/run/job; exec sleep 1000' &"));
     EXPECT_TRUE(output.isNull());
+    ASSERT_TRUE(waitFor(
+        [] { return QFile::exists("/run/job") && host::readFile("/run/job").endsWith('\n'); }));
     const int job = host::readFile("/run/job").trimmed().toInt();
     ASSERT_GT(job, 1);
-    EXPECT_EQ(kill(job, 0), 0);
-    EXPECT_EQ(host::readFile(QString("/proc/%1/comm").arg(job)), "sleep\n");
+    EXPECT_TRUE(
+        waitFor([job] { return host::readFile(QString("/proc/%1/comm").arg(job)) == "sleep\n"; }));
     ASSERT_EQ(kill(job, SIGKILL), 0);
     EXPECT_EQ(waitpid(job, nullptr, 0), job);
 }
@@ -231,6 +235,16 @@ TEST_F(CommandRunner, ABackgroundJobOutlivesTheWordsThatNobodyHears)
     int status = -1;
     const pid_t job = wait(&status);
     EXPECT_EQ(host::readFile("/run/survived").trimmed().toInt(), job);
+}
+
+TEST_F(CommandRunner, WhatIsPrintedIsUtf8WhateverTheLocale)
+{
+    QTextCodec *before = QTextCodec::codecForLocale();
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    EXPECT_TRUE(run("printf '\\303\\244'; printf '\\342\\202\\254' >&2"));
+    QTextCodec::setCodecForLocale(before);
+    EXPECT_EQ(output, QString::fromUtf8("ä"));
+    EXPECT_EQ(errorText, QString::fromUtf8("€"));
 }
 
 TEST_F(CommandRunner, ANewTextReplacesTheOldOne)

@@ -3,11 +3,21 @@
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/tls_server.h"
+#include "util/file_descriptor.h"
 
 #include <QCoreApplication>
+#include <QNetworkInterface>
 #include <QSslSocket>
+#include <QTimer>
 
 #include <gmock/gmock.h>
+
+#include <cstring>
+#include <fcntl.h>
+#include <linux/if_tun.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <utility>
 
 namespace {
 
@@ -33,17 +43,30 @@ TEST(NetworkInterfaces, TheLoopbackInterfaceCountsLikeAnyOther)
     EXPECT_FALSE(hasActiveNetworkInterface());
 }
 
-/// With a virtual cable between two interfaces, of which not every kernel knows.
+TEST(NetworkInterfaces, OneWithoutAHardwareAddressDoesNotCount)
+{
+    // A tunnel that is up and running, and has none.
+    ASSERT_EQ(host::run({"sh", "-c", "mkdir -p /dev/net && mknod /dev/net/tun c 10 200"}).exitCode,
+              0);
+    runIp("tuntap add dev tunnel mode tun");
+    const halvex::FileDescriptor tunnel(open("/dev/net/tun", O_RDWR | O_CLOEXEC));
+    ASSERT_TRUE(tunnel.isOpen());
+    ifreq request{};
+    std::strcpy(request.ifr_name, "tunnel");
+    request.ifr_flags = IFF_TUN | IFF_NO_PI;
+    ASSERT_EQ(ioctl(tunnel.get(), TUNSETIFF, &request), 0); // the carrier
+    runIp("link set tunnel up");
+    const auto flags = QNetworkInterface::interfaceFromName("tunnel").flags();
+    ASSERT_TRUE(flags.testFlag(QNetworkInterface::IsUp) &&
+                flags.testFlag(QNetworkInterface::IsRunning));
+    EXPECT_FALSE(hasActiveNetworkInterface());
+}
+
+/// With a virtual cable between two interfaces.
 class VirtualCable : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        if (host::run({"ip", "link", "add", "one", "type", "veth", "peer", "name", "other"})
-                .exitCode != 0) {
-            GTEST_SKIP() << "this kernel has no veth interfaces";
-        }
-    }
+    void SetUp() override { runIp("link add one type veth peer name other"); }
 };
 
 TEST_F(VirtualCable, AnInterfaceThatIsUpWithoutACarrierDoesNotCount)
@@ -109,6 +132,20 @@ TEST(InternetProbe, ASiteThatNobodyTrustedVouchesForIsNotAsked)
     TlsServer server(TlsServer::Authority::Unknown);
     EXPECT_FALSE(probeInternet());
     EXPECT_EQ(server.requests, 0);
+}
+
+TEST(InternetProbe, AnAnswerAfterOneSecondIsInTimeAndOneAfterFourIsNot)
+{
+    for (const auto &[delay, isInTime] : {std::pair(1000, true), std::pair(4000, false)}) {
+        TlsServer server;
+        server.answer = [&server, delay = delay] {
+            QTimer::singleShot(delay, &server,
+                               [&server] { server.answerWaiting(TlsServer::page()); });
+            return QByteArray();
+        };
+        EXPECT_EQ(probeInternet(), isInTime) << delay;
+        EXPECT_EQ(server.requests, 1);
+    }
 }
 
 TEST(InternetProbe, ASiteThatSaysNothingIsTooLate)

@@ -56,6 +56,7 @@ TEST(TimeLimits, AreKeptAndLeaveNothingBehind)
     const MessageLog log;
     host::writeStandIn("/usr/bin/systemctl", "case $1 in\n"
                                              "is-active) sleep 32; echo active;;\n"
+                                             "stop) sleep 25;;\n"
                                              "start) " +
                                                  endless("start") +
                                                  ";;\n"
@@ -63,7 +64,8 @@ TEST(TimeLimits, AreKeptAndLeaveNothingBehind)
                                                  endless("restart") +
                                                  ";;\n"
                                                  "esac\n");
-    halvex::commandTable = {{1, QString::fromLatin1(endless("command")).trimmed()}};
+    halvex::commandTable = {{1, QString::fromLatin1(endless("command")).trimmed()},
+                            {2, "sleep 25; echo in time"}};
     const QString command = halvex::commandTable[1];
     const int openBefore = openFiles();
 
@@ -76,9 +78,19 @@ TEST(TimeLimits, AreKeptAndLeaveNothingBehind)
     auto start = std::async(std::launch::async, [] {
         return halvex::setServiceStatus("halvex-ebpf", 1, 0, "/etc/engine.yaml");
     });
+    QString outputInTime;
+    QString errorTextInTime;
+    auto commandInTimeSucceeds = std::async(
+        std::launch::async, [&] { return halvex::runCommand(2, outputInTime, errorTextInTime); });
+    auto stop = std::async(std::launch::async, [] {
+        return halvex::setServiceStatus("halvex-ebpf", 0, 0, "/etc/engine.yaml");
+    });
     auto restart =
         std::async(std::launch::async, [] { return halvex::restartService("halvex-ebpf"); });
 
+    EXPECT_TRUE(commandInTimeSucceeds.get());
+    EXPECT_EQ(outputInTime, "in time\n");
+    EXPECT_EQ(stop.get(), 0) << "a change has half a minute";
     EXPECT_FALSE(commandSucceeds.get());
     EXPECT_EQ(output, "untouched");
     EXPECT_EQ(errorText, "Command execution timed out:" + command);

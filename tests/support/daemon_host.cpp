@@ -65,6 +65,7 @@ void DaemonHost::startDaemon(const QStringList &environment, const QStringList &
     daemon.setEnvironment(withSanitizerOptions(environment));
     const QStringList command = wrapper + QStringList{DAEMON} + daemonArguments;
     daemon.start(command.first(), command.mid(1));
+    ASSERT_TRUE(daemon.waitForStarted()) << qPrintable(daemon.errorString());
     ASSERT_TRUE(waitFor([this] {
         return daemonMessages().contains("dbus service start ") ||
                (daemon.waitForFinished(0), daemon.state() == QProcess::NotRunning);

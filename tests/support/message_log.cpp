@@ -24,9 +24,10 @@ QString levelName(QtMsgType type)
     return "fatal";
 }
 
-void collect(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)
+void collect(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
-    collected << levelName(type) + ": " + text;
+    const QString category = context.category;
+    collected << levelName(type) + (category == "default" ? "" : " of " + category) + ": " + text;
 }
 
 } // namespace

@@ -3,11 +3,9 @@
 
 #include "support/host_files.h"
 
-#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QThread>
 
 namespace {
 
@@ -46,19 +44,6 @@ QStringList withSanitizerOptions(QStringList environment)
         }
     }
     return environment;
-}
-
-bool waitFor(const std::function<bool()> &condition)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > patienceMs) {
-            return false;
-        }
-        QThread::msleep(2);
-    }
-    return true;
 }
 
 bool operator==(const Reply &left, const Reply &right)

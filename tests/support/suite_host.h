@@ -6,6 +6,7 @@
 
 #include "support/command.h"
 #include "support/printing.h"
+#include "support/wait_for.h"
 
 #include <QProcess>
 #include <QString>
@@ -14,7 +15,6 @@
 #include <gmock/gmock.h>
 
 #include <climits>
-#include <functional>
 #include <ostream>
 
 /// The users of the host beside root.
@@ -64,9 +64,6 @@ struct MethodCall
     bool changes;
 };
 const QList<MethodCall> &allMethodCalls();
-
-/// Waits until @p condition holds, as long as a loaded machine may need; false when it never does.
-[[nodiscard]] bool waitFor(const std::function<bool()> &condition);
 
 /// @p environment with the sanitizers' settings, which a sanitized program needs.
 [[nodiscard]] QStringList withSanitizerOptions(QStringList environment);

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#include "support/wait_for.h"
+
+#include <QElapsedTimer>
+#include <QThread>
+
+bool waitFor(const std::function<bool()> &condition)
+{
+    constexpr int patienceMs = 60000;
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > patienceMs) {
+            return false;
+        }
+        QThread::msleep(2);
+    }
+    return true;
+}
