@@ -55,8 +55,10 @@ YAML::Node changeableRoot(const QByteArray &content)
     return root;
 }
 
-/// How long a text may become that is emitted from @p size bytes. Quotes, escapes and indentation
-/// lengthen it; only aliases, whose nodes are written out at each place, can do so beyond this.
+/// How long a text may become that is emitted from @p size bytes: ample room for the quotes,
+/// escapes and indentation of any file that people write. Aliases of aliases, whose nodes are
+/// written out at each place, would soon take all memory, and hundreds of levels that are indented
+/// nowhere yet a lot.
 constexpr std::size_t longestTextFrom(std::size_t size)
 {
     constexpr std::size_t base = std::size_t(16) << 20;
@@ -117,6 +119,7 @@ int setAiConfig(const QString &path, int type, const QString &key, const QString
     if (!content) {
         return -1;
     }
+    // All of them at once, which nodeAt() avoids: here their number is limited.
     std::vector<std::string> components;
     for (const QString &component : key.split('.')) {
         components.push_back(component.toStdString());

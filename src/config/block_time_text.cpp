@@ -13,14 +13,13 @@ bool isTimeoutLine(const QString &line)
 int parseTimeoutValue(const QString &line)
 {
     constexpr int unparsable = -1;
-    constexpr int emptyValue = -2;
     const int equalsSign = line.indexOf('=');
     if (equalsSign < 0) {
         return unparsable;
     }
     const QString value = line.mid(equalsSign + 1).trimmed();
     if (value.isEmpty()) {
-        return emptyValue;
+        return emptyTimeout;
     }
     // The characters that QRegExp("[^0-9]") leaves; removing by that takes quadratic time.
     QString digits;

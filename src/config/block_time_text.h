@@ -11,11 +11,14 @@ namespace halvex {
 /// Tells whether @p line is a timeout line, in whatever form its value is.
 [[nodiscard]] bool isTimeoutLine(const QString &line);
 
+/// A timeout line whose value is empty, as a count.
+constexpr int emptyTimeout = -2;
+
 /// Reads the count from @p line: all decimal digits after its first "=", whatever stands between
 /// them.
 ///
-/// @return the count; -1 when there is no "=", no digit or a number beyond 32 bits; -2 when only
-///         white space follows the "="
+/// @return the count; -1 when there is no "=", no digit or a number beyond 32 bits;
+///         emptyTimeout when only white space follows the "="
 [[nodiscard]] int parseTimeoutValue(const QString &line);
 
 /// The timeout line @p line with the timeout that a caller gave as @p value.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads a settings file whole, for the stores that work on its bytes. Follows no format.
+// Reads a settings file whole, whatever is in it, for the stores that work on its bytes.
 #pragma once
 
 #include <QByteArray>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/daemon_host.h"
 #include "support/host_files.h"
-
-#include <QThread>
+#include "support/open_watch.h"
+#include "support/process.h"
 
 #include <unistd.h>
 
@@ -175,15 +175,86 @@ TEST_F(InterventionSettings, AMissingFieldKeepsTheDaemonForEver)
     daemonMayEnd = true;
     QProcess setter;
     start(setter, "setInterventionConfig", {"warn", "timeout", "1"});
-    QThread::sleep(1);
+    host::letCompute(daemon.processId(), 1000);
     QProcess reader;
     start(reader, "getInterventionConfig", {"block", "timeout"});
-    QThread::sleep(2);
-    EXPECT_EQ(daemon.state(), QProcess::Running);
+    host::letCompute(daemon.processId(), 2000);
     stopDaemon();
     EXPECT_EQ(errorAtItsEnd(setter), "org.freedesktop.DBus.Error.NoReply");
     EXPECT_EQ(errorAtItsEnd(reader), "org.freedesktop.DBus.Error.NoReply") << "it was not served";
     EXPECT_EQ(host::readFile(configPath), original);
+}
+
+TEST_F(InterventionSettings, ALastLineWithoutALineFeedKeepsTheDaemonForEver)
+{
+    const QByteArray content = "action \"a\"\nname = \"1\"";
+    host::writeFile(configPath, content);
+    EXPECT_EQ(get("a", "name"), (Reply{0, {"1"}}));
+    daemonMayEnd = true;
+    QProcess setter;
+    start(setter, "setInterventionConfig", {"a", "name", "2"});
+    host::letCompute(daemon.processId(), 1000);
+    stopDaemon();
+    EXPECT_EQ(errorAtItsEnd(setter), "org.freedesktop.DBus.Error.NoReply");
+    EXPECT_EQ(host::readFile(configPath), content);
+}
+
+TEST_F(InterventionSettings, ACommentedHeaderOpensItsSectionAndClosesNone)
+{
+    const QByteArray content = "action \"a\"\n"
+                               "# action \"b\"\n"
+                               "name = \"1\"\n";
+    host::writeFile(configPath, content);
+    EXPECT_EQ(get("a", "name"), (Reply{0, {"1"}})) << "the comment closes no section";
+    EXPECT_EQ(get("b", "name"), (Reply{0, {"1"}})) << "but opens one";
+    EXPECT_EQ(set("b", "name", "2"), Reply{0});
+    EXPECT_EQ(host::readFile(configPath), "action \"a\"\n# action \"b\"\nname = \"2\"\n");
+    host::writeFile(configPath, "action \"a\"\naction \"b\"\nname = \"1\"\n");
+    EXPECT_EQ(get("a", "name"), (Reply{0, {""}})) << "a header does close it";
+}
+
+TEST_F(InterventionSettings, EachFieldOpensItsOwnFileAlone)
+{
+    host::writeFile(configPath, original);
+    host::writeFile(blockTimePath, "TIMEOUT=\n");
+    OpenWatch watch({configPath, blockTimePath});
+    EXPECT_EQ(get("block", "timeout"), (Reply{0, {"30"}}));
+    EXPECT_EQ(set("block", "timeout", "60"), Reply{0});
+    EXPECT_EQ(watch.opened(), QStringList{configPath});
+    EXPECT_EQ(get("block", "blockip_timeout"), (Reply{0, {"-1"}}));
+    EXPECT_EQ(set("block", "blockip_timeout", "60s"), Reply{0});
+    EXPECT_EQ(watch.opened(), QStringList{blockTimePath});
+}
+
+TEST_F(InterventionSettings, NeitherAnEmptyNameNorARefusedCallerOpensAFile)
+{
+    host::writeFile(configPath, original);
+    host::writeFile(blockTimePath, "TIMEOUT=\n");
+    OpenWatch watch({configPath, blockTimePath});
+    for (const char *field : {"timeout", "blockip_timeout"}) {
+        EXPECT_EQ(get("", field), (Reply{-1, {""}}));
+        EXPECT_EQ(set("", field, "1"), Reply{-1});
+        EXPECT_EQ(systemLog.takeLines(), QStringList());
+        EXPECT_EQ(call("setInterventionConfig", {"block", field, "1"}, Caller{user::ordinary}),
+                  Reply{-999});
+        EXPECT_EQ(call("getInterventionConfig", {"block", field},
+                       Caller{user::root, "/usr/sbin/halvex-desktop", {"ENV="}}),
+                  (Reply{-999, {""}}));
+        EXPECT_EQ(systemLog.takeLines().size(), 2);
+    }
+    EXPECT_EQ(watch.opened(), QStringList());
+}
+
+TEST_F(InterventionSettings, AFailureThatIsNoRefusalLeavesNoLineInTheSystemLog)
+{
+    EXPECT_EQ(get("block", "timeout"), (Reply{-1, {""}}));
+    EXPECT_EQ(set("block", "timeout", "1"), Reply{-1});
+    EXPECT_EQ(get("block", "blockip_timeout"), (Reply{-1, {""}}));
+    EXPECT_EQ(set("block", "blockip_timeout", "1s"), Reply{-1});
+    host::writeFile(blockTimePath, "TIMEOUT=never\n");
+    EXPECT_EQ(get("block", "blockip_timeout"), (Reply{-1, {""}}));
+    EXPECT_EQ(systemLog.takeLines(), QStringList());
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
 }
 
 TEST_F(InterventionSettings, TheBlockTimeIsReadFromItsOwnFile)
@@ -225,6 +296,11 @@ TEST_F(InterventionSettings, AnyFileIsSurvived)
         EXPECT_EQ(blockTimeIn(content), (Reply{0, {""}}));
     }
     EXPECT_EQ(blockTimeIn("TIMEOUT=" + long_), (Reply{-1, {""}}));
+    for (const char *line : {"\n", "x\n"}) {
+        const QByteArray lines = QByteArray(line).repeated((64 << 20) / int(qstrlen(line)));
+        EXPECT_TRUE(changedBlockTime(lines, "60s") == lines) << line;
+        EXPECT_EQ(get("any", "blockip_timeout"), (Reply{0, {""}})) << line;
+    }
     host::writeFile(configPath, "action \"a\"\nb = \"\xff\xc3\"\n");
     EXPECT_EQ(get("a", "b"), (Reply{0, {QString(2, QChar(0xfffd))}}));
     host::writeFile(configPath, "action \"a\"\nb = " + long_ + "\n");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/open_watch.h"
 
 #include <unistd.h>
 
@@ -41,6 +42,30 @@ protected:
                "</notify>\n</alerts>\n</ossec_config>\n";
     }
 };
+
+TEST_F(NotifySettings, ARefusedCallerOpensNothing)
+{
+    host::writeFile(path, original);
+    OpenWatch watch({path});
+    EXPECT_EQ(call("setNotifyConfig", {"1", "2", "3"}, Caller{user::ordinary}), Reply{-999});
+    EXPECT_EQ(call("getNotifyConfig", {}, Caller{user::root, "/usr/sbin/halvex-desktop", {"ENV="}}),
+              (Reply{-999, {"", "", ""}}));
+    EXPECT_EQ(systemLog.takeLines().size(), 2);
+    EXPECT_EQ(watch.opened(), QStringList());
+    EXPECT_EQ(get(), (Reply{0, {"", "30", ""}}));
+    EXPECT_EQ(watch.opened(), QStringList{path});
+}
+
+TEST_F(NotifySettings, AFailureLeavesNoMessage)
+{
+    EXPECT_EQ(get(), (Reply{-1, {"", "", ""}}));
+    EXPECT_EQ(set({"1", "2", "3"}), Reply{-1});
+    host::writeFile(path, "<ossec_config/>\n");
+    EXPECT_EQ(get(), (Reply{-1, {"", "", ""}}));
+    EXPECT_EQ(set({"1", "2", "3"}), Reply{-1});
+    EXPECT_EQ(systemLog.takeLines(), QStringList());
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+}
 
 TEST_F(NotifySettings, AnOrdinaryUsersFrontEndReadsWhatIsThere)
 {

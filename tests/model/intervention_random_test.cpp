@@ -4,6 +4,7 @@
 // Every run makes the same ones, unless it is told otherwise:
 //   HALVEX_TEST_SEED=7 HALVEX_TEST_CASES=1000000 build/release/tests/model-tests
 #include "config/intervention_settings.h"
+#include "config/intervention_text.h"
 #include "model/intervention_cases.h"
 #include "model/intervention_model.h"
 #include "support/host_files.h"
@@ -212,6 +213,10 @@ TEST(InterventionSettings, RandomCallsDoWhatTheModelSays)
             ++turns[turn];
         }
         if (!prediction.returns) {
+            const QByteArray content = drawn.files.intervention.value_or(QByteArray());
+            const auto start = halvex::fieldSearchStart(content, drawn.actionName);
+            EXPECT_TRUE(start && !halvex::findFieldValue(content, drawn.fieldName, *start))
+                << "seed " << seed << ", case " << number << ": " << described(drawn);
             continue;
         }
         const std::string description = "seed " + std::to_string(seed) + ", case " +

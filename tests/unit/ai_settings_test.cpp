@@ -3,6 +3,7 @@
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
+#include "support/short_files.h"
 
 #include <QDir>
 #include <QFile>
@@ -53,6 +54,14 @@ protected:
     MessageLog log;
     QString value;
 };
+
+TEST_F(AiSettingsModule, AFileThatIsCutShortAsItIsWrittenIsNotNoticed)
+{
+    host::writeFile(path, "dga_detect: 1\nother: 2\n");
+    const ShortFiles limit(10);
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "other", "3"), 0);
+    EXPECT_EQ(host::readFile(path), "dga_detect");
+}
 
 TEST_F(AiSettingsModule, AScalarIsRead)
 {

@@ -3,6 +3,9 @@
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
+#include "support/process.h"
+#include "support/short_files.h"
+#include "support/wait_for.h"
 
 #include <QDir>
 #include <QFile>
@@ -65,7 +68,8 @@ protected:
     QString value;
 };
 
-/// Tells whether setting a field is still under way after some time, in a process of its own.
+/// Tells whether setting a field still goes on when it has been computed for a while, in a process
+/// of its own.
 bool neverReturns(const QString &action, const QString &field)
 {
     const pid_t child = fork();
@@ -74,9 +78,12 @@ bool neverReturns(const QString &action, const QString &field)
             halvex::setInterventionConfig(configPath, blockTimePath, action, field, "x");
         _exit(status == 0 ? 0 : 1);
     }
-    sleep(2);
     int status = 0;
-    const bool isRunning = waitpid(child, &status, WNOHANG) == 0;
+    bool isRunning = true;
+    EXPECT_TRUE(waitFor([&] {
+        isRunning = waitpid(child, &status, WNOHANG) == 0;
+        return !isRunning || host::computingTime(child) > 1000;
+    }));
     if (isRunning) {
         kill(child, SIGKILL);
         waitpid(child, &status, 0);
@@ -254,6 +261,17 @@ TEST_F(InterventionSettingsModule, OwnerAndModeAreKept)
     ASSERT_EQ(chown(configPath, 2001, 2002), 0);
     EXPECT_EQ(set("block", "timeout", "60"), 0);
     EXPECT_EQ(host::ownerAndMode(configPath), "2001:2002 0640");
+}
+
+TEST_F(InterventionSettingsModule, AFileThatIsCutShortAsItIsWrittenIsNotNoticed)
+{
+    host::writeFile(configPath, original);
+    host::writeFile(blockTimePath, "TIMEOUT=\"timeout 600s\"\n");
+    const ShortFiles limit(10);
+    EXPECT_EQ(set("block", "timeout", "60"), 0);
+    EXPECT_EQ(host::readFile(configPath), original.left(10));
+    EXPECT_EQ(set("block", "blockip_timeout", "900s"), 0);
+    EXPECT_EQ(host::readFile(blockTimePath), "TIMEOUT=\"t");
 }
 
 TEST_F(InterventionSettingsModule, AFileThatCannotBeWrittenFails)
