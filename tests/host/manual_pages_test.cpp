@@ -36,8 +36,11 @@ TEST(ManualPages, AreWellFormed)
     for (const char *page : {"halvex-desktop-daemon.8", "com.norva.halvex.desktop.5"}) {
         const auto result =
             host::run({"mandoc", "-T", "lint", "-W", "style", DOC "/" + QString(page)});
-        EXPECT_EQ(result.exitCode, 0) << page;
-        EXPECT_EQ(result.output, "") << page;
+        for (const QByteArray &line : result.output.split('\n')) {
+            // The pages of other programs need not be installed here.
+            EXPECT_TRUE(line.isEmpty() || line.contains("referenced manual not found"))
+                << line.constData();
+        }
     }
 }
 
