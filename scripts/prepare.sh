@@ -29,6 +29,10 @@ host_packages=(
 package_packages=(
     debhelper dpkg-dev fakeroot lintian
 )
+# What fuzzes.
+fuzz_packages=(
+    clang libclang-rt-dev
+)
 # What looks at the source.
 check_packages=(
     git clang-format clang-tidy shellcheck libxml2-utils

@@ -7,10 +7,13 @@
 #include <QByteArray>
 #include <QFile>
 
+#include <yaml-cpp/eventhandler.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <exception>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -39,17 +42,45 @@ std::string textOf(const QByteArray &content)
     return content.toStdString();
 }
 
+/// Takes no notice of a document that is parsed.
+class IgnoringHandler : public YAML::EventHandler
+{
+public:
+    void OnDocumentStart(const YAML::Mark & /*mark*/) override {}
+    void OnDocumentEnd() override {}
+    void OnNull(const YAML::Mark & /*mark*/, YAML::anchor_t /*anchor*/) override {}
+    void OnAlias(const YAML::Mark & /*mark*/, YAML::anchor_t /*anchor*/) override {}
+    void OnScalar(const YAML::Mark & /*mark*/, const std::string & /*tag*/,
+                  YAML::anchor_t /*anchor*/, const std::string & /*value*/) override
+    {}
+    void OnSequenceStart(const YAML::Mark & /*mark*/, const std::string & /*tag*/,
+                         YAML::anchor_t /*anchor*/, YAML::EmitterStyle::value /*style*/) override
+    {}
+    void OnSequenceEnd() override {}
+    void OnMapStart(const YAML::Mark & /*mark*/, const std::string & /*tag*/,
+                    YAML::anchor_t /*anchor*/, YAML::EmitterStyle::value /*style*/) override
+    {}
+    void OnMapEnd() override {}
+};
+
+/// Tells whether anything follows the first document in @p text. The library's own way to read all
+/// documents never ends where what follows is malformed.
+bool holdsSeveralDocuments(const std::string &text)
+{
+    std::istringstream stream(text);
+    YAML::Parser parser(stream);
+    IgnoringHandler handler;
+    return parser.HandleNextDocument(handler) && parser.HandleNextDocument(handler);
+}
+
 /// The root of the one document in @p content, which can have entries: a map, or null when the
 /// document is empty. Other documents would be lost with the next write, and so would a root that
 /// has no named entries.
 YAML::Node changeableRoot(const QByteArray &content)
 {
-    const std::vector<YAML::Node> documents = YAML::LoadAll(textOf(content));
-    if (documents.empty()) {
-        return {};
-    }
-    const YAML::Node &root = documents.front();
-    if (documents.size() > 1 || !(root.IsMap() || root.IsNull())) {
+    const std::string text = textOf(content);
+    YAML::Node root = YAML::Load(text);
+    if (!(root.IsMap() || root.IsNull()) || holdsSeveralDocuments(text)) {
         throw std::invalid_argument("no single map");
     }
     return root;

@@ -17,6 +17,8 @@
 #include <QDBusMessage>
 #include <QDebug>
 
+#include <chrono>
+#include <malloc.h>
 #include <new>
 #include <syslog.h>
 
@@ -47,6 +49,11 @@ halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent) : QObjec
     if (!isServerEdition) {
         upgradeInterface = halvex::connectUpgradeService(this);
     }
+    // Thousands of calls at once, or one with a large file, leave free memory behind that the
+    // C library does not give back by itself.
+    idleTimer.setSingleShot(true);
+    idleTimer.setInterval(std::chrono::seconds(1));
+    connect(&idleTimer, &QTimer::timeout, this, [] { malloc_trim(0); });
 }
 
 QString halvexDesktopDaemonService::interventionConfigPath() const
@@ -96,9 +103,10 @@ bool halvexDesktopDaemonService::checkCaller(bool requireAdmin) const
 
 template <typename Work>
 int halvexDesktopDaemonService::guarded(Access access, Work work,
-                                        std::initializer_list<QString *> outTexts) const
+                                        std::initializer_list<QString *> outTexts)
 {
     constexpr int callerRefused = -999;
+    idleTimer.start();
     try {
         if (!checkCaller(access == Access::Change)) {
             syslog(LOG_INFO, "The caller has no permission");

@@ -13,6 +13,7 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 #include <initializer_list>
 #include <memory>
@@ -87,9 +88,10 @@ private:
     ///
     /// @param outTexts  the texts that @p work fills
     template <typename Work>
-    int guarded(Access access, Work work, std::initializer_list<QString *> outTexts = {}) const;
+    int guarded(Access access, Work work, std::initializer_list<QString *> outTexts = {});
 
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
     SecureCallerChecker callerChecker;
+    QTimer idleTimer; ///< fires when no call has come for a second
 };

@@ -6,6 +6,8 @@
 //   leaving-front-end disconnect COUNT MICROSECONDS METHOD [TEXT|NUMBER|LIST]...
 //       COUNT times: connect, call, and leave the bus after a moment that grows from nothing to
 //       MICROSECONDS; the process itself goes on.
+//   leaving-front-end flood COUNT METHOD [...]
+//       call COUNT times without waiting for an answer, and then leave the bus.
 //   leaving-front-end leave METHOD [...]
 //       call, and leave the bus as soon as it has the call.
 //   leaving-front-end die METHOD [...]
@@ -66,6 +68,15 @@ void callAndLeave(const QDBusMessage &message)
     QDBusConnection::disconnectFromBus("leaving");
 }
 
+void flood(const QDBusMessage &message, int count)
+{
+    const auto connection = QDBusConnection::systemBus();
+    for (int i = 0; i < count; ++i) {
+        connection.send(message);
+    }
+    static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
+}
+
 void callAndDie(const QDBusMessage &message)
 {
     const auto connection = QDBusConnection::systemBus();
@@ -92,6 +103,10 @@ int main(int argc, char **argv)
         for (int i = 0; i < count; ++i) {
             callAndDisconnect(message, static_cast<unsigned>(longest * i / count));
         }
+        return 0;
+    }
+    if (arguments.value(1) == "flood") {
+        flood(request(arguments.mid(3)), arguments[2].toInt());
         return 0;
     }
     if (arguments.value(1) == "leave") {

@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: MIT
+//
+// What the daemon does when its surroundings fail: disks, tools, the bus, and callers by the
+// thousand. What must hold each time is that it answers the next call.
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+#include "support/process.h"
+#include "support/stand_in.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <memory>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr const char *statePath = "/var/lib/halvex/var/run/halvex-research.state";
+
+class Faults : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        host::writeFile(statePath, "events_processed='1234'\n");
+        startDaemon();
+    }
+
+    void expectItServes()
+    {
+        EXPECT_EQ(call("getEventTotalCount", {}, Caller{user::ordinary}), (Reply{0, {"1234"}}));
+    }
+
+    Reply change(const QString &method, const QStringList &arguments)
+    {
+        return call(method, arguments, Caller{user::wheelMember});
+    }
+
+    static void mountSmallDisk(const QString &folder)
+    {
+        ASSERT_TRUE(QDir().mkpath(folder));
+        ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "-o", "size=8k", "small", folder}).exitCode,
+                  0);
+    }
+
+    static void remount(const QString &folder, const QString &options)
+    {
+        ASSERT_EQ(host::run({"mount", "-o", "remount," + options, folder}).exitCode, 0);
+    }
+};
+
+// --- disks ---
+
+/// A store, the change that is made to it, and how that ends.
+struct Store
+{
+    const char *folder;
+    const char *path;
+    QByteArray content;
+    QString method;
+    QStringList arguments; ///< but the last, the value
+    int onAFullDisk;       ///< the status of a change that does not fit
+    int onAReadOnlyDisk;
+};
+
+const QList<Store> stores{
+    {"/etc/halvex/research/etc",
+     "/etc/halvex/research/etc/ossec.conf",
+     "<ossec_config>\n<alerts>\n<notify>\n<notify_fold>1</notify_fold>\n</notify>\n</alerts>\n"
+     "</ossec_config>\n",
+     "setNotifyConfig",
+     {"1", "1"},
+     -1,
+     -1},
+    {"/etc/halvex",
+     "/etc/halvex/intervention.conf",
+     "action \"a\"\nb = \"1\"\n",
+     "setInterventionConfig",
+     {"a", "b"},
+     0,
+     -1},
+    {"/etc/halvex/interventions",
+     "/etc/halvex/interventions/.block_time",
+     "TIMEOUT=\n",
+     "setInterventionConfig",
+     {"a", "blockip_timeout"},
+     0,
+     -1},
+    {"/usr/lib/halvex_net_ai",
+     "/usr/lib/halvex_net_ai/config.yaml",
+     "a: 1\n",
+     "setAiConfig",
+     {"0", "a"},
+     0,
+     0},
+};
+
+TEST_F(Faults, AFullDiskLosesNoMoreThanTheChange)
+{
+    for (const Store &store : stores) {
+        mountSmallDisk(store.folder);
+        host::writeFile(store.path, store.content, 0640);
+        EXPECT_EQ(change(store.method, store.arguments + QStringList{QString(60000, 'x')}),
+                  Reply{store.onAFullDisk})
+            << store.path;
+        EXPECT_LE(QFile(store.path).size(), 8192) << store.path;
+        expectItServes();
+        // With room again, the next change goes well.
+        remount(store.folder, "size=1m");
+        host::writeFile(store.path, store.content, 0640);
+        EXPECT_EQ(change(store.method, store.arguments + QStringList{"2"}), Reply{0}) << store.path;
+        EXPECT_NE(host::readFile(store.path), store.content) << store.path;
+        EXPECT_EQ(host::run({"umount", store.folder}).exitCode, 0);
+    }
+}
+
+TEST_F(Faults, AReadOnlyDiskKeepsTheSettingsAsTheyAre)
+{
+    for (const Store &store : stores) {
+        mountSmallDisk(store.folder);
+        host::writeFile(store.path, store.content, 0640);
+        remount(store.folder, "ro");
+        EXPECT_EQ(change(store.method, store.arguments + QStringList{"2"}),
+                  Reply{store.onAReadOnlyDisk})
+            << store.path;
+        EXPECT_EQ(host::readFile(store.path), store.content) << store.path;
+        expectItServes();
+        EXPECT_EQ(host::run({"umount", store.folder}).exitCode, 0);
+    }
+}
+
+// --- the status tool ---
+
+TEST_F(Faults, AStatusToolThatIsSlowIsWaitedFor)
+{
+    host::writeScript("/usr/sbin/getstatus", "sleep 1; echo three admin: on\n");
+    EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-999}) << "its word counts for root";
+    expectItServes();
+}
+
+TEST_F(Faults, AStatusToolThatPrintsGarbageSaysNothing)
+{
+    host::writeScript("/usr/sbin/getstatus", "head -c 1000000 /dev/urandom; exit 3\n");
+    expectItServes();
+    EXPECT_NE(call("restartService", {"halvex-ebpf"}).status, -999);
+}
+
+TEST_F(Faults, AStatusToolThatPrintsALineOfAGigabyteTakesNoMemory)
+{
+    host::writeScript("/usr/sbin/getstatus", "head -c 1000000000 /dev/zero | tr '\\0' x\n");
+    expectItServes();
+    const auto status = host::readFile(QString("/proc/%1/status").arg(daemon.processId()));
+    const int start = status.indexOf("VmHWM:");
+    EXPECT_LT(status.mid(start + 6, 20).simplified().split(' ').first().toInt(), 512 * 1024);
+}
+
+TEST_F(Faults, AStatusToolThatNeverEndsHoldsUpTheCallUntilItIsGone)
+{
+    host::writeScript("/usr/sbin/getstatus", "echo $$ >/run/tool; exec sleep infinity\n");
+    QProcess caller;
+    const QStringList command =
+        frontEndCommand(Caller{user::ordinary}, {"--json", "getEventTotalCount"});
+    caller.start(command.first(), command.mid(1));
+    ASSERT_TRUE(waitFor(
+        [] { return QFile::exists("/run/tool") && host::readFile("/run/tool").endsWith('\n'); }));
+    EXPECT_FALSE(caller.waitForFinished(0));
+    ASSERT_EQ(kill(host::readFile("/run/tool").toInt(), SIGKILL), 0);
+    ASSERT_TRUE(caller.waitForFinished());
+    EXPECT_EQ(parseReply(caller.readAllStandardOutput()), (Reply{0, {"1234"}}));
+}
+
+// --- the tools behind the methods ---
+
+TEST_F(Faults, ToolsThatAreKilledSlowOrPrintWithoutEndAreSurvived)
+{
+    ASSERT_EQ(host::run({"ip", "link", "set", "lo", "up"}).exitCode, 0);
+    for (const char *tool : {"/usr/bin/systemctl", "/usr/bin/pellmar", "/usr/bin/ps"}) {
+        host::writeScript(tool, "kill -9 $$\n");
+    }
+    EXPECT_EQ(change("setServiceStatus", {"halvex-ebpf", "1", "0"}), Reply{-1});
+    EXPECT_EQ(change("setServiceStatus", {"halvex.net.ai", "0", "0"}), Reply{-1});
+    EXPECT_EQ(call("getServiceStatus", {"halvex.net.ai", "0"}), Reply{2});
+    expectItServes();
+
+    host::writeScript("/usr/bin/systemctl", "sleep 2; echo active\n");
+    EXPECT_EQ(call("getServiceStatus", {"halvex-ebpf", "0"}), Reply{1});
+    EXPECT_EQ(change("setServiceStatus", {"halvex-ebpf", "1", "0"}), Reply{0});
+
+    const QByteArray chatter = "head -c 50000000 /dev/zero | tr '\\0' x\n";
+    for (const char *tool : {"/usr/bin/systemctl", "/usr/bin/pellmar", "/usr/bin/ps"}) {
+        host::writeScript(tool, chatter);
+    }
+    EXPECT_EQ(call("getServiceStatus", {"halvex-ebpf", "0"}), Reply{0});
+    EXPECT_EQ(change("setServiceStatus", {"halvex-ebpf", "1", "0"}), Reply{0});
+    EXPECT_EQ(change("setServiceStatus", {"halvex.net.ai", "0", "0"}), Reply{0});
+    expectItServes();
+}
+
+// --- the bus ---
+
+TEST_F(Faults, WithoutItsBusTheDaemonRestsAndDoesNotDie)
+{
+    bus.kill();
+    bus.waitForFinished();
+    const qint64 before = host::computingTime(daemon.processId());
+    sleep(2);
+    EXPECT_EQ(daemon.state(), QProcess::Running);
+    EXPECT_LT(host::computingTime(daemon.processId()) - before, 1000) << "it is busy with nothing";
+}
+
+// --- callers ---
+
+TEST_F(Faults, SixtyFourCallersAtOnceAllGetTheirAnswers)
+{
+    host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
+    std::vector<std::unique_ptr<QProcess>> callers;
+    for (int i = 0; i < 64; ++i) {
+        const QStringList call =
+            i % 2 == 0 ? QStringList{"getEventTotalCount"}
+                       : QStringList{"setInterventionConfig", "a", "b", QString::number(i)};
+        const unsigned uid = i % 4 == 1 ? user::ordinary : user::wheelMember;
+        const QStringList command = frontEndCommand(Caller{uid}, QStringList{"--json"} + call);
+        callers.push_back(std::make_unique<QProcess>());
+        callers.back()->start(command.first(), command.mid(1));
+    }
+    for (int i = 0; i < 64; ++i) {
+        ASSERT_TRUE(callers[std::size_t(i)]->waitForFinished(60000));
+        const Reply expected = i % 2 == 0   ? Reply{0, {"1234"}}
+                               : i % 4 == 1 ? Reply{-999}
+                                            : Reply{0};
+        EXPECT_EQ(parseReply(callers[std::size_t(i)]->readAllStandardOutput()), expected) << i;
+    }
+    EXPECT_EQ(systemLog.takeLines().size(), 16);
+}
+
+#ifndef __SANITIZE_ADDRESS__ // which keeps what is freed
+
+int memoryOf(qint64 pid, const char *field)
+{
+    const auto status = host::readFile(QString("/proc/%1/status").arg(pid));
+    return status.mid(status.indexOf(field) + int(qstrlen(field)), 20)
+        .simplified()
+        .split(' ')
+        .first()
+        .toInt();
+}
+
+TEST_F(Faults, TwentyThousandCallsThatNobodyWaitsForTakeLittleMemoryAndGiveItBack)
+{
+    constexpr int limitKib = 64 * 1024;
+    host::writeFile("/opt/appdata/halvex/bin/halvex-desktop", host::readFile(LEAVING_FRONT_END),
+                    0755);
+    const int before = memoryOf(daemon.processId(), "VmRSS:");
+    Caller flooder{user::ordinary, "/opt/appdata/halvex/bin/halvex-desktop"};
+    const auto result = host::run(
+        frontEndCommand(flooder, {"flood", "20000", "setNotifyConfig", "1", "2", "3"}), {"ENV="});
+    EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
+    expectItServes();
+    EXPECT_EQ(systemLog.takeLines().size(), 20000);
+    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM:"), limitKib);
+    EXPECT_TRUE(waitFor([&] { return memoryOf(daemon.processId(), "VmRSS:") < before + 4 * 1024; }))
+        << memoryOf(daemon.processId(), "VmRSS:");
+}
+
+#endif
+
+} // namespace

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+//
+// Thousands of calls that make little sense, from a front end that is allowed to make them. Seeds
+// are HALVEX_TEST_SEED and the ones that follow.
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+#include "support/stand_in.h"
+
+#include <QDir>
+
+namespace {
+
+class RandomCalls : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        for (const char *tool : {"/usr/bin/systemctl", "/usr/bin/pellmar", "/usr/bin/ps"}) {
+            host::writeScript(tool, "echo active; echo halvex.net.ai\n");
+        }
+        host::writeScript("/usr/sbin/getstatus", "echo three admin: off\n");
+        host::writeFile("/etc/halvex/research/etc/ossec.conf",
+                        "<ossec_config><alerts><notify/></alerts></ossec_config>\n");
+        host::writeFile("/etc/halvex/intervention.conf",
+                        "action \"block\" {\ntimeout = \"1\"\n}\n");
+        host::writeFile("/etc/halvex/interventions/.block_time", "TIMEOUT=\"timeout 600s\"\n");
+        host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "model: {threshold: 80}\n");
+        host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(42)\n");
+        host::writeFile("/var/log/halvex/logs/alerts/a.log", "alert\n");
+        host::writeFile("/usr/sbin/halvex-desktop", host::readFile(RANDOM_FRONT_END), 0755);
+        startDaemon();
+    }
+
+    int openFiles()
+    {
+        return QDir(QString("/proc/%1/fd").arg(daemon.processId()))
+            .entryList(QDir::AllEntries | QDir::System)
+            .size();
+    }
+
+    /// The daemon's answer to a sensible question.
+    Reply ask()
+    {
+        return call("getAiInferencesCount", {}, Caller{user::root, frontEndPaths.first()});
+    }
+
+    void expectToOutlive(unsigned uid)
+    {
+        constexpr int calls = 2000;
+        const unsigned seed = qEnvironmentVariable("HALVEX_TEST_SEED", "1").toUInt();
+        ASSERT_EQ(ask(), (Reply{0, {"42"}}));
+        // A first refusal opens the system log for good.
+        ASSERT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first(), {"ENV="}}),
+                  Reply{-999});
+        const int before = openFiles();
+        const auto result = host::run(
+            frontEndCommand(Caller{uid}, {QString::number(seed + uid), QString::number(calls)}));
+        EXPECT_EQ(result.exitCode, 0) << result.output.constData() << result.errors.constData();
+        std::puts(result.output.constData());
+        EXPECT_EQ(ask(), (Reply{0, {"42"}}));
+        EXPECT_EQ(openFiles(), before);
+        static_cast<void>(systemLog.takeLines());
+    }
+};
+
+TEST_F(RandomCalls, OfRootAreOutlived)
+{
+    expectToOutlive(user::root);
+}
+
+TEST_F(RandomCalls, OfAnOrdinaryUserAreOutlived)
+{
+    expectToOutlive(user::ordinary);
+}
+
+} // namespace

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#include "config/block_time_text.h"
+#include "fuzz/fuzz_target.h"
+
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const QByteArrayList parts = fuzz::partsOf(data, size, 2);
+    const QString line = QString::fromUtf8(parts[0]);
+    const QString value = QString::fromUtf8(parts[1]);
+    fuzz::requireThat(halvex::parseTimeoutValue(line) >= halvex::emptyTimeout,
+                      "a count has no sign");
+    if (halvex::isTimeoutLine(line)) {
+        fuzz::requireThat(halvex::isTimeoutLine(halvex::rewriteTimeoutLine(line, value)),
+                          "a timeout line remains one");
+    }
+    return 0;
+}

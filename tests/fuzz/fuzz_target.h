@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+//
+// What every fuzz target shares. A target is one function that libFuzzer calls with input after
+// input, and that also runs over the seeds in seeds/TARGET in every test run. What must hold is
+// checked with requireThat(); all else is left to the sanitizers.
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayList>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size);
+
+namespace fuzz {
+
+/// The @p count parts of an input: each but the last ends before a NUL, and may be missing.
+inline QByteArrayList partsOf(const std::uint8_t *data, std::size_t size, int count)
+{
+    QByteArray rest(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    QByteArrayList parts;
+    while (parts.size() < count - 1) {
+        const int end = rest.indexOf('\0');
+        parts << (end < 0 ? rest : rest.left(end));
+        rest = end < 0 ? QByteArray() : rest.mid(end + 1);
+    }
+    return parts << rest;
+}
+
+/// Ends the run when what must hold does not.
+inline void requireThat(bool holds, const char *what)
+{
+    if (!holds) {
+        std::fprintf(stderr, "does not hold: %s\n", what);
+        std::abort();
+    }
+}
+
+} // namespace fuzz

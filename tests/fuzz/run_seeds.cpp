@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+//
+// Runs a fuzz target over the inputs in a folder, once each: the seeds, and whatever was found.
+#include "fuzz/fuzz_target.h"
+
+#include <QDir>
+#include <QFile>
+#include <QLoggingCategory>
+
+int main(int argc, char **argv)
+{
+    QLoggingCategory::setFilterRules("default=false");
+    int runs = 0;
+    for (int i = 1; i < argc; ++i) {
+        const QDir folder(argv[i]);
+        for (const QString &name : folder.entryList(QDir::Files)) {
+            QFile file(folder.filePath(name));
+            if (!file.open(QIODevice::ReadOnly)) {
+                return 1;
+            }
+            const QByteArray input = file.readAll();
+            std::printf("%s\n", qPrintable(name));
+            LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(input.constData()),
+                                   static_cast<std::size_t>(input.size()));
+            ++runs;
+        }
+    }
+    return runs > 0 ? 0 : 1;
+}
