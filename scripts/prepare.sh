@@ -35,7 +35,7 @@ fuzz_packages=(
 )
 # What looks at the source.
 check_packages=(
-    git clang-format clang-tidy shellcheck libxml2-utils
+    git clang-format clang-tidy codespell cppcheck shellcheck libxml2-utils
 )
 
 # Installs those of the given packages that are missing.

@@ -31,10 +31,17 @@ bool looksLikeDocumentBorder(const std::string &key)
     return key.rfind("--- ", 0) == 0 || key.rfind("... ", 0) == 0;
 }
 
+/// Tells whether @p key, as the first bytes of a file, would be read as a mark of its encoding.
+bool looksLikeByteOrderMark(const std::string &key)
+{
+    return key.rfind("\xef\xbb\xbf", 0) == 0 || key.rfind("\xfe\xff", 0) == 0 ||
+           key.rfind("\xff\xfe", 0) == 0 || key.substr(0, 4).find('\0') != std::string::npos;
+}
+
 void emitKey(YAML::Emitter &emitter, const std::string &key, int depth)
 {
-    // The emitter quotes a key that would be read as something else; this case escapes it.
-    if (depth == 1 && looksLikeDocumentBorder(key)) {
+    // The emitter quotes a key that would be read as something else; these cases escape it.
+    if (depth == 1 && (looksLikeDocumentBorder(key) || looksLikeByteOrderMark(key))) {
         emitter << YAML::DoubleQuoted;
     }
     emitter << YAML::Key << key << YAML::Value;

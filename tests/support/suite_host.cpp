@@ -38,7 +38,7 @@ QStringList environmentOf(const Caller &caller)
 
 QStringList withSanitizerOptions(QStringList environment)
 {
-    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
+    for (const char *name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "GCOV_PREFIX"}) {
         if (qEnvironmentVariableIsSet(name)) {
             environment << QString("%1=%2").arg(name, qEnvironmentVariable(name));
         }

@@ -65,7 +65,7 @@ struct MethodCall
 };
 const QList<MethodCall> &allMethodCalls();
 
-/// @p environment with the sanitizers' settings, which a sanitized program needs.
+/// @p environment with the settings that a sanitized program, or one with counters, needs.
 [[nodiscard]] QStringList withSanitizerOptions(QStringList environment);
 
 /// Base of every test that calls the daemon as a front end.

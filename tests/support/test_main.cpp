@@ -10,6 +10,7 @@
 #include <array>
 #include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -45,7 +46,13 @@ int startOnDisposableHost(char **argv)
     }
     std::string host = HOST_SCRIPT;
     std::string separator = "--";
-    std::vector<char *> command{host.data(), separator.data(), self.data()};
+    std::vector<char *> command{host.data()};
+    // Where a build with counters leaves them.
+    std::string share = "--share";
+    if (char *counters = std::getenv("GCOV_PREFIX")) {
+        command.insert(command.end(), {share.data(), counters});
+    }
+    command.insert(command.end(), {separator.data(), self.data()});
     for (char **argument = argv + 1; *argument != nullptr; ++argument) {
         command.push_back(*argument);
     }
