@@ -55,8 +55,11 @@ YAML::Node changeableRoot(const QByteArray &content)
     return root;
 }
 
-/// How long a text may become that is emitted from @p size bytes. Quotes, escapes and indentation
-/// lengthen it; only aliases, whose nodes are written out at each place, can do so beyond this.
+/// How long a text may become that is emitted from @p size bytes before it is given up.
+///
+/// Quotes and escapes stay below this. Two things can lengthen a text beyond it, and a file that
+/// needs so much is not worth the memory: aliases, whose nodes are written out at each place, and
+/// indentation, which a long list deep inside flow brackets gets anew on each of its lines.
 constexpr std::size_t longestTextFrom(std::size_t size)
 {
     constexpr std::size_t base = std::size_t(16) << 20;
@@ -117,6 +120,8 @@ int setAiConfig(const QString &path, int type, const QString &key, const QString
     if (!content) {
         return -1;
     }
+    // nodeAt() needs no list of a key that anybody may make millions of components long; this one
+    // has few, and is walked with each of them known to be the last or not.
     std::vector<std::string> components;
     for (const QString &component : key.split('.')) {
         components.push_back(component.toStdString());

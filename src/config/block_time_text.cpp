@@ -12,15 +12,13 @@ bool isTimeoutLine(const QString &line)
 
 int parseTimeoutValue(const QString &line)
 {
-    constexpr int unparsable = -1;
-    constexpr int emptyValue = -2;
     const int equalsSign = line.indexOf('=');
     if (equalsSign < 0) {
-        return unparsable;
+        return unparsableTimeout;
     }
     const QString value = line.mid(equalsSign + 1).trimmed();
     if (value.isEmpty()) {
-        return emptyValue;
+        return emptyTimeout;
     }
     // The characters that QRegExp("[^0-9]") leaves; removing by that takes quadratic time.
     QString digits;
@@ -31,7 +29,7 @@ int parseTimeoutValue(const QString &line)
     }
     bool isNumber = false;
     const int count = digits.toInt(&isNumber);
-    return isNumber ? count : unparsable;
+    return isNumber ? count : unparsableTimeout;
 }
 
 QString rewriteTimeoutLine(const QString &line, const QString &value)

@@ -2,6 +2,7 @@
 #include "config/intervention_settings.h"
 
 #include "config/block_time.h"
+#include "config/block_time_text.h"
 #include "config/intervention_text.h"
 #include "config/settings_file.h"
 
@@ -21,7 +22,7 @@ int getBlockTime(const QString &path, QString &value)
     if (readBlockTimeout(path, timeout) != 0) {
         return -1;
     }
-    if (timeout == -2) {
+    if (timeout == emptyTimeout) {
         value = "-1";
     } else if (timeout != 0) {
         value = QString("%1%2").arg(timeout).arg("s");
