@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/daemon_host.h"
 #include "support/host_files.h"
-
-#include <QThread>
+#include "support/processor_time.h"
 
 #include <unistd.h>
 
@@ -69,6 +68,28 @@ protected:
     {
         EXPECT_TRUE(process.waitForFinished());
         return QString::fromUtf8(process.readAllStandardOutput()).section(':', 0, 0);
+    }
+
+    /// Expects that setting a field of a file that holds @p content keeps the daemon busy, and from
+    /// all other callers, until it is killed.
+    void expectEndless(const QByteArray &content, const QString &action, const QString &field)
+    {
+        host::writeFile(configPath, content);
+        daemonMayEnd = true;
+        QProcess setter;
+        start(setter, "setInterventionConfig", {action, field, "1"});
+        EXPECT_TRUE(keepsBusy(pid_t(daemon.processId())));
+        QProcess reader;
+        start(reader, "--wait", {"getInterventionConfig", "block", "timeout"});
+        ASSERT_TRUE(reader.waitForReadyRead());
+        ASSERT_TRUE(reader.readLine().contains("waiting"));
+        reader.closeWriteChannel();
+        EXPECT_TRUE(keepsBusy(pid_t(daemon.processId())));
+        EXPECT_EQ(daemon.state(), QProcess::Running);
+        stopDaemon();
+        EXPECT_EQ(errorAtItsEnd(setter), "org.freedesktop.DBus.Error.NoReply");
+        EXPECT_EQ(errorAtItsEnd(reader), "org.freedesktop.DBus.Error.NoReply") << "it was served";
+        EXPECT_EQ(host::readFile(configPath), content);
     }
 
     /// What the block-time file becomes from @p content when @p value is written.
@@ -171,19 +192,23 @@ TEST_F(InterventionSettings, AFileThatCannotBeOpenedFails)
 
 TEST_F(InterventionSettings, AMissingFieldKeepsTheDaemonForEver)
 {
-    host::writeFile(configPath, original);
-    daemonMayEnd = true;
-    QProcess setter;
-    start(setter, "setInterventionConfig", {"warn", "timeout", "1"});
-    QThread::sleep(1);
-    QProcess reader;
-    start(reader, "getInterventionConfig", {"block", "timeout"});
-    QThread::sleep(2);
-    EXPECT_EQ(daemon.state(), QProcess::Running);
-    stopDaemon();
-    EXPECT_EQ(errorAtItsEnd(setter), "org.freedesktop.DBus.Error.NoReply");
-    EXPECT_EQ(errorAtItsEnd(reader), "org.freedesktop.DBus.Error.NoReply") << "it was not served";
-    EXPECT_EQ(host::readFile(configPath), original);
+    expectEndless(original, "warn", "timeout");
+}
+
+TEST_F(InterventionSettings, AFieldOnALastLineWithoutALineFeedKeepsTheDaemonForEver)
+{
+    expectEndless("action \"block\"\n    timeout = \"30\"", "block", "timeout");
+}
+
+TEST_F(InterventionSettings, AnEqualsSignAsTheLastCharacterKeepsTheDaemonForEver)
+{
+    // The value would start behind the line feed, which is the file's last byte.
+    expectEndless("action \"block\"\n    timeout =\n", "block", "timeout");
+}
+
+TEST_F(InterventionSettings, ACommentedOutFieldBehindTheOnlyOneKeepsTheDaemonForEver)
+{
+    expectEndless("action \"block\"\n    timeout = \"30\"\n    # timeout\n", "block", "timeout");
 }
 
 TEST_F(InterventionSettings, TheBlockTimeIsReadFromItsOwnFile)

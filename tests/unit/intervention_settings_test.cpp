@@ -3,6 +3,7 @@
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
+#include "support/processor_time.h"
 
 #include <QDir>
 #include <QFile>
@@ -65,7 +66,7 @@ protected:
     QString value;
 };
 
-/// Tells whether setting a field is still under way after some time, in a process of its own.
+/// Tells whether setting a field keeps a process of its own busy, and does not end.
 bool neverReturns(const QString &action, const QString &field)
 {
     const pid_t child = fork();
@@ -74,14 +75,13 @@ bool neverReturns(const QString &action, const QString &field)
             halvex::setInterventionConfig(configPath, blockTimePath, action, field, "x");
         _exit(status == 0 ? 0 : 1);
     }
-    sleep(2);
-    int status = 0;
-    const bool isRunning = waitpid(child, &status, WNOHANG) == 0;
+    const bool isBusy = keepsBusy(child);
+    const bool isRunning = waitpid(child, nullptr, WNOHANG) == 0;
     if (isRunning) {
         kill(child, SIGKILL);
-        waitpid(child, &status, 0);
+        waitpid(child, nullptr, 0);
     }
-    return isRunning;
+    return isBusy && isRunning;
 }
 
 TEST_F(InterventionSettingsModule, AFieldIsReadFromItsActionsSection)
