@@ -100,6 +100,14 @@ protected:
         return host::readFile(blockTimePath);
     }
 
+    /// Expects that a timeout line behind @p lines is read and written.
+    void expectBlockTimeBehind(const QByteArray &lines)
+    {
+        EXPECT_EQ(blockTimeIn(lines + "TIMEOUT=5"), (Reply{0, {"5s"}}));
+        EXPECT_TRUE(changedBlockTime(lines + "TIMEOUT=", "5s") ==
+                    lines + "TIMEOUT=\"timeout 5s\"\n");
+    }
+
     /// The block time in a file that holds @p content.
     Reply blockTimeIn(const QByteArray &content)
     {
@@ -141,6 +149,48 @@ TEST_F(InterventionSettings, TheOdditiesOfTheSearchAreKept)
     expectChange("log", "text", "bye", "\"hello\"\r\n", "\"bye\"\n");
     expectChange("warn", "none", "z", "    last = \"1\"\n", "\"z\"\n");
     expectChange("warn", "ote", "z", "\"y\"\n", "\"z\"\n");
+}
+
+TEST_F(InterventionSettings, ACommentedHeaderOfAnotherActionDoesNotCloseTheSection)
+{
+    host::writeFile(configPath, "action \"block\"\n"
+                                "# action \"warn\"\n"
+                                "\t\v #action \"log\" {\n"
+                                " \t\n"
+                                "timeout = \"30\"\n"
+                                "action \"warn\"\n"
+                                "hosts = \"a\"\n");
+    EXPECT_EQ(get("block", "timeout"), (Reply{0, {"30"}}));
+    EXPECT_EQ(get("warn", "timeout"), (Reply{0, {"30"}})) << "in a comment, but a header";
+    EXPECT_EQ(get("block", "hosts"), (Reply{0, {""}})) << "behind a header that closes it";
+}
+
+TEST_F(InterventionSettings, ACommentedHeaderOfTheActionOpensItsSection)
+{
+    const QByteArray content = "timeout = \"0\"\n"
+                               "#action \"block\" {\n"
+                               "timeout = \"30\"\n"
+                               "action \"warn\"\n"
+                               "hosts = \"a\"\n"
+                               "  # see action \"block\"\n"
+                               "hosts = \"b\"\n";
+    host::writeFile(configPath, content);
+    EXPECT_EQ(get("block", "timeout"), (Reply{0, {"30"}}));
+    EXPECT_EQ(get("block", "hosts"), (Reply{0, {"b"}})) << "opened anew";
+    EXPECT_EQ(get("warn", "hosts"), (Reply{0, {"a"}}));
+    EXPECT_EQ(set("block", "timeout", "60"), Reply{0});
+    QByteArray expected = content;
+    EXPECT_EQ(host::readFile(configPath), expected.replace("\"30\"", "\"60\""));
+}
+
+TEST_F(InterventionSettings, AFieldOnAHeadersLineIsReadUnlessTheHeaderIsTheActionsOwn)
+{
+    host::writeFile(configPath, "action \"block\" timeout = 1\n"
+                                "action \"warn\" timeout = 2\n"
+                                "timeout = 3\n");
+    EXPECT_EQ(get("block", "timeout"), (Reply{0, {"2"}}));
+    EXPECT_EQ(get("warn", "timeout"), (Reply{0, {"3"}}));
+    EXPECT_EQ(get("block", "imeout"), (Reply{0, {"2"}}));
 }
 
 TEST_F(InterventionSettings, OwnerAndModeAreKept)
@@ -256,6 +306,16 @@ TEST_F(InterventionSettings, AnyFileIsSurvived)
     EXPECT_EQ(get("a", "b"), (Reply{-1, {""}})) << "no bus carries so long a text";
     EXPECT_EQ(set("a", "b", "1"), Reply{0});
     EXPECT_EQ(host::readFile(configPath), "action \"a\"\nb = \"1\"\n");
+}
+
+TEST_F(InterventionSettings, ABlockTimeFileOf64MiBOfEmptyLinesIsReadAndWritten)
+{
+    expectBlockTimeBehind(QByteArray(64 << 20, '\n'));
+}
+
+TEST_F(InterventionSettings, ABlockTimeFileOf64MiBOfShortLinesIsReadAndWritten)
+{
+    expectBlockTimeBehind(QByteArray("x\n").repeated(32 << 20));
 }
 
 TEST_F(InterventionSettings, AValueOfMillionsOfBlanksIsWritten)
