@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "config/ai_settings.h"
+#include "support/file_size_limit.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
@@ -312,6 +313,23 @@ TEST_F(AiSettingsModule, AFileThatCannotBeWrittenIsNotNoticed)
     host::makeUnwritable(path);
     EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "2"), 0);
     EXPECT_EQ(host::readFile(path), "a: 1\n");
+}
+
+TEST_F(AiSettingsModule, AFailureHalfWayIsNotNoticed)
+{
+    const QByteArray text(100000, 'x');
+    const FileSizeLimit limit(60000);
+    host::writeFile(path, "a: 1\nb: 2\n");
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", text), 0);
+    EXPECT_EQ(host::readFile(path), ("a: \"" + text).left(60000));
+}
+
+TEST_F(AiSettingsModule, ADiskWithoutRoomForAByteIsNotNoticed)
+{
+    host::writeFile(path, "a: 1\n");
+    const FileSizeLimit limit(0);
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "2"), 0);
+    EXPECT_EQ(host::readFile(path), "");
 }
 
 TEST_F(AiSettingsModule, TheLongestKeyIsReadBackAndALongerOneRefused)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "config/block_time.h"
+#include "support/file_size_limit.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
@@ -146,6 +147,22 @@ TEST_F(BlockTime, AFileThatCannotBeWrittenFails)
     host::makeUnwritable(path);
     EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
     EXPECT_EQ(host::readFile(path), "TIMEOUT=\n");
+}
+
+TEST_F(BlockTime, AFailureHalfWayIsNotNoticed)
+{
+    const QByteArray text(100000, 'x');
+    const FileSizeLimit limit(60000);
+    EXPECT_EQ(rewritten("# first\nTIMEOUT=\n", text),
+              ("# first\nTIMEOUT=\"timeout " + text).left(60000));
+}
+
+TEST_F(BlockTime, ADiskWithoutRoomForAByteIsNotNoticed)
+{
+    host::writeFile(path, "TIMEOUT=\n");
+    const FileSizeLimit limit(0);
+    EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), 0);
+    EXPECT_EQ(host::readFile(path), "");
 }
 
 TEST_F(BlockTime, AFileOf64MiBIsReadAndWritten)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "config/intervention_settings.h"
+#include "support/file_size_limit.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
@@ -262,6 +263,22 @@ TEST_F(InterventionSettingsModule, AFileThatCannotBeWrittenFails)
     host::makeUnwritable(configPath);
     EXPECT_EQ(set("block", "timeout", "60"), -1);
     EXPECT_EQ(host::readFile(configPath), original);
+}
+
+TEST_F(InterventionSettingsModule, AFailureHalfWayIsNotNoticed)
+{
+    const QByteArray text(100000, 'x');
+    const FileSizeLimit limit(60000);
+    EXPECT_EQ(changed("action \"a\"\nname = 1\n", "a", "name", text),
+              ("action \"a\"\nname = \"" + text).left(60000));
+}
+
+TEST_F(InterventionSettingsModule, ADiskWithoutRoomForAByteIsNotNoticed)
+{
+    host::writeFile(configPath, original);
+    const FileSizeLimit limit(0);
+    EXPECT_EQ(set("block", "timeout", "60"), 0);
+    EXPECT_EQ(host::readFile(configPath), "");
 }
 
 TEST_F(InterventionSettingsModule, TheBlockTimeComesInSecondsForEveryAction)
