@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+//
+// Which of the settings files a call opens, and which it leaves alone.
+#include "support/daemon_host.h"
+#include "support/file_openings.h"
+#include "support/host_files.h"
+
+namespace {
+
+const QString notifyPath = "/etc/halvex/research/etc/ossec.conf";
+const QString interventionPath = "/etc/halvex/intervention.conf";
+const QString blockTimePath = "/etc/halvex/interventions/.block_time";
+const QString aiPath = "/usr/lib/halvex_net_ai/config.yaml";
+const QString serverAiPath = "/opt/norva-ai-dga-detect/config.yaml";
+
+const QStringList allPaths{notifyPath, interventionPath, blockTimePath, aiPath, serverAiPath};
+
+class SettingsFiles : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        host::writeFile("/etc/os-release", "ID=norva\n");
+        host::writeFile(notifyPath, "<ossec_config><alerts><notify/></alerts></ossec_config>");
+        host::writeFile(interventionPath, "action \"block\"\ntimeout = \"30\"\n"
+                                          "blockip_timeout = \"1\"\n");
+        host::writeFile(blockTimePath, "TIMEOUT=\"timeout 600s\"\n");
+        host::writeFile(aiPath, "dga_detect: 0\n");
+        host::writeFile(serverAiPath, "dga_detect: 0\n");
+        startDaemon();
+    }
+
+    /// The settings files that are opened by a call, which is answered with @p status.
+    QStringList openedBy(const QString &method, const QStringList &arguments, int status,
+                         const Caller &caller = {})
+    {
+        FileOpenings openings(allPaths);
+        EXPECT_EQ(call(method, arguments, caller).status, status) << qPrintable(method);
+        return openings.take();
+    }
+};
+
+TEST_F(SettingsFiles, EachCallOpensItsOwnFileOnly)
+{
+    EXPECT_EQ(openedBy("getNotifyConfig", {}, 0), QStringList{notifyPath});
+    EXPECT_EQ(openedBy("setNotifyConfig", {"1", "2", "3"}, 0), QStringList{notifyPath});
+    EXPECT_EQ(openedBy("getInterventionConfig", {"block", "timeout"}, 0),
+              QStringList{interventionPath});
+    EXPECT_EQ(openedBy("setInterventionConfig", {"block", "timeout", "60"}, 0),
+              QStringList{interventionPath});
+    EXPECT_EQ(openedBy("getAiConfig", {"0", "dga_detect"}, 0), QStringList{aiPath});
+    EXPECT_EQ(openedBy("setAiConfig", {"0", "dga_detect", "1"}, 0), QStringList{aiPath});
+}
+
+TEST_F(SettingsFiles, TheBlockTimeOpensTheBlockTimeFileOnly)
+{
+    EXPECT_EQ(openedBy("getInterventionConfig", {"block", "blockip_timeout"}, 0),
+              QStringList{blockTimePath});
+    EXPECT_EQ(openedBy("setInterventionConfig", {"block", "blockip_timeout", "900s"}, 0),
+              QStringList{blockTimePath});
+    EXPECT_EQ(openedBy("getInterventionConfig", {"block", "Blockip_timeout"}, 0),
+              QStringList{interventionPath});
+    EXPECT_EQ(openedBy("setInterventionConfig", {"block", "lockip_timeout", "2"}, 0),
+              QStringList{interventionPath});
+}
+
+TEST_F(SettingsFiles, AnEmptyNameOpensNoFile)
+{
+    for (const QStringList &names : {QStringList{"", "timeout"}, QStringList{"block", ""},
+                                     QStringList{"", "blockip_timeout"}}) {
+        EXPECT_EQ(openedBy("getInterventionConfig", names, -1), QStringList());
+        EXPECT_EQ(openedBy("setInterventionConfig", names + QStringList{"1"}, -1), QStringList());
+    }
+}
+
+TEST_F(SettingsFiles, AnUnknownTypeOrAnEmptyKeyOpensNoAiFile)
+{
+    for (const char *type : {"1", "-1", "2147483647"}) {
+        EXPECT_EQ(openedBy("getAiConfig", {type, "dga_detect"}, -1), QStringList());
+        EXPECT_EQ(openedBy("setAiConfig", {type, "dga_detect", "1"}, -1), QStringList());
+    }
+    EXPECT_EQ(openedBy("getAiConfig", {"0", ""}, -1), QStringList());
+    EXPECT_EQ(openedBy("setAiConfig", {"0", "", "1"}, -1), QStringList());
+    EXPECT_EQ(openedBy("setAiConfig", {"0", "dga_detect", ""}, -1), QStringList());
+}
+
+TEST_F(SettingsFiles, ARefusedCallerOpensNoFile)
+{
+    host::writeFile("/usr/bin/stranger", host::readFile("/usr/sbin/halvex-desktop"), 0755);
+    const Caller stranger{user::root, "/usr/bin/stranger"};
+    for (const MethodCall &method : allMethodCalls()) {
+        EXPECT_EQ(openedBy(method.name, method.arguments, -999, stranger), QStringList());
+        if (method.changes) {
+            EXPECT_EQ(openedBy(method.name, method.arguments, -999, Caller{user::ordinary}),
+                      QStringList());
+        }
+    }
+    EXPECT_EQ(openedBy("setInterventionConfig", {"block", "blockip_timeout", "1s"}, -999, stranger),
+              QStringList());
+    EXPECT_EQ(openedBy("getInterventionConfig", {"block", "blockip_timeout"}, -999, stranger),
+              QStringList());
+}
+
+} // namespace
