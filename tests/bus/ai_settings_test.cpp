@@ -27,6 +27,14 @@ protected:
         startDaemon();
     }
 
+    void TearDown() override
+    {
+        // Nothing but a refusal is ever logged, and the test of that takes its line.
+        EXPECT_EQ(systemLog.takeLines(), QStringList());
+        EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+        DaemonHost::TearDown();
+    }
+
     Reply get(const QString &key)
     {
         return call("getAiConfig", {"0", key}, Caller{user::ordinary});
@@ -82,8 +90,6 @@ TEST_F(AiSettings, AnAdministratorsFrontEndWritesAScalar)
                                     "name: \"it's\"");
     EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0640");
     EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}}));
-    EXPECT_EQ(systemLog.takeLines(), QStringList());
-    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
 }
 
 TEST_F(AiSettings, AMissingPathIsMade)
@@ -118,6 +124,8 @@ TEST_F(AiSettings, AnOrdinaryUserChangesNothing)
     host::writeFile(path, original);
     EXPECT_EQ(call("setAiConfig", {"0", "dga_detect", "1"}, Caller{user::ordinary}), Reply{-999});
     EXPECT_EQ(host::readFile(path), original);
+    EXPECT_EQ(systemLog.takeLines(),
+              QStringList{"<14>halvex-desktop-daemon: The caller has no permission"});
 }
 
 TEST_F(AiSettings, AMissingFileFailsAndOneThatCannotBeWrittenDoesNot)

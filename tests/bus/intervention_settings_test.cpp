@@ -33,6 +33,14 @@ protected:
         startDaemon();
     }
 
+    void TearDown() override
+    {
+        // Nothing but a refusal is ever logged, and the test of that takes its line.
+        EXPECT_EQ(systemLog.takeLines(), QStringList());
+        EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+        DaemonHost::TearDown();
+    }
+
     Reply get(const QString &action, const QString &field)
     {
         return call("getInterventionConfig", {action, field}, Caller{user::ordinary});
@@ -139,8 +147,6 @@ TEST_F(InterventionSettings, AnAdministratorsFrontEndChangesAField)
     expectChange("block", "hosts", "x  ö ", "\"a\" \"b\"", "\"x\" \"\" \"\xc3\xb6\"");
     expectChange("block", "hosts", "", "\"a\" \"b\"", "\"\"");
     EXPECT_EQ(get("block", "hosts"), (Reply{0, {""}}));
-    EXPECT_EQ(systemLog.takeLines(), QStringList());
-    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
 }
 
 TEST_F(InterventionSettings, TheOdditiesOfTheSearchAreKept)
@@ -211,6 +217,8 @@ TEST_F(InterventionSettings, AnOrdinaryUserChangesNothing)
     EXPECT_EQ(call("setInterventionConfig", {"block", "timeout", "1"}, Caller{user::ordinary}),
               Reply{-999});
     EXPECT_EQ(host::readFile(configPath), original);
+    EXPECT_EQ(systemLog.takeLines(),
+              QStringList{"<14>halvex-desktop-daemon: The caller has no permission"});
 }
 
 TEST_F(InterventionSettings, AnEmptyNameOrAnUnknownActionFails)

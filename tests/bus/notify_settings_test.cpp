@@ -28,6 +28,14 @@ protected:
         startDaemon();
     }
 
+    void TearDown() override
+    {
+        // Nothing but a refusal is ever logged, and the test of that takes its line.
+        EXPECT_EQ(systemLog.takeLines(), QStringList());
+        EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+        DaemonHost::TearDown();
+    }
+
     Reply get() { return call("getNotifyConfig", {}, Caller{user::ordinary}); }
     Reply set(const QStringList &values)
     {
@@ -68,8 +76,6 @@ TEST_F(NotifySettings, AnAdministratorsFrontEndWritesAllThree)
                                     "</ossec_config>\n");
     EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0640");
     EXPECT_EQ(get(), (Reply{0, {"1", " 60 ", "a < b & \"ö\""}}));
-    EXPECT_EQ(systemLog.takeLines(), QStringList());
-    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
 }
 
 TEST_F(NotifySettings, AnOrdinaryUserChangesNothing)
