@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "config/block_time.h"
+#include "config/settings_file.h"
 #include "support/file_size_limit.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
@@ -7,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <gtest/gtest.h>
 
@@ -147,6 +149,22 @@ TEST_F(BlockTime, AFileThatCannotBeWrittenFails)
     host::makeUnwritable(path);
     EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
     EXPECT_EQ(host::readFile(path), "TIMEOUT=\n");
+}
+
+TEST_F(BlockTime, AFileThatFailsWhileItIsReadIsNotRewritten)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
+    ASSERT_EQ(symlink("/proc/self/mem", path), 0); // opens, and then fails at its first byte
+    EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
+}
+
+TEST_F(BlockTime, AFileBeyondTheLimitIsNotRewritten)
+{
+    constexpr qint64 size = halvex::largestSettingsFile + 1;
+    host::writeFile(path, "TIMEOUT=\n");
+    ASSERT_EQ(truncate(path, size), 0);
+    EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
+    EXPECT_EQ(QFileInfo(path).size(), size);
 }
 
 TEST_F(BlockTime, AFailureHalfWayIsNotNoticed)

@@ -155,6 +155,16 @@ TEST_F(NotifySettingsModule, AFailureHalfWayIsReported)
     EXPECT_EQ(host::readFile(path), "<ossec_config>\n<");
 }
 
+TEST_F(NotifySettingsModule, AFailureHalfWayThroughALongTextIsReported)
+{
+    host::writeFile(path, "<ossec_config><alerts><notify/></alerts></ossec_config>");
+    const QByteArray text(100000, 'x');
+    const FileSizeLimit limit(60000);
+    EXPECT_EQ(halvex::setNotifyConfig(path, text, "2", "3"), -1);
+    EXPECT_EQ(host::readFile(path),
+              ("<ossec_config>\n<alerts>\n<notify>\n<notify_disabled>" + text).left(60000));
+}
+
 TEST_F(NotifySettingsModule, AFileOf64MiBIsReadAndWritten)
 {
     const QByteArray long_ = QByteArray(64 << 20, 'x');
