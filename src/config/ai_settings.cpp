@@ -86,10 +86,11 @@ YAML::Node changeableRoot(const QByteArray &content)
     return root;
 }
 
-/// How long a text may become that is emitted from @p size bytes: ample room for the quotes,
-/// escapes and indentation of any file that people write. Aliases of aliases, whose nodes are
-/// written out at each place, would soon take all memory, and hundreds of levels that are indented
-/// nowhere yet a lot.
+/// How long a text may become that is emitted from @p size bytes before it is given up.
+///
+/// Quotes and escapes stay below this. Two things can lengthen a text beyond it, and a file that
+/// needs so much is not worth the memory: aliases, whose nodes are written out at each place, and
+/// indentation, which a long list deep inside flow brackets gets anew on each of its lines.
 constexpr std::size_t longestTextFrom(std::size_t size)
 {
     constexpr std::size_t base = std::size_t(16) << 20;
@@ -150,7 +151,8 @@ int setAiConfig(const QString &path, int type, const QString &key, const QString
     if (!content) {
         return -1;
     }
-    // All of them at once, which nodeAt() avoids: here their number is limited.
+    // nodeAt() needs no list of a key that anybody may make millions of components long; this one
+    // has few, and is walked with each of them known to be the last or not.
     std::vector<std::string> components;
     for (const QString &component : key.split('.')) {
         components.push_back(component.toStdString());

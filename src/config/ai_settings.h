@@ -4,9 +4,12 @@
 // of map entries from the root downwards, joined by full stops; two in a row have an empty name
 // between them. The file is rewritten in place and never created. Nothing is cached or logged.
 //
-// The YAML library works in memory, some hundred bytes for each node of the document. So a file is
-// refused that is larger than 256 MiB or holds more than 2,000,000 bytes which can begin a node, in
-// whatever place: , [ { : - & * ! ?
+// The YAML library works in memory, some hundred bytes for each node of the document. A file counts
+// as too large when it has more than 256 MiB, or more than 2,000,000 bytes that can begin a node,
+// wherever they stand: any of ,[{:-&*!?
+//
+// A key of the file that is null has no name to be read by. Written to, it is the entry "null", and
+// every write emits it as that text.
 #pragma once
 
 #include <QString>
@@ -22,23 +25,24 @@ namespace halvex {
 /// Reads the setting @p key from the first document of the file at @p path.
 ///
 /// @param value  the scalar's text; empty on failure, untouched when @p key is empty
-/// @return 0 when read; -1 when the key is empty, the file is missing, unreadable, refused or
-///         malformed, or the key names nothing, a map or a sequence
+/// @return 0 when read; -1 when the key is empty, the file is missing, unreadable, too large,
+///         malformed or nested deeper than 499 nodes, or the key names nothing, a map or a sequence
 [[nodiscard]] int readAiSetting(const QString &path, const QString &key, QString &value);
 
 /// Writes one setting of the engine @p type, of which only 0 is known, into the file at @p path,
 /// which keeps its owner and mode.
 ///
 /// Entries that are missing are made. What is a scalar or a sequence on the way becomes a map. The
-/// whole file is emitted anew, which settles the type of each of its scalars and drops comments. A
-/// null as a key is the name "null" from then on.
+/// whole file is emitted anew, which settles the type of each of its scalars and drops comments.
 ///
 /// @return 0 when the change was made, even if the file could not be opened or written; -1, with
-///         the file untouched, for any other type, an empty key or value, a key of more than 498
-///         components, a file that is missing, unreadable, refused or malformed, that holds several
-///         documents or whose root is a scalar or a sequence, and when the tree cannot be emitted:
-///         a map or a sequence is a key, or it is deeper than the library reads or, by aliases of
-///         aliases, longer than the file explains
+///         the file untouched,
+///         - for any other type, an empty key or value, a key of more than 498 components;
+///         - for a file that is missing, unreadable, too large, malformed or nested deeper than 499
+///           nodes, that holds several documents, or whose root is a scalar or a sequence;
+///         - for a tree that cannot be emitted: with a map or a sequence as a key, with an alias
+///           that contains itself, or whose text would become longer than 16 MiB and eight times
+///           the file, key and value
 [[nodiscard]] int setAiConfig(const QString &path, int type, const QString &key,
                               const QString &value);
 

@@ -23,7 +23,7 @@ int readBlockTimeout(const QString &path, int &timeout)
             break;
         }
     }
-    if (found == -1) {
+    if (found == unparsableTimeout) {
         return -1;
     }
     timeout = found;

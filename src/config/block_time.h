@@ -10,8 +10,8 @@ namespace halvex {
 
 /// Reads the block time from the first timeout line of the file at @p path.
 ///
-/// @param timeout  the seconds; 0 also when there is no timeout line, emptyTimeout when its value
-///                 is empty; untouched on failure
+/// @param timeout  the seconds; 0 also when there is no timeout line, emptyTimeout (-2) when its
+///                 value is empty; untouched on failure
 /// @return 0 when read; -1 when the file cannot be opened or the value is not a 32-bit number
 [[nodiscard]] int readBlockTimeout(const QString &path, int &timeout);
 

@@ -12,10 +12,9 @@ bool isTimeoutLine(const QString &line)
 
 int parseTimeoutValue(const QString &line)
 {
-    constexpr int unparsable = -1;
     const int equalsSign = line.indexOf('=');
     if (equalsSign < 0) {
-        return unparsable;
+        return unparsableTimeout;
     }
     const QString value = line.mid(equalsSign + 1).trimmed();
     if (value.isEmpty()) {
@@ -30,7 +29,7 @@ int parseTimeoutValue(const QString &line)
     }
     bool isNumber = false;
     const int count = digits.toInt(&isNumber);
-    return isNumber ? count : unparsable;
+    return isNumber ? count : unparsableTimeout;
 }
 
 QString rewriteTimeoutLine(const QString &line, const QString &value)

@@ -8,16 +8,19 @@
 
 namespace halvex {
 
+/// What parseTimeoutValue() returns for a value that is no count.
+constexpr int unparsableTimeout = -1;
+
+/// What it returns for an empty value. Digits alone are read, so neither is ever a count.
+constexpr int emptyTimeout = -2;
+
 /// Tells whether @p line is a timeout line, in whatever form its value is.
 [[nodiscard]] bool isTimeoutLine(const QString &line);
-
-/// A timeout line whose value is empty, as a count.
-constexpr int emptyTimeout = -2;
 
 /// Reads the count from @p line: all decimal digits after its first "=", whatever stands between
 /// them.
 ///
-/// @return the count; -1 when there is no "=", no digit or a number beyond 32 bits;
+/// @return the count; unparsableTimeout when there is no "=", no digit or a number beyond 32 bits;
 ///         emptyTimeout when only white space follows the "="
 [[nodiscard]] int parseTimeoutValue(const QString &line);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads a settings file whole, whatever is in it, for the stores that work on its bytes.
+// Reads a settings file whole, for the stores that work on its bytes. What they mean, each store
+// knows for itself.
 #pragma once
 
 #include <QByteArray>

@@ -130,6 +130,15 @@ Result resultOf(const InterventionCase &drawn)
             {takeFile(configPath, writable), takeFile(blockTimePath, writable), writable}};
 }
 
+/// Tells whether the search of a call that sets a field finds its action, but no value to replace.
+/// Such a call begins the same search again, so it is not made.
+bool searchesForEver(const InterventionCase &drawn)
+{
+    const QByteArray content = drawn.files.intervention.value_or(QByteArray());
+    const std::optional<int> start = halvex::fieldSearchStart(content, drawn.actionName);
+    return start && !halvex::findFieldValue(content, drawn.fieldName, *start);
+}
+
 model::Prediction predictionOf(const InterventionCase &drawn)
 {
     return drawn.sets
@@ -212,15 +221,15 @@ TEST(InterventionSettings, RandomCallsDoWhatTheModelSays)
         for (const std::string &turn : prediction.turns) {
             ++turns[turn];
         }
-        if (!prediction.returns) {
-            const QByteArray content = drawn.files.intervention.value_or(QByteArray());
-            const auto start = halvex::fieldSearchStart(content, drawn.actionName);
-            EXPECT_TRUE(start && !halvex::findFieldValue(content, drawn.fieldName, *start))
-                << "seed " << seed << ", case " << number << ": " << described(drawn);
-            continue;
-        }
         const std::string description = "seed " + std::to_string(seed) + ", case " +
                                         std::to_string(number) + ": " + described(drawn);
+        if (!prediction.returns) {
+            if (!searchesForEver(drawn)) {
+                ++mismatches;
+                ADD_FAILURE() << description << "  would return";
+            }
+            continue;
+        }
         const EndlessCallWatch watch(description);
         const Result expected{prediction.status, prediction.fieldValue.value_or(drawn.fieldValue),
                               prediction.files};

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "config/ai_settings.h"
+#include "support/file_size_limit.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
-#include "support/short_files.h"
 
 #include <QDir>
 #include <QFile>
@@ -54,14 +54,6 @@ protected:
     MessageLog log;
     QString value;
 };
-
-TEST_F(AiSettingsModule, AFileThatIsCutShortAsItIsWrittenIsNotNoticed)
-{
-    host::writeFile(path, "dga_detect: 1\nother: 2\n");
-    const ShortFiles limit(10);
-    EXPECT_EQ(halvex::setAiConfig(path, 0, "other", "3"), 0);
-    EXPECT_EQ(host::readFile(path), "dga_detect");
-}
 
 TEST_F(AiSettingsModule, AScalarIsRead)
 {
@@ -270,6 +262,28 @@ TEST_F(AiSettingsModule, AliasesOfAliasesDoNotFillTheDisk)
     EXPECT_TRUE(isRefused(yaml, "b"));
 }
 
+TEST_F(AiSettingsModule, ALongNameOrValueMayBecomeFourTimesAsLong)
+{
+    // Each of these characters is escaped to four; the entry behind them is emitted all the same.
+    const QByteArray before(10 << 20, '\1');
+    const QByteArray after = QByteArray("\\x01").repeated(10 << 20);
+    EXPECT_TRUE(changed("a: 1\nb: 2\n", "a", before) == "a: \"" + after + "\"\nb: 2");
+    EXPECT_TRUE(changed("a: 1\n", before, "2") == "a: 1\n? \"" + after + "\"\n: 2");
+}
+
+TEST_F(AiSettingsModule, IndentationMayMakeATextLongButNotWithoutBounds)
+{
+    // Each number gets a line of its own, 400 levels deep.
+    const auto deepList = [](int numbers) {
+        return "a: 1\nlist: " + QByteArray("[").repeated(400) + QByteArray("1,").repeated(numbers) +
+               QByteArray("]").repeated(400) + '\n';
+    };
+    EXPECT_GT(changed(deepList(10000), "a", "2").size(), 8000000);
+    EXPECT_EQ(statusOf(host::readFile(path), "a"), 0);
+    EXPECT_EQ(value, "2");
+    EXPECT_TRUE(isRefused(deepList(50000), "a"));
+}
+
 TEST_F(AiSettingsModule, NestingThousandsDeepIsSurvived)
 {
     for (const QByteArray &yaml :
@@ -291,6 +305,15 @@ TEST_F(AiSettingsModule, MillionsOfNodesAreRefusedBeforeTheyTakeTheMemory)
           QByteArray("&a ").repeated(21 << 20)}) {
         EXPECT_EQ(statusOf(yaml, "a"), -1);
         EXPECT_TRUE(isRefused(yaml, "a"));
+    }
+}
+
+TEST_F(AiSettingsModule, TwoMillionBytesThatCanBeginANodeAreTheMost)
+{
+    for (const char indicator : QByteArray(",[{:-&*!?")) {
+        const QByteArray most = '#' + QByteArray(1999999, indicator) + "\na: 1\n";
+        EXPECT_EQ(statusOf(most, "a"), 0) << indicator;
+        EXPECT_EQ(statusOf('#' + QByteArray(1, indicator) + '\n' + most, "a"), -1) << indicator;
     }
 }
 
@@ -321,6 +344,23 @@ TEST_F(AiSettingsModule, AFileThatCannotBeWrittenIsNotNoticed)
     host::makeUnwritable(path);
     EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "2"), 0);
     EXPECT_EQ(host::readFile(path), "a: 1\n");
+}
+
+TEST_F(AiSettingsModule, AFailureHalfWayIsNotNoticed)
+{
+    const QByteArray text(100000, 'x');
+    const FileSizeLimit limit(60000);
+    host::writeFile(path, "a: 1\nb: 2\n");
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", text), 0);
+    EXPECT_EQ(host::readFile(path), ("a: \"" + text).left(60000));
+}
+
+TEST_F(AiSettingsModule, ADiskWithoutRoomForAByteIsNotNoticed)
+{
+    host::writeFile(path, "a: 1\n");
+    const FileSizeLimit limit(0);
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "2"), 0);
+    EXPECT_EQ(host::readFile(path), "");
 }
 
 TEST_F(AiSettingsModule, TheLongestKeyIsReadBackAndALongerOneRefused)

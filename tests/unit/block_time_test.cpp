@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "config/block_time.h"
+#include "config/settings_file.h"
+#include "support/file_size_limit.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <gtest/gtest.h>
 
@@ -146,6 +149,38 @@ TEST_F(BlockTime, AFileThatCannotBeWrittenFails)
     host::makeUnwritable(path);
     EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
     EXPECT_EQ(host::readFile(path), "TIMEOUT=\n");
+}
+
+TEST_F(BlockTime, AFileThatFailsWhileItIsReadIsNotRewritten)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
+    ASSERT_EQ(symlink("/proc/self/mem", path), 0); // opens, and then fails at its first byte
+    EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
+}
+
+TEST_F(BlockTime, AFileBeyondTheLimitIsNotRewritten)
+{
+    constexpr qint64 size = halvex::largestSettingsFile + 1;
+    host::writeFile(path, "TIMEOUT=\n");
+    ASSERT_EQ(truncate(path, size), 0);
+    EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
+    EXPECT_EQ(QFileInfo(path).size(), size);
+}
+
+TEST_F(BlockTime, AFailureHalfWayIsNotNoticed)
+{
+    const QByteArray text(100000, 'x');
+    const FileSizeLimit limit(60000);
+    EXPECT_EQ(rewritten("# first\nTIMEOUT=\n", text),
+              ("# first\nTIMEOUT=\"timeout " + text).left(60000));
+}
+
+TEST_F(BlockTime, ADiskWithoutRoomForAByteIsNotNoticed)
+{
+    host::writeFile(path, "TIMEOUT=\n");
+    const FileSizeLimit limit(0);
+    EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), 0);
+    EXPECT_EQ(host::readFile(path), "");
 }
 
 TEST_F(BlockTime, AFileOf64MiBIsReadAndWritten)

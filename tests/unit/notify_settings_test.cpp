@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "config/notify_settings.h"
+#include "support/file_size_limit.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
@@ -9,8 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -151,14 +150,19 @@ TEST_F(NotifySettingsModule, AFileThatCannotBeWrittenFails)
 TEST_F(NotifySettingsModule, AFailureHalfWayIsReported)
 {
     host::writeFile(path, original);
-    const rlimit small = {16, RLIM_INFINITY};
-    ASSERT_NE(std::signal(SIGXFSZ, SIG_IGN), SIG_ERR);
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    const int status = halvex::setNotifyConfig(path, "1", "2", "3");
-    const rlimit large = {RLIM_INFINITY, RLIM_INFINITY};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &large), 0);
-    EXPECT_EQ(status, -1);
+    const FileSizeLimit limit(16);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "1", "2", "3"), -1);
     EXPECT_EQ(host::readFile(path), "<ossec_config>\n<");
+}
+
+TEST_F(NotifySettingsModule, AFailureHalfWayThroughALongTextIsReported)
+{
+    host::writeFile(path, "<ossec_config><alerts><notify/></alerts></ossec_config>");
+    const QByteArray text(100000, 'x');
+    const FileSizeLimit limit(60000);
+    EXPECT_EQ(halvex::setNotifyConfig(path, text, "2", "3"), -1);
+    EXPECT_EQ(host::readFile(path),
+              ("<ossec_config>\n<alerts>\n<notify>\n<notify_disabled>" + text).left(60000));
 }
 
 TEST_F(NotifySettingsModule, AFileOf64MiBIsReadAndWritten)

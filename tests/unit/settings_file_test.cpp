@@ -40,6 +40,15 @@ TEST(SettingsFile, AFileThatFailsWhileItIsReadIsNot)
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
 }
 
+TEST(SettingsFile, AFileAtTheLimitIsRead)
+{
+    host::writeFile(path, "");
+    ASSERT_EQ(truncate(path, halvex::largestSettingsFile), 0);
+    const std::optional<QByteArray> content = halvex::readSettingsFile(path);
+    ASSERT_TRUE(content);
+    EXPECT_EQ(content->size(), halvex::largestSettingsFile);
+}
+
 TEST(SettingsFile, AFileBeyondTheLimitIsNotReadAndNotMentioned)
 {
     const MessageLog log;
