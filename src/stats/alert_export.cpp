@@ -64,7 +64,7 @@ bool isPlainFileNamedOnly(const fs::path &path, const FileDescriptor &entry)
 /// Opens the export file for appending, empty. Nothing open when what is there cannot be used.
 FileDescriptor openEmpty(const fs::path &path)
 {
-    // The name can come and go between the steps. Whoever keeps at that gets no export.
+    // The name can come and go between the two. Whoever keeps at that gets no export.
     constexpr int attempts = 10;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         // Where the kernel protects files in such folders, even root can use O_CREAT only where
@@ -81,17 +81,10 @@ FileDescriptor openEmpty(const fs::path &path)
         if (!entry.isOpen() || !isPlainFileNamedOnly(path, entry)) {
             return {};
         }
-        // From here on the name no longer matters: this file was nobody's but the export's.
+        // From here on the name no longer matters: this file was nobody's but the export's. One on
+        // which somebody holds a lease is not waited for, and cannot be opened.
         FileDescriptor file(open(linkTo(entry).c_str(), appending));
-        if (file.isOpen()) {
-            return ftruncate(file.get(), 0) == 0 ? std::move(file) : FileDescriptor();
-        }
-        if (errno != EWOULDBLOCK) {
-            return {};
-        }
-        // Its owner holds a lease on it and could make us wait. They keep the file, but not the
-        // name.
-        unlink(path.c_str());
+        return file.isOpen() && ftruncate(file.get(), 0) == 0 ? std::move(file) : FileDescriptor();
     }
     return {};
 }
@@ -143,10 +136,10 @@ bool appendWithinKernel(const Log &log, const FileDescriptor &output)
     posix_fadvise(log.file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     // The kernel does not take a file that is open for appending.
     fcntl(output.get(), F_SETFL, appending & ~O_APPEND);
-    lseek(output.get(), 0, SEEK_END);
     off_t remaining = log.size - 1;
     ssize_t count = 1;
     while (remaining > 0 && count > 0) {
+        lseek(output.get(), 0, SEEK_END);
         count = copy_file_range(log.file.get(), nullptr, output.get(), nullptr,
                                 static_cast<std::size_t>(remaining), 0);
         remaining -= std::max<ssize_t>(count, 0);

@@ -7,8 +7,10 @@
 // The export file lies in a folder where every user can plant whatever they like under its name,
 // and the daemon is root. So the entry is looked at without being opened, and only a plain file
 // whose one and only name this is gets reused; all further steps work on the open file. What is
-// there by the name alone is never opened, emptied or changed; the one thing that can happen to it
-// is that a file on which its owner holds a lease loses the name.
+// there by the name alone is never opened, emptied, changed or removed.
+//
+// Everyone may write to the export, also while it is being made: what they write at the same moment
+// as a long log is copied can be lost, and so can the place of what is copied.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -30,9 +32,9 @@ namespace halvex {
 /// Creates the export file, or empties the one that exists whoever owns it, and gives it the mode
 /// 0666, whatever the umask.
 ///
-/// Never waits. What is not a regular file, has other names too or has something mounted on it is
-/// left exactly as it is. A file on which somebody holds a lease loses its name to a new one. While
-/// the name keeps changing hands, ten attempts are made.
+/// Never waits. What is not a regular file, has other names too, has something mounted on it or a
+/// lease held on it is left exactly as it is. While the name comes and goes, a few attempts are
+/// made. Takes Linux 5.8, which tells what is mounted, and /proc.
 ///
 /// @return the file, open for appending; nothing open when it could not be prepared
 [[nodiscard]] FileDescriptor prepareExportFile(const QByteArray &exportPath);
@@ -41,9 +43,10 @@ namespace halvex {
 /// line feed, in the order of the walk.
 ///
 /// A log is a regular file, also one behind a symbolic link, that has the extension @p extension
-/// and is not named "alerts.log". One that cannot be opened is left out in silence. Links to
-/// directories are not entered. The first error of the walk ends it with the debug message
-/// "Filesystem error: " and its description; the first failed write (a full disk) in silence.
+/// and is not named "alerts.log". One that cannot be opened, or not without waiting, and a link to
+/// the export itself are left out in silence. Links to directories are not entered. The first error
+/// of the walk ends it with the debug message "Filesystem error: " and its description; the first
+/// failed write (a full disk) in silence.
 void appendAlertLogs(const QByteArray &alertsDirPath, const QByteArray &extension,
                      const FileDescriptor &output);
 

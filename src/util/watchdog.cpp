@@ -3,7 +3,7 @@
 
 #include "util/file_descriptor.h"
 
-#include <QByteArray>
+#include <QCoreApplication>
 
 #include <algorithm>
 #include <chrono>
@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <utility>
 
 namespace halvex {
 namespace {
@@ -25,8 +26,8 @@ QByteArray takeVariable(const char *name)
     return value;
 }
 
-/// Sends @p message to the service manager's socket @p name. One that gets lost does no harm: the
-/// next but one comes before the interval is over.
+/// Sends @p message to the service manager's socket @p name. One that gets lost is not repeated:
+/// the interval has room for that.
 void notify(QByteArray name, const QByteArray &message)
 {
     sockaddr_un address{};
@@ -40,14 +41,40 @@ void notify(QByteArray name, const QByteArray &message)
     std::copy(name.cbegin(), name.cend(), address.sun_path);
     const auto length = offsetof(sockaddr_un, sun_path) + static_cast<std::size_t>(name.size());
     const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    sendto(socket.get(), message.constData(), static_cast<std::size_t>(message.size()),
-           MSG_NOSIGNAL, reinterpret_cast<const sockaddr *>(&address),
-           static_cast<socklen_t>(length));
+    sendto(socket.get(), message.constData(), static_cast<std::size_t>(message.size()), 0,
+           reinterpret_cast<const sockaddr *>(&address), static_cast<socklen_t>(length));
 }
 
 } // namespace
 
-std::unique_ptr<QTimer> startWatchdog()
+Watchdog::Watchdog(QByteArray name, std::chrono::milliseconds interval)
+    : socketName(std::move(name)), atMostEvery(std::min(interval, milliseconds(1000)))
+{
+    sinceLastTold.start();
+    startTimer(interval);
+    QCoreApplication::instance()->installEventFilter(this);
+}
+
+bool Watchdog::eventFilter(QObject * /*receiver*/, QEvent * /*event*/)
+{
+    if (sinceLastTold.hasExpired(atMostEvery.count())) {
+        tell();
+    }
+    return false;
+}
+
+void Watchdog::timerEvent(QTimerEvent * /*event*/)
+{
+    tell();
+}
+
+void Watchdog::tell()
+{
+    notify(socketName, "WATCHDOG=1");
+    sinceLastTold.start();
+}
+
+std::unique_ptr<Watchdog> startWatchdog()
 {
     const QByteArray socketName = takeVariable("NOTIFY_SOCKET");
     const microseconds interval(takeVariable("WATCHDOG_USEC").toLongLong());
@@ -56,12 +83,9 @@ std::unique_ptr<QTimer> startWatchdog()
     if (socketName.isEmpty() || interval.count() <= 0 || !isForUs) {
         return nullptr;
     }
-    auto timer = std::make_unique<QTimer>();
-    QObject::connect(timer.get(), &QTimer::timeout,
-                     [socketName] { notify(socketName, "WATCHDOG=1"); });
-    timer->start(std::clamp(std::chrono::duration_cast<milliseconds>(interval / 2), milliseconds(1),
-                            milliseconds(INT_MAX)));
-    return timer;
+    const auto half = std::chrono::duration_cast<milliseconds>(interval / 2);
+    return std::make_unique<Watchdog>(socketName,
+                                      std::clamp(half, milliseconds(1), milliseconds(INT_MAX)));
 }
 
 } // namespace halvex

@@ -4,19 +4,46 @@
 // tool that never ends holds up everybody; only from outside can that be ended.
 #pragma once
 
-#include <QTimer>
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QObject>
 
+#include <chrono>
 #include <memory>
 
 namespace halvex {
 
-/// Starts telling the service manager that the event loop turns, if it asks for that in the
-/// environment (NOTIFY_SOCKET, WATCHDOG_USEC, WATCHDOG_PID): at half the interval it gives.
+/// Tells the service manager that the event loop turns: at every interval when nothing happens, and
+/// whenever an event is delivered, for queued calls are served one after the other, before any
+/// timer. So the time between two signs of life is that of the longest call, or little more.
+class Watchdog : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// @param socketName  where the service manager listens; "@" begins a name that is no path
+    Watchdog(QByteArray socketName, std::chrono::milliseconds interval);
+
+    bool eventFilter(QObject *receiver, QEvent *event) override;
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    void tell();
+
+    const QByteArray socketName;
+    const std::chrono::milliseconds atMostEvery;
+    QElapsedTimer sinceLastTold;
+};
+
+/// Starts the watchdog if the service manager asks for it in the environment (NOTIFY_SOCKET,
+/// WATCHDOG_USEC, WATCHDOG_PID), with half the interval that it gives.
 ///
 /// Takes the three variables out of the environment in any case, so that no child speaks in the
 /// daemon's name. Never blocks; logs nothing.
 ///
-/// @return what keeps telling for as long as it lives; null when nothing is asked for
-[[nodiscard]] std::unique_ptr<QTimer> startWatchdog();
+/// @return what tells for as long as it lives; null when nothing is asked for
+[[nodiscard]] std::unique_ptr<Watchdog> startWatchdog();
 
 } // namespace halvex

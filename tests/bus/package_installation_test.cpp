@@ -479,4 +479,15 @@ TEST_F(UpgradeServiceProxy, WithoutABusThereIsNone)
     EXPECT_EQ(log.messages(), QStringList{"debug: no found SystemUpdateInterface"});
 }
 
+TEST_F(UpgradeServiceProxy, ARejectedListIsAWarningAndIsJudgedBeforeTheProxyIsMissed)
+{
+    const MessageLog log;
+    EXPECT_EQ(halvex::installPackages(nullptr, {"bash"}), -1);
+    ASSERT_EQ(log.messages().size(), 2);
+    EXPECT_TRUE(log.messages()[0].startsWith("warning: Installation rejected: "));
+    EXPECT_EQ(log.messages()[1], "warning: Invalid package list: (\"bash\")");
+    EXPECT_EQ(halvex::installPackages(nullptr, {"halvex-net-ai"}), -1);
+    EXPECT_EQ(log.messages().last(), "debug: no found SystemUpdateInterface");
+}
+
 } // namespace

@@ -300,16 +300,22 @@ private:
     pid_t process = -1;
 };
 
-TEST_P(PlantedExport, ALeaseIsNotWaitedFor)
+TEST_P(PlantedExport, ALeaseIsNotWaitedForAndTheFileLeftAsItIs)
 {
     for (const int lease : {F_RDLCK, F_WRLCK}) {
         host::writeFile(exportPath, "old\n", 0600);
         ASSERT_EQ(chown(exportPath, user::ordinary, user::ordinary), 0);
-        const LeaseHolder holder(lease);
+        {
+            const LeaseHolder holder(lease);
+            const struct stat before = look(exportPath);
+            EXPECT_EQ(call("generateLogFile", {}, Caller{user::ordinary}), (Reply{-1}));
+            expectSame(before, look(exportPath));
+            // The kernel would take the lease away from one who lets others wait for too long.
+            EXPECT_TRUE(host::readFile("/proc/locks").contains("LEASE  BREAKING"))
+                << host::readFile("/proc/locks").constData();
+        }
+        EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
         expectExport();
-        // The kernel would take the lease away from one who lets others wait for too long.
-        EXPECT_TRUE(host::readFile("/proc/locks").contains("LEASE  BREAKING"))
-            << host::readFile("/proc/locks").constData();
         ASSERT_EQ(unlink(exportPath), 0);
     }
 }

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "support/command.h"
+#include "support/host_files.h"
 #include "support/printing.h"
 
 #include <QDir>
 #include <QDirIterator>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
@@ -21,6 +23,69 @@ QStringList filesBelow(const QString &folder)
     return files;
 }
 
+/// The lines of a file of settings, without comments, document types and empty ones.
+QStringList linesOf(const QString &path)
+{
+    QString text = host::readFile(path);
+    text.remove(QRegularExpression("<!.*?>\n", QRegularExpression::DotMatchesEverythingOption));
+    QStringList lines;
+    for (const QString &line : text.split('\n')) {
+        if (!line.trimmed().isEmpty() && !line.startsWith('#')) {
+            lines << line.trimmed();
+        }
+    }
+    return lines;
+}
+
+TEST(Installation, LetsOnlyRootBeTheDaemonAndEverybodyCallIt)
+{
+    EXPECT_EQ(linesOf(SOURCE "/data/com.norva.halvex.desktop.conf"),
+              (QStringList{"<busconfig>", "<policy user=\"root\">",
+                           "<allow own=\"com.norva.halvex.desktop\"/>", "</policy>",
+                           "<policy context=\"default\">",
+                           "<allow send_destination=\"com.norva.halvex.desktop\"/>", "</policy>",
+                           "</busconfig>"}));
+}
+
+TEST(Installation, HasTheDaemonActivatedThroughSystemdAlone)
+{
+    EXPECT_EQ(linesOf(SOURCE "/data/com.norva.halvex.desktop.service"),
+              (QStringList{"[D-BUS Service]", "Name=com.norva.halvex.desktop", "Exec=/bin/false",
+                           "User=root", "SystemdService=halvex-desktop-daemon.service"}));
+}
+
+TEST(Installation, HasAUnitOfWhichEachLineIsMeant)
+{
+    EXPECT_EQ(
+        linesOf(SOURCE "/data/halvex-desktop-daemon.service.in"),
+        (QStringList{
+            "[Unit]",
+            "Description=Root daemon behind the desktop front end of the host-security suite",
+            "Documentation=man:halvex-desktop-daemon(8) man:com.norva.halvex.desktop(5)",
+            "[Service]",
+            "Type=dbus",
+            "BusName=com.norva.halvex.desktop",
+            "ExecStart=@libexecdir@/halvex-desktop-daemon",
+            "Restart=on-failure",
+            "KillMode=process",
+            "OOMPolicy=continue",
+            "WatchdogSec=5min",
+            "WatchdogSignal=SIGKILL",
+            "Environment=PATH=/usr/sbin:/usr/bin:/sbin:/bin",
+            "Environment=QT_LOGGING_RULES=default.debug=false",
+            "LockPersonality=yes",
+            "ProtectClock=yes",
+            "DeviceAllow=char-* rwm",
+            "DeviceAllow=block-* rwm",
+            "SystemCallArchitectures=native",
+            "SystemCallFilter=~@clock @cpu-emulation @obsolete @raw-io @reboot @swap",
+            "SystemCallErrorNumber=EPERM",
+            "CapabilityBoundingSet=~CAP_AUDIT_CONTROL CAP_AUDIT_READ CAP_BLOCK_SUSPEND CAP_LEASE "
+            "CAP_MAC_ADMIN",
+            "CapabilityBoundingSet=~CAP_MAC_OVERRIDE CAP_SYS_BOOT CAP_SYS_PACCT CAP_SYS_RAWIO",
+            "CapabilityBoundingSet=~CAP_SYS_TTY_CONFIG CAP_SYSLOG"}));
+}
+
 TEST(Installation, PutsEachFileWhereItsUsersLook)
 {
     const auto result = host::run({CMAKE, "--install", BUILD, "--prefix", "/srv/prefix"});
@@ -36,6 +101,8 @@ TEST(Installation, PutsEachFileWhereItsUsersLook)
                      "/share/man/man5/com.norva.halvex.desktop.5",
                      "/share/man/man8/halvex-desktop-daemon.8"}));
     EXPECT_TRUE(QFileInfo("/srv/prefix/libexec/halvex-desktop-daemon").isExecutable());
+    EXPECT_TRUE(linesOf("/srv/prefix/lib/systemd/system/halvex-desktop-daemon.service")
+                    .contains("ExecStart=/srv/prefix/libexec/halvex-desktop-daemon"));
 }
 
 TEST(Installation, CanBeStaged)

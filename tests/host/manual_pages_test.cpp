@@ -36,6 +36,7 @@ TEST(ManualPages, AreWellFormed)
     for (const char *page : {"halvex-desktop-daemon.8", "com.norva.halvex.desktop.5"}) {
         const auto result =
             host::run({"mandoc", "-T", "lint", "-W", "style", DOC "/" + QString(page)});
+        EXPECT_LE(result.exitCode, 1) << result.errors.constData();
         for (const QByteArray &line : result.output.split('\n')) {
             // The pages of other programs need not be installed here.
             EXPECT_TRUE(line.isEmpty() || line.contains("referenced manual not found"))
@@ -64,7 +65,33 @@ TEST(ManualPages, HaveEachMethodAndSignalAsItIs)
     EXPECT_EQ(documented, expected);
 }
 
-TEST(ManualPages, NameTheFilesThatAreInstalled)
+TEST(ManualPages, CallEachMethodWithItsSignature)
+{
+    const InterfaceDescription description = readInterfaceDescription();
+    QStringList called;
+    const QStringList lines = linesOf("com.norva.halvex.desktop.5");
+    for (const QString &line : lines) {
+        if (line.startsWith("CALL ")) {
+            QString signature = line.section(' ', 2, 2);
+            const Member *method = description.method(line.section(' ', 1, 1));
+            ASSERT_NE(method, nullptr) << qPrintable(line);
+            QString expected;
+            for (const Argument &argument : method->in) {
+                expected += argument.type;
+            }
+            EXPECT_EQ(signature.remove('\''), expected) << qPrintable(line);
+            called << method->name;
+        }
+    }
+    for (const Member &method : description.methods) {
+        EXPECT_TRUE(called.contains(method.name)) << qPrintable(method.name);
+    }
+    const QString text = lines.join('\n');
+    EXPECT_TRUE(text.contains(description.name));
+    EXPECT_TRUE(text.contains("/com/norva/halvex/desktop\n"));
+}
+
+TEST(ManualPages, NameTheFilesAndTheFrontEnds)
 {
     const QString text = linesOf("halvex-desktop-daemon.8").join('\n');
     for (const char *path :

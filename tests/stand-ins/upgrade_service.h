@@ -94,7 +94,6 @@ public slots:
         service.errorText = text;
     }
 
-    void staySilent() { service.answer = UpgradeService::Answer::Silence; }
     void leaveWhenCalled() { service.answer = UpgradeService::Answer::Departure; }
 
     /// The packages of the last request.
