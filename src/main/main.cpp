@@ -30,6 +30,7 @@ int main(int argc, char **argv)
 
     // Destroyed in the reverse order, the bus handle first.
     const QCoreApplication application(argc, argv);
+    // cppcheck-suppress unreadVariable // it works for as long as it lives
     const auto watchdog = halvex::startWatchdog();
     const auto service = std::make_unique<halvexDesktopDaemonService>();
     const auto adapter = std::make_unique<halvexDesktopDaemonAdapter>(service.get());
