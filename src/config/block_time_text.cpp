@@ -7,7 +7,7 @@ namespace halvex {
 
 bool isTimeoutLine(const QString &line)
 {
-    return line.startsWith("TIMEOUT=");
+    return line.startsWith(QLatin1String("TIMEOUT=")); // no allocation: it is asked of every line
 }
 
 int parseTimeoutValue(const QString &line)

@@ -28,6 +28,12 @@ namespace {
 const QString configPath = "/tmp/intervention.conf";
 const QString blockTimePath = "/tmp/.block_time";
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::uint64_t usualCases = 10000;
+#else
+constexpr std::uint64_t usualCases = 40000;
+#endif
+
 std::uint64_t fromEnvironment(const char *name, std::uint64_t otherwise)
 {
     if (!qEnvironmentVariableIsSet(name)) {
@@ -209,7 +215,7 @@ TEST(InterventionSettings, RandomCallsDoWhatTheModelSays)
     ASSERT_EQ(QTextCodec::codecForLocale()->name(), "UTF-8");
     ASSERT_NE(std::signal(SIGALRM, reportEndlessCall), SIG_ERR);
     const std::uint64_t seed = fromEnvironment("HALVEX_TEST_SEED", 20160423);
-    const std::uint64_t cases = fromEnvironment("HALVEX_TEST_CASES", 40000);
+    const std::uint64_t cases = fromEnvironment("HALVEX_TEST_CASES", usualCases);
     const int openFilesBefore = openFiles();
 
     Random random(seed);

@@ -306,6 +306,9 @@ protected:
 
     void exportWhile(std::function<void()> swap, int rounds = 100000)
     {
+#ifdef __SANITIZE_ADDRESS__ // looks for other mistakes than these moments
+        rounds /= 10;
+#endif
         const Swapper swapper(std::move(swap));
         for (int round = 0; round < rounds; ++round) {
             const int status = halvex::generateLogFile(alerts, exportPath);

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+//
+// Measures two things in turns, so that whatever else the machine does befalls both.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <vector>
+
+namespace bench {
+
+using Action = std::function<void()>;
+
+/// How many seconds @p action takes.
+inline double secondsOf(const Action &action)
+{
+    const auto start = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+inline double medianOf(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+/// Prints a row of the table: what is measured, our figure, the reference's, and their ratio.
+inline void printRow(const char *what, double ours, double reference, const char *goal)
+{
+    std::printf("| %s | %.3f ms | %.3f ms | %.2f | %s |\n", what, ours * 1e3, reference * 1e3,
+                ours / reference, goal);
+    std::fflush(stdout);
+}
+
+/// Runs both actions @p rounds times in turns, each after @p prepare, and prints their medians.
+inline void compare(
+    const char *what, int rounds, const Action &ours, const Action &reference, const char *goal,
+    const Action &prepare = [] {})
+{
+    std::vector<double> ourTimes;
+    std::vector<double> referenceTimes;
+    for (int round = 0; round < rounds; ++round) {
+        prepare();
+        ourTimes.push_back(secondsOf(ours));
+        prepare();
+        referenceTimes.push_back(secondsOf(reference));
+    }
+    printRow(what, medianOf(ourTimes), medianOf(referenceTimes), goal);
+}
+
+} // namespace bench

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: MIT
+//
+// The modules by themselves, beside the tools and libraries that do the same bare work.
+#include "bench.h"
+#include "config/ai_settings.h"
+#include "config/intervention_settings.h"
+#include "config/notify_settings.h"
+#include "security/caller_environment.h"
+#include "stats/alert_export.h"
+#include "stats/event_counter.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <pugixml.hpp>
+#include <yaml-cpp/yaml.h>
+
+#include <fstream>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+void write(const QString &path, const QByteArray &content)
+{
+    QDir().mkpath(path.section('/', 0, -2));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+        std::exit(1);
+    }
+}
+
+void run(const std::vector<const char *> &command, const char *output)
+{
+    if (fork() == 0) {
+        if (std::freopen(output, "w", stdout) == nullptr) {
+            _exit(1);
+        }
+        execvp(command[0], const_cast<char *const *>(command.data()));
+        _exit(1);
+    }
+    int status = 0;
+    if (wait(&status) < 0 || status != 0) {
+        std::exit(1);
+    }
+}
+
+void measureExport(const char *what, int count, int size, int rounds)
+{
+    const QString folder = "/srv/bench/alerts";
+    QDir(folder).removeRecursively();
+    const QByteArray line = QByteArray(127, 'x') + '\n';
+    for (int i = 0; i < count; ++i) {
+        write(QString("%1/%2/%3.log").arg(folder).arg(i % 50).arg(i), line.repeated(size / 128));
+    }
+    const char *output = "/srv/bench/export.log";
+    bench::compare(
+        what, rounds,
+        [&] {
+            if (halvex::generateLogFile(folder, output) != 0) {
+                std::exit(1);
+            }
+        },
+        [&] {
+            run({"find", "/srv/bench/alerts", "-name", "*.log", "-exec", "cat", "{}", "+", nullptr},
+                output);
+        },
+        "1.0",
+        [&] {
+            unlink(output);
+            sync();
+        });
+    QDir(folder).removeRecursively();
+    unlink(output);
+}
+
+void measureAiSettings()
+{
+    const QString path = "/srv/bench/config.yaml";
+    QByteArray yaml = "dga_detect: 1\nlist:\n";
+    for (int i = 0; yaml.size() < (1 << 20); ++i) {
+        yaml += "  entry" + QByteArray::number(i) + ":\n    threshold: 80\n    name: \"engine\"\n";
+    }
+    write(path, yaml);
+    QString value;
+    const auto load = [&] { return YAML::LoadFile(path.toStdString()); };
+    bench::compare(
+        "AI settings read, 1 MiB of YAML", 9,
+        [&] { static_cast<void>(halvex::getAiConfig(path, 0, "dga_detect", value)); },
+        [&] { static_cast<void>(load()["dga_detect"].as<std::string>()); }, "1.1");
+    bench::compare(
+        "AI settings written, 1 MiB of YAML", 9,
+        [&] { static_cast<void>(halvex::setAiConfig(path, 0, "dga_detect", "2")); },
+        [&] {
+            YAML::Node root = load();
+            root["dga_detect"] = "2";
+            YAML::Emitter emitter;
+            emitter << root;
+            std::ofstream(path.toStdString()) << emitter.c_str();
+        },
+        "1.1", [&] { write(path, yaml); });
+}
+
+void measureNotifySettings()
+{
+    const QString path = "/srv/bench/ossec.conf";
+    const QByteArray rule = "<rule id=\"1\"><match>a b c</match><level>3</level></rule>\n";
+    write(path, "<ossec_config><alerts><notify><notify_fold>1</notify_fold></notify></alerts>\n" +
+                    rule.repeated((16 << 20) / rule.size()) + "</ossec_config>\n");
+    QString first;
+    QString second;
+    QString third;
+    bench::compare(
+        "notification settings read, 16 MiB of XML", 9,
+        [&] { static_cast<void>(halvex::getNotifyConfig(path, first, second, third)); },
+        [&] {
+            pugi::xml_document document;
+            document.load_file(path.toUtf8().constData());
+        },
+        "1.1");
+    bench::compare(
+        "notification settings written, 16 MiB of XML", 9,
+        [&] { static_cast<void>(halvex::setNotifyConfig(path, "1", "2", "3")); },
+        [&] {
+            pugi::xml_document document;
+            document.load_file(path.toUtf8().constData());
+            document.save_file(path.toUtf8().constData(), "", pugi::format_no_declaration);
+        },
+        "1.1");
+}
+
+/// Prints what a MiB costs at 64 MiB beside what it costs at 1 MiB.
+void measureGrowth(const char *what, const std::function<void(int mebibytes)> &prepare,
+                   const bench::Action &action)
+{
+    const auto costOf = [&](int mebibytes) {
+        prepare(mebibytes);
+        std::vector<double> times;
+        for (int round = 0; round < 5; ++round) {
+            times.push_back(bench::secondsOf(action) / mebibytes);
+        }
+        return bench::medianOf(times);
+    };
+    const double small = costOf(1);
+    bench::printRow(what, costOf(64), small, "constant");
+}
+
+void measureGrowths()
+{
+    const QString path = "/srv/bench/file";
+    QString value;
+    measureGrowth(
+        "intervention field read, a MiB of 64, beside the one of 1",
+        [&](int mebibytes) {
+            write(path, "action \"a\"\n" + QByteArray("x = \"1\"\n").repeated(mebibytes << 17) +
+                            "last = \"1\"\n");
+        },
+        [&] { static_cast<void>(halvex::getInterventionConfig(path, "", "a", "last", value)); });
+    measureGrowth(
+        "intervention field written, a MiB of 64, beside the one of 1",
+        [&](int mebibytes) {
+            write(path, "action \"a\"\n" + QByteArray("x = \"1\"\n").repeated(mebibytes << 17) +
+                            "last = \"1\"\n");
+        },
+        [&] { static_cast<void>(halvex::setInterventionConfig(path, "", "a", "last", "2")); });
+    measureGrowth(
+        "event total, a MiB of 64, beside the one of 1",
+        [&](int mebibytes) {
+            write(path, QByteArray("events_dropped='0'\n").repeated((mebibytes << 20) / 19) +
+                            "events_processed='1'\n");
+        },
+        [&] { static_cast<void>(halvex::getEventTotalCount(path, value)); });
+    QByteArray block;
+    measureGrowth(
+        "a caller's environment judged, a KiB of 1 MiB, beside the one of 16 KiB",
+        [&](int mebibytes) {
+            block = (QByteArray("NAME_OF_A_VARIABLE=") + QByteArray(85, 'x') + '\0')
+                        .repeated((mebibytes << 20) / 64 / 105);
+        },
+        [&] { static_cast<void>(halvex::holdsForbiddenName(halvex::environmentEntries(block))); });
+}
+
+} // namespace
+
+int main()
+{
+    measureExport("alert export, 1 GiB in 2,000 files", 2000, 1 << 19, 7);
+    measureExport("alert export, 100,000 small files", 100000, 384, 5);
+    measureAiSettings();
+    measureNotifySettings();
+    measureGrowths();
+}
