@@ -31,7 +31,8 @@ protected:
         host::writeStandIn("/usr/bin/pellmar");
     }
 
-    /// The last warning about a refused name and nothing that the name check does not know.
+    /// Holds @p messages against the two warnings of a refused name: the reason, whose list of
+    /// allowed names has no order, and the refusal.
     static void expectNameWarnings(const QStringList &messages, const QString &first,
                                    const QString &second)
     {
