@@ -29,8 +29,10 @@ public slots:
         static_cast<void>(environment.open(QIODevice::ReadOnly));
         const QList<QByteArray> entries = environment.readAll().split('\0');
         for (const char *name : {"user", "mnt", "pid"}) {
-            if (QFile::symLinkTarget(QString("/proc/1/ns/") + name) !=
-                QFile::symLinkTarget(process + "ns/" + name)) {
+            const auto linkOf = [name](const QString &of) {
+                return QFile::symLinkTarget(of + "ns/" + name).section('/', -1);
+            };
+            if (linkOf("/proc/1/") != linkOf(process)) {
                 return -999;
             }
         }
