@@ -10,13 +10,14 @@
 #include <yaml-cpp/eventhandler.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstring>
 #include <exception>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace halvex {
@@ -24,19 +25,21 @@ namespace {
 
 constexpr int knownType = 0;
 
+/// Tells whether @p byte can begin a node, wherever it stands.
+constexpr bool isIndicator(char byte)
+{
+    return byte == ',' || byte == '[' || byte == '{' || byte == ':' || byte == '-' || byte == '&' ||
+           byte == '*' || byte == '!' || byte == '?';
+}
+
 /// The bytes of a YAML file as the library takes them.
 ///
 /// The library needs up to half a kilobyte for each node, and everybody may have the file read: one
-/// with millions of bytes that can begin a node is refused, wherever they stand in it, before it
-/// takes the host's memory.
+/// with millions of bytes that can begin a node is refused before it takes the host's memory.
 std::string textOf(const QByteArray &content)
 {
-    constexpr std::string_view indicators = ",[{:-&*!?";
     constexpr int mostIndicators = 2'000'000;
-    const auto count = std::count_if(content.begin(), content.end(), [&](char byte) {
-        return indicators.find(byte) != std::string_view::npos;
-    });
-    if (count > mostIndicators) {
+    if (std::count_if(content.begin(), content.end(), isIndicator) > mostIndicators) {
         throw std::length_error("too many nodes");
     }
     return content.toStdString();
@@ -63,6 +66,34 @@ public:
     void OnMapEnd() override {}
 };
 
+/// Tells whether the document with @p root is all that @p text holds, as is quickly seen in most
+/// files: a block map at the left margin ends at a line that begins like a border of documents or
+/// a directive, and nowhere else.
+bool isSurelyAlone(const YAML::Node &root, const std::string &text)
+{
+    constexpr std::array<const char *, 3> ends{"---", "...", "%"};
+    if (root.Style() != YAML::EmitterStyle::Block || root.size() == 0) {
+        return false;
+    }
+    const YAML::Node firstKey = root.begin()->first;
+    // Only in UTF-16 or UTF-32, or in a file that is no text, are there NULs.
+    if (!firstKey.IsScalar() || firstKey.Mark().column != 0 ||
+        text.find('\0') != std::string::npos) {
+        return false;
+    }
+    // The mark counts characters, so it is never behind the key's first byte.
+    std::size_t lineBreak = std::size_t(firstKey.Mark().pos);
+    while ((lineBreak = text.find_first_of("\r\n", lineBreak)) != std::string::npos) {
+        ++lineBreak;
+        if (std::any_of(ends.begin(), ends.end(), [&](const char *end) {
+                return text.compare(lineBreak, std::strlen(end), end) == 0;
+            })) {
+            return false;
+        }
+    }
+    return true;
+}
+
 /// Tells whether anything follows the first document in @p text. The library's own way to read all
 /// documents never ends where what follows is malformed.
 bool holdsSeveralDocuments(const std::string &text)
@@ -80,7 +111,8 @@ YAML::Node changeableRoot(const QByteArray &content)
 {
     const std::string text = textOf(content);
     YAML::Node root = YAML::Load(text);
-    if (!(root.IsMap() || root.IsNull()) || holdsSeveralDocuments(text)) {
+    if (!(root.IsMap() || root.IsNull()) ||
+        (!isSurelyAlone(root, text) && holdsSeveralDocuments(text))) {
         throw std::invalid_argument("no single map");
     }
     return root;
@@ -101,8 +133,12 @@ constexpr std::size_t longestTextFrom(std::size_t size)
 std::string withSetting(const QByteArray &content, const std::vector<std::string> &components,
                         const std::string &value)
 {
+    const YAML::Node root = changeableRoot(content);
     const YAML::Node changed(YAML::NodeType::Map);
-    setNestedValue(changed, changeableRoot(content), components, value, 0);
+    // It is not in there. But with this the new tree's memory joins the large one's; an insertion
+    // would do it the other way round, which takes as long as a tenth of all the rest.
+    static_cast<void>(root[changed]);
+    setNestedValue(changed, root, components, value, 0);
     std::size_t size = std::size_t(content.size()) + value.size();
     for (const std::string &component : components) {
         size += component.size();

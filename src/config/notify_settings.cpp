@@ -10,14 +10,15 @@
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <utility>
 
 namespace halvex {
 
 int getNotifyConfig(const QString &path, QString &notifyDisabled, QString &notifyTimeout,
                     QString &notifyFold)
 {
-    const std::optional<QByteArray> xml = readSettingsFile(path);
-    const std::optional<NotifyValues> values = xml ? notifyValuesIn(*xml) : std::nullopt;
+    std::optional<QByteArray> xml = readSettingsFile(path);
+    const std::optional<NotifyValues> values = xml ? notifyValuesIn(std::move(*xml)) : std::nullopt;
     if (!values) {
         return -1;
     }
@@ -33,12 +34,12 @@ int getNotifyConfig(const QString &path, QString &notifyDisabled, QString &notif
 int setNotifyConfig(const QString &path, const QString &notifyDisabled,
                     const QString &notifyTimeout, const QString &notifyFold)
 {
-    const std::optional<QByteArray> xml = readSettingsFile(path);
+    std::optional<QByteArray> xml = readSettingsFile(path);
     if (!xml) {
         return -1;
     }
     const std::optional<QByteArray> changed = withNotifyValues(
-        *xml, {notifyDisabled.toUtf8(), notifyTimeout.toUtf8(), notifyFold.toUtf8()});
+        std::move(*xml), {notifyDisabled.toUtf8(), notifyTimeout.toUtf8(), notifyFold.toUtf8()});
     if (!changed) {
         return -1;
     }

@@ -12,13 +12,13 @@ namespace {
 constexpr std::array<const char *, 3> elementNames{"notify_disabled", "notify_timeout",
                                                    "notify_fold"};
 
-/// Parses @p xml into @p document.
+/// Parses @p xml into @p document, whose texts then lie in @p xml.
 ///
 /// @return the element with the three settings; a null node when there is none
-pugi::xml_node loadNotify(pugi::xml_document &document, const QByteArray &xml)
+pugi::xml_node loadNotify(pugi::xml_document &document, QByteArray &xml)
 {
-    if (!document.load_buffer(xml.constData(), std::size_t(xml.size()), pugi::parse_default,
-                              pugi::encoding_auto)) {
+    if (!document.load_buffer_inplace(xml.data(), std::size_t(xml.size()), pugi::parse_default,
+                                      pugi::encoding_auto)) {
         return {};
     }
     return document.child("ossec_config").child("alerts").child("notify");
@@ -37,7 +37,7 @@ public:
 
 } // namespace
 
-std::optional<NotifyValues> notifyValuesIn(const QByteArray &xml)
+std::optional<NotifyValues> notifyValuesIn(QByteArray xml)
 {
     pugi::xml_document document;
     const pugi::xml_node notify = loadNotify(document, xml);
@@ -51,7 +51,7 @@ std::optional<NotifyValues> notifyValuesIn(const QByteArray &xml)
     return values;
 }
 
-std::optional<QByteArray> withNotifyValues(const QByteArray &xml, const NotifyValues &values)
+std::optional<QByteArray> withNotifyValues(QByteArray xml, const NotifyValues &values)
 {
     pugi::xml_document document;
     pugi::xml_node notify = loadNotify(document, xml);

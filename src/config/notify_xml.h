@@ -23,7 +23,7 @@ using NotifyValues = std::array<QByteArray, 3>;
 ///
 /// @return the first text of each setting's element, empty where element or text is missing;
 ///         nothing when the document is malformed or has no notify element
-[[nodiscard]] std::optional<NotifyValues> notifyValuesIn(const QByteArray &xml);
+[[nodiscard]] std::optional<NotifyValues> notifyValuesIn(QByteArray xml);
 
 /// The document @p xml with the three settings set to @p values.
 ///
@@ -31,7 +31,7 @@ using NotifyValues = std::array<QByteArray, 3>;
 /// alone, each element on a line of its own: comments, declarations and layout are gone.
 ///
 /// @return nothing when the document is malformed, has no notify element, or a value is empty
-[[nodiscard]] std::optional<QByteArray> withNotifyValues(const QByteArray &xml,
+[[nodiscard]] std::optional<QByteArray> withNotifyValues(QByteArray xml,
                                                          const NotifyValues &values);
 
 } // namespace halvex

@@ -230,6 +230,22 @@ TEST_F(AiSettingsModule, OfSeveralDocumentsTheFirstIsReadAndNoneWritten)
     EXPECT_EQ(changed("--- # one\na: 1\n...\n", "a", "2"), "a: 2");
 }
 
+TEST_F(AiSettingsModule, WhatFollowsTheFirstDocumentInAnyWayIsNotLost)
+{
+    for (const char *yaml :
+         {"a: 1\n...\nb: 2\n", "a: 1\r---\rb: 2\n", "a: 1\r\n--- b\r\n", "# ä\na: 1\n---\nb: 2\n",
+          "a: 1\n%YAML 1.2\n---\nb: 2\n", "? \n---\nb: 2\n", "{a: 1}\nb: 2\n",
+          "!!map\n  a: 1\nb: 2\n", " a: 1\nb: 2\n", "a: |\n  text\n---\nb: 2\n"}) {
+        EXPECT_TRUE(isRefused(yaml, "a")) << yaml;
+    }
+    QByteArray utf16 = "\xff\xfe";
+    for (const char byte : QByteArray("a: 1\n---\nb: 2\n")) {
+        utf16 += QByteArray(1, byte) + '\0';
+    }
+    EXPECT_TRUE(isRefused(utf16, "a"));
+    EXPECT_EQ(changed("a: 1 # ---\nb: \"---\"\n", "a", "2"), "a: 2\nb: \"---\"");
+}
+
 TEST_F(AiSettingsModule, KeysOfAnyKindAreSurvived)
 {
     const QByteArray yaml = "? {a: b}\n: 1\n? [c]\n: 2\n? ~\n: 3\nd: 4\n";
