@@ -1,27 +1,41 @@
 // SPDX-License-Identifier: MIT
 //
-// Round trips over the bus, by a program that stands where a front end does. Takes the number of
-// rounds.
+// Calls over the bus, by a program that stands where a front end does, beside those to bare
+// services.
+//
+//   calls                         the table's rows of calls
+//   calls one STATUS              the seconds that one call takes which gives that status
+//   calls environment KIB         a row of calls from a process with an environment of that size
 #include "bench.h"
 #include "dbus/bus_names.h"
+#include "dbus/detect_type.h"
 
 #include <QCoreApplication>
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QFile>
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
-constexpr int callsInARound = 200;
+constexpr int rounds = 15;
+constexpr int callsInARound = 100;
 
-/// Makes a round of calls that must all give @p status.
-bench::Action round(const QDBusMessage &message, int status)
+/// Makes a round of calls whose answers must all begin with @p first.
+bench::Action roundOf(const QDBusMessage &message, const QVariant &first)
 {
-    return [message, status] {
+    return [message, first] {
         for (int call = 0; call < callsInARound; ++call) {
             const auto reply = QDBusConnection::systemBus().call(message);
-            if (reply.arguments().value(0, INT_MIN).toInt() != status) {
+            if (first.isValid() ? reply.arguments().value(0) != first
+                                : reply.type() != QDBusMessage::ReplyMessage) {
                 std::fprintf(stderr, "%s: %s\n", qPrintable(message.member()),
                              qPrintable(reply.errorMessage()));
                 std::exit(1);
@@ -39,33 +53,149 @@ QDBusMessage callOf(const char *method, const QVariantList &arguments = {})
     return message;
 }
 
+QDBusMessage callOfBareService(const char *name)
+{
+    return QDBusMessage::createMethodCall(name, "/bench", "bench.bare", "getEventTotalCount");
+}
+
+/// May an ordinary user's process do something that takes an administrator? As other daemons ask.
+QDBusMessage authorizationOf(pid_t process, uint user)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        "org.freedesktop.PolicyKit1", "/org/freedesktop/PolicyKit1/Authority",
+        "org.freedesktop.PolicyKit1.Authority", "CheckAuthorization");
+    QDBusArgument subject;
+    subject.beginStructure();
+    subject << QString("unix-process")
+            << QVariantMap{{"pid", uint(process)}, {"uid", user}, {"start-time", qulonglong(0)}};
+    subject.endStructure();
+    QDBusArgument noDetails;
+    noDetails.beginMap(QMetaType::QString, QMetaType::QString);
+    noDetails.endMap();
+    message.setArguments({QVariant::fromValue(subject), "org.freedesktop.policykit.exec",
+                          QVariant::fromValue(noDetails), uint(0), ""});
+    return message;
+}
+
+/// Starts a process of an ordinary user's, which is there as long as this one.
+pid_t startProcessOf(uint user)
+{
+    int untilTheEnd[2];
+    if (pipe(untilTheEnd) != 0) {
+        std::exit(1);
+    }
+    const pid_t process = fork();
+    if (process == 0) {
+        close(untilTheEnd[1]);
+        char byte = 0;
+        _exit(setuid(user) == 0 && read(untilTheEnd[0], &byte, 1) == 0 ? 0 : 1);
+    }
+    return process;
+}
+
+void printRows()
+{
+    const auto call = roundOf(callOf("getEventTotalCount"), 0);
+    bench::compare("100 calls of getEventTotalCount, against a bare QtDBus service", rounds, call,
+                   roundOf(callOfBareService("bench.bare"), 0), "1.05");
+    bench::compare("100 calls of getEventTotalCount, against a bare sd-bus service in C", rounds,
+                   call, roundOf(callOfBareService("bench.sdbus"), 0), "1.15");
+    constexpr uint nobody = 65534;
+    bench::compare("100 calls of getEventTotalCount, against polkit's CheckAuthorization", rounds,
+                   call, roundOf(authorizationOf(startProcessOf(nobody), nobody), {}), "0.85");
+    bench::compare(
+        "100 calls of getEventTotalCount, against popen of the status tool alone", rounds, call,
+        [] {
+            for (int i = 0; i < callsInARound; ++i) {
+                std::FILE *tool = popen("/usr/sbin/getstatus", "re");
+                std::array<char, 1024> line{};
+                while (std::fgets(line.data(), line.size(), tool) != nullptr) {
+                }
+                pclose(tool);
+            }
+        },
+        "");
+    const DetectType engine;
+    const QVariant type = QVariant::fromValue(engine);
+    const auto compareWithReading = [](const char *what, const QDBusMessage &change,
+                                       const QDBusMessage &reading) {
+        bench::compare(what, rounds, roundOf(change, 0), roundOf(reading, 0), "1.15");
+    };
+    compareWithReading("100 calls of setNotifyConfig, against getNotifyConfig",
+                       callOf("setNotifyConfig", {"0", "30", "1"}), callOf("getNotifyConfig"));
+    compareWithReading("100 calls of setInterventionConfig, against getInterventionConfig",
+                       callOf("setInterventionConfig", {"block", "timeout", "30"}),
+                       callOf("getInterventionConfig", {"block", "timeout"}));
+    compareWithReading("100 calls of setAiConfig, against getAiConfig",
+                       callOf("setAiConfig", {type, "detect.threshold", "80"}),
+                       callOf("getAiConfig", {type, "detect.threshold"}));
+}
+
+/// Prints what one call takes that gives @p status, for whoever compares.
+void printSecondsOfOne(int status)
+{
+    std::vector<double> times;
+    times.reserve(rounds);
+    for (int i = 0; i < rounds; ++i) {
+        times.push_back(bench::secondsOf(roundOf(callOf("getEventTotalCount"), status)));
+    }
+    std::printf("%.9f\n", bench::medianOf(times) / callsInARound);
+}
+
+/// Becomes the same program with an environment of @p size KiB, ten variables in each.
+void startWithEnvironmentOf(int size, char **arguments)
+{
+    std::vector<std::string> variables;
+    for (int i = 0; i < size * 10; ++i) {
+        std::string variable = "VARIABLE" + std::to_string(i) + '=';
+        variable.resize(i % 10 < 4 ? 102 : 101, 'x'); // 10 with their NULs are 1,024 bytes
+        variables.push_back(variable);
+    }
+    std::vector<char *> environment;
+    for (std::string &variable : variables) {
+        environment.push_back(variable.data());
+    }
+    environment.push_back(nullptr);
+    execve("/proc/self/exe", arguments, environment.data());
+    std::perror("execve");
+    std::exit(1);
+}
+
+void printRowOfEnvironment(int size)
+{
+    const std::string what =
+        "100 calls with an environment of " + std::to_string(size) + " KiB, against reading it";
+    bench::compare(
+        what.c_str(), rounds, roundOf(callOf("getEventTotalCount"), 0),
+        [] {
+            for (int i = 0; i < callsInARound; ++i) {
+                QFile environment("/proc/self/environ");
+                if (!environment.open(QIODevice::ReadOnly) || environment.readAll().isEmpty()) {
+                    std::exit(1);
+                }
+            }
+        },
+        "linear");
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    const int rounds = 15;
-    const auto read = round(callOf("getEventTotalCount"), 0);
-    const bool isStranger = QCoreApplication::arguments().value(1) == "refused";
-    if (isStranger) {
-        // Prints the time of its refused calls alone, for the one who compares.
-        std::vector<double> times;
-        for (int i = 0; i < rounds; ++i) {
-            times.push_back(bench::secondsOf(round(callOf("getEventTotalCount"), -999)));
+    const QStringList arguments = QCoreApplication::arguments();
+    halvex::registerDetectType();
+    if (arguments.value(1) == "one") {
+        printSecondsOfOne(arguments.value(2).toInt());
+    } else if (arguments.value(1) == "environment") {
+        const int size = arguments.value(2).toInt();
+        if (qEnvironmentVariableIsSet("VARIABLE0")) {
+            printRowOfEnvironment(size);
+        } else {
+            startWithEnvironmentOf(size, argv);
         }
-        std::printf("%.9f\n", bench::medianOf(times) / callsInARound);
-        return 0;
+    } else {
+        printRows();
     }
-    bench::compare("200 round trips of getEventTotalCount, beside a bare QtDBus service", rounds,
-                   read,
-                   round(QDBusMessage::createMethodCall("bench.bare", "/bench", "bench.bare",
-                                                        "getEventTotalCount"),
-                         0),
-                   "1.05");
-    bench::compare("200 changes of notification settings, beside the read call", rounds,
-                   round(callOf("setNotifyConfig", {"0", "30", "1"}), 0), read, "1.15");
-    bench::compare("200 changes of an intervention field, beside the read call", rounds,
-                   round(callOf("setInterventionConfig", {"block", "timeout", "30"}), 0), read,
-                   "1.15");
     return 0;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The modules by themselves, beside the tools and libraries that do the same bare work.
+// The modules by themselves, against the tools and libraries that do the same bare work.
 #include "bench.h"
 #include "config/ai_settings.h"
 #include "config/intervention_settings.h"
@@ -130,20 +130,24 @@ void measureNotifySettings()
         "1.1");
 }
 
-/// Prints what a MiB costs at 64 MiB beside what it costs at 1 MiB.
-void measureGrowth(const char *what, const std::function<void(int mebibytes)> &prepare,
-                   const bench::Action &action)
+/// Prints what a unit costs where there are 16 and 64 of them, against where there is one.
+void measureGrowth(const char *what, const char *unit,
+                   const std::function<void(int units)> &prepare, const bench::Action &action)
 {
-    const auto costOf = [&](int mebibytes) {
-        prepare(mebibytes);
+    const auto costOf = [&](int units) {
+        prepare(units);
         std::vector<double> times;
-        for (int round = 0; round < 5; ++round) {
-            times.push_back(bench::secondsOf(action) / mebibytes);
+        for (int round = 0; round < 7; ++round) {
+            times.push_back(bench::secondsOf(action) / units);
         }
         return bench::medianOf(times);
     };
-    const double small = costOf(1);
-    bench::printRow(what, costOf(64), small, "constant");
+    const double one = costOf(1);
+    for (const int units : {16, 64}) {
+        bench::printRow(
+            qPrintable(QString("%1, %2 of %3, against one alone").arg(what, unit).arg(units)),
+            costOf(units), one, "constant");
+    }
 }
 
 void measureGrowths()
@@ -151,21 +155,21 @@ void measureGrowths()
     const QString path = "/srv/bench/file";
     QString value;
     measureGrowth(
-        "intervention field read, a MiB of 64, beside the one of 1",
+        "intervention field read", "a MiB",
         [&](int mebibytes) {
             write(path, "action \"a\"\n" + QByteArray("x = \"1\"\n").repeated(mebibytes << 17) +
                             "last = \"1\"\n");
         },
         [&] { static_cast<void>(halvex::getInterventionConfig(path, "", "a", "last", value)); });
     measureGrowth(
-        "intervention field written, a MiB of 64, beside the one of 1",
+        "intervention field written", "a MiB",
         [&](int mebibytes) {
             write(path, "action \"a\"\n" + QByteArray("x = \"1\"\n").repeated(mebibytes << 17) +
                             "last = \"1\"\n");
         },
         [&] { static_cast<void>(halvex::setInterventionConfig(path, "", "a", "last", "2")); });
     measureGrowth(
-        "event total, a MiB of 64, beside the one of 1",
+        "event total", "a MiB",
         [&](int mebibytes) {
             write(path, QByteArray("events_dropped='0'\n").repeated((mebibytes << 20) / 19) +
                             "events_processed='1'\n");
@@ -173,10 +177,10 @@ void measureGrowths()
         [&] { static_cast<void>(halvex::getEventTotalCount(path, value)); });
     QByteArray block;
     measureGrowth(
-        "a caller's environment judged, a KiB of 1 MiB, beside the one of 16 KiB",
-        [&](int mebibytes) {
+        "a caller's environment judged", "16 KiB",
+        [&](int pieces) {
             block = (QByteArray("NAME_OF_A_VARIABLE=") + QByteArray(85, 'x') + '\0')
-                        .repeated((mebibytes << 20) / 64 / 105);
+                        .repeated((pieces << 14) / 105);
         },
         [&] { static_cast<void>(halvex::holdsForbiddenName(halvex::environmentEntries(block))); });
 }

@@ -33,6 +33,10 @@ package_packages=(
 fuzz_packages=(
     clang libclang-rt-dev
 )
+# What the daemon is measured against.
+bench_packages=(
+    polkitd libsystemd-dev pkg-config
+)
 # What looks at the source.
 check_packages=(
     git clang-format clang-tidy codespell cppcheck shellcheck libxml2-utils
