@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Calls over the bus, by a program that stands where a front end does, beside those to bare
+// Calls over the bus, by a program that stands where a front end does, against those to bare
 // services.
 //
 //   calls                         the table's rows of calls

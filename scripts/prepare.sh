@@ -10,7 +10,7 @@ say() { printf '\n== %s\n' "$*"; }
 
 need_root() {
     if [ "$(id -u)" != 0 ]; then
-        echo "$0: this makes throwaway hosts or installs packages, which takes root" >&2
+        echo "$0: this makes throwaway hosts or installs packages, which needs root" >&2
         exit 1
     fi
 }

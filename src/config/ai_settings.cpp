@@ -199,6 +199,7 @@ int setAiConfig(const QString &path, int type, const QString &key, const QString
     } catch (const std::exception &) {
         return -1;
     }
+    // A failure from here on has no status of its own.
     QFile file(path);
     if (file.open(QIODevice::WriteOnly)) {
         file.write(changed.data(), qint64(changed.size()));

@@ -24,7 +24,8 @@ namespace halvex {
 
 /// Reads the setting @p key from the first document of the file at @p path.
 ///
-/// @param value  the scalar's text; empty on failure, untouched when @p key is empty
+/// @param value  the scalar's text, "null" for a null; empty on failure, untouched when @p key is
+/// empty
 /// @return 0 when read; -1 when the key is empty, the file is missing, unreadable, too large,
 ///         malformed or nested deeper than 499 nodes, or the key names nothing, a map or a sequence
 [[nodiscard]] int readAiSetting(const QString &path, const QString &key, QString &value);
@@ -32,7 +33,7 @@ namespace halvex {
 /// Writes one setting of the engine @p type, of which only 0 is known, into the file at @p path,
 /// which keeps its owner and mode.
 ///
-/// Entries that are missing are made. What is a scalar or a sequence on the way becomes a map. The
+/// Missing entries are created. What is a scalar or a sequence on the way becomes a map. The
 /// whole file is emitted anew, which settles the type of each of its scalars and drops comments.
 ///
 /// @return 0 when the change was made, even if the file could not be opened or written; -1, with

@@ -9,6 +9,7 @@
 #include <QTextStream>
 
 namespace halvex {
+
 int readBlockTimeout(const QString &path, int &timeout)
 {
     QFile file(path);

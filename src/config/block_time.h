@@ -18,8 +18,9 @@ namespace halvex {
 /// Rewrites every timeout line of the file at @p path with @p value, and all other lines as they
 /// are, each ended by a line feed.
 ///
-/// @return 0 when the file was opened for writing, also when it had no timeout line; -1 when it
-///         cannot be opened for reading or writing, and is then untouched
+/// @return 0 when the file was opened for writing, also when it had no timeout line; -1, with
+///         the file untouched, when it cannot be opened for reading or writing, cannot be read to
+///         its end, or is larger than largestSettingsFile
 [[nodiscard]] int writeBlockTimeout(const QString &path, const QString &value);
 
 } // namespace halvex

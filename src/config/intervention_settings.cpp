@@ -5,6 +5,7 @@
 #include "config/block_time_text.h"
 #include "config/intervention_text.h"
 #include "config/settings_file.h"
+#include "util/utf8_text.h"
 
 #include <QByteArray>
 #include <QFile>
@@ -45,8 +46,7 @@ int getInterventionConfig(const QString &configPath, const QString &blockTimePat
     if (!content) {
         return -1;
     }
-    const QByteArray value = fieldValueIn(*content, actionName, fieldName);
-    fieldValue = QString::fromUtf8(value.constData(), value.size()); // all of it, NUL or not
+    fieldValue = utf8Text(fieldValueIn(*content, actionName, fieldName));
     return 0;
 }
 
@@ -84,7 +84,7 @@ int setInterventionConfig(const QString &configPath, const QString &blockTimePat
     if (!file.open(QIODevice::WriteOnly)) {
         return -1;
     }
-    file.write(*content);
+    static_cast<void>(file.write(*content)); // a failed write has no status of its own here
     return 0;
 }
 

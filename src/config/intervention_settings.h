@@ -17,18 +17,20 @@ namespace halvex {
 /// @param fieldValue  the value without its quotes; empty when action or field is not there;
 ///                    untouched for a block time of 0 or none, and on failure
 /// @return 0 when the file was read, found or not; -1 when a name is empty, the file cannot be
-///         opened or the block time is no number
+///         opened, the intervention file cannot be read or is larger than largestSettingsFile, or
+///         the block time is no number
 [[nodiscard]] int getInterventionConfig(const QString &configPath, const QString &blockTimePath,
                                         const QString &actionName, const QString &fieldName,
                                         QString &fieldValue);
 
 /// Writes one field of one action, each word of @p fieldValue in quotes of its own.
 ///
-/// Never returns when the action has a header but the field does not stand behind it on a line with
+/// Never returns when the action has a header but the field does not stand after it on a line with
 /// a line feed at its end: the search is repeated for ever.
 ///
 /// @return 0 when the file was opened for writing; -1 when a name is empty, the action has no
-///         header or the file cannot be opened for reading or writing, and is then untouched
+///         header, or the file cannot be read, is larger than largestSettingsFile or cannot be
+///         opened for writing; the file is then untouched
 [[nodiscard]] int setInterventionConfig(const QString &configPath, const QString &blockTimePath,
                                         const QString &actionName, const QString &fieldName,
                                         const QString &fieldValue);

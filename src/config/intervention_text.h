@@ -19,7 +19,7 @@ namespace halvex {
 
 /// Reads a field's value from the section of an action in @p content.
 ///
-/// @return the UTF-8 bytes behind the line's first "=" and one more character, without trailing
+/// @return the UTF-8 bytes after the line's first "=" and one more character, without trailing
 ///         white space and without any double quote; empty when action or field is not there
 [[nodiscard]] QByteArray fieldValueIn(const QByteArray &content, const QString &actionName,
                                       const QString &fieldName);
@@ -31,23 +31,23 @@ struct ByteSpan
     int end;
 };
 
-/// Finds where the search for a field of the action begins in @p content: behind the action's first
+/// Finds where the search for a field of the action begins in @p content: after the action's first
 /// header.
 ///
-/// The name counts with its UTF-16 length, so that the place lies inside a header whose name is not
-/// ASCII.
+/// The name's length is counted in UTF-16 units; so for a name that is not ASCII the place lies
+/// inside the header.
 ///
 /// @return nothing when the action has no header
 [[nodiscard]] std::optional<int> fieldSearchStart(const QByteArray &content,
                                                   const QString &actionName);
 
-/// Finds the bytes of @p content that a new value of the field replaces, at or behind @p from.
+/// Finds the bytes of @p content that a new value of the field replaces, at or after @p from.
 ///
-/// A commented-out field anywhere behind @p from makes the search go on behind it. The value starts
-/// three characters behind the name: behind a blank, "=" and whatever follows, be it a line feed.
-/// It ends before the next line feed.
+/// If a comment "# FIELD" follows anywhere at or after @p from, the search goes on after it. The
+/// value starts three characters after the name, past a blank, "=" and one more character, which
+/// may be a line feed, and ends before the next line feed.
 ///
-/// @return nothing when the field, or a line feed behind its value's start, is not there
+/// @return nothing when the field, or a line feed after its value's start, is not there
 [[nodiscard]] std::optional<ByteSpan> findFieldValue(const QByteArray &content,
                                                      const QString &fieldName, int from);
 

@@ -14,7 +14,7 @@ namespace halvex {
 /// An out-value whose setting is missing or empty stays untouched.
 ///
 /// @return 0 when the file has a notify element, even an empty one; -1 when the file is missing,
-///         unreadable, malformed or without that element
+///         unreadable, too large, malformed or without that element
 [[nodiscard]] int getNotifyConfig(const QString &path, QString &notifyDisabled,
                                   QString &notifyTimeout, QString &notifyFold);
 
@@ -22,8 +22,8 @@ namespace halvex {
 /// layout by that and keeps its owner and mode.
 ///
 /// @return 0 when written; -1 with the file untouched when a value is empty or when the file is
-///         missing, unreadable, malformed, without a notify element or cannot be opened for
-///         writing; -1 also when the writing failed half-way, which is not repaired
+///         missing, unreadable, too large, malformed, without a notify element or cannot be opened
+///         for writing; -1 also when the writing failed half-way, which is not repaired
 [[nodiscard]] int setNotifyConfig(const QString &path, const QString &notifyDisabled,
                                   const QString &notifyTimeout, const QString &notifyFold);
 

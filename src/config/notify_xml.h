@@ -27,7 +27,7 @@ using NotifyValues = std::array<QByteArray, 3>;
 
 /// The document @p xml with the three settings set to @p values.
 ///
-/// A missing element is made, as the last of its siblings. What comes back is the parsed tree
+/// A missing element is appended as notify's last child. What comes back is the parsed tree
 /// alone, each element on a line of its own: comments, declarations and layout are gone.
 ///
 /// @return nothing when the document is malformed, has no notify element, or a value is empty

@@ -11,8 +11,8 @@
 
 namespace halvex {
 
-/// The largest settings file that is read. Its text must stay within Qt's 2 GiB also when each byte
-/// is escaped to six, or to two in UTF-16.
+/// The largest settings file that is read, in bytes. Its text must stay within Qt's 2 GiB also when
+/// each byte is escaped to six, or to two in UTF-16.
 constexpr qint64 largestSettingsFile = qint64(256) << 20;
 
 /// Reads all bytes of the file at @p path.

@@ -28,8 +28,8 @@ namespace {
 /// would lose its name for good.
 bool fitIntoReply(std::initializer_list<QString *> texts)
 {
-    constexpr int longestTexts = 31 << 20;
-    int remaining = longestTexts;
+    constexpr int mostTextBytes = 31 << 20;
+    int remaining = mostTextBytes;
     for (const QString *text : texts) {
         const int size = text->toUtf8().size();
         if (size > remaining) {
@@ -237,7 +237,7 @@ void halvexDesktopDaemonService::handleInstallFinished(bool success, const QStri
                                                        const QString &errorCode,
                                                        const QString &errorMsg)
 {
-    // Zero means success everywhere in this interface.
+    // As in a status, 0 is success.
     emit installFinished(success ? 0 : 1, packages, halvex::describeInstallError(errorCode),
                          errorMsg);
 }

@@ -18,9 +18,9 @@
 #include <initializer_list>
 #include <memory>
 
-/// Serves every bus method. Each returns a status: 0 success, -1 failure, -999 when the gate
-/// refused the caller, which then also leaves the line "The caller has no permission" in syslog
-/// (LOG_INFO) and every out-value untouched. Other values are the module's.
+/// Serves every bus method. Each returns a status: 0 success (of getServiceStatus: no), -1 failure,
+/// -999 when the gate refused the caller, which then also leaves the line "The caller has no
+/// permission" in syslog (LOG_INFO) and every out-value untouched. Other values are the module's.
 class halvexDesktopDaemonService : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -30,6 +30,7 @@ public:
     /// server edition, connects to the upgrade service's signals.
     explicit halvexDesktopDaemonService(QObject *parent = nullptr);
 
+    // The fixed paths of the files that the modules work on.
     [[nodiscard]] QString interventionConfigPath() const;
     [[nodiscard]] QString notifyConfigPath() const;
     [[nodiscard]] QString blockTimePath() const;
@@ -46,6 +47,8 @@ signals:
     void installFinished(int success, const QStringList &packages, const QString &errorCode,
                          const QString &errorMsg);
 
+    // What the arguments, further statuses and out-values mean is said at the function of the same
+    // name in its module.
 public slots:
     int getServiceStatus(const QString &serviceName, int type);
     int setServiceStatus(const QString &serviceName, int status, int type);

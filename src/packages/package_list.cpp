@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "packages/package_list.h"
 
+#include "util/allow_list.h"
+
 #include <QDebug>
-#include <QSet>
 
 namespace halvex {
 
@@ -14,12 +15,7 @@ bool validatePackages(const QStringList &packages)
         qWarning() << "No packages to install";
         return false;
     }
-    QStringList invalid;
-    for (const QString &package : packages) {
-        if (!allowedPackages.contains(package.trimmed())) {
-            invalid << package;
-        }
-    }
+    const QStringList invalid = namesNotIn(allowedPackages, packages);
     if (!invalid.isEmpty()) {
         qWarning() << "Installation rejected: invalid package(s) found:" << invalid
                    << ". Allowed packages are:" << allowedPackages.values();

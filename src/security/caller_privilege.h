@@ -5,8 +5,8 @@
 // administers the suite and not even root does; without them, root and the members of the group
 // "wheel" do.
 //
-// Reads the user and group databases, runs the status tool, and waits for it without a limit. What
-// is said here goes to standard output. Main thread only: the database lookups use static buffers.
+// Reads the user and group databases, runs the status tool, and waits for it without a limit.
+// Messages go to standard output. Main thread only: the database lookups use static buffers.
 #pragma once
 
 #include <QString>
@@ -34,23 +34,23 @@ namespace halvex {
 
 /// Looks @p uid up and tells whether its user is a member of the group wheel.
 ///
-/// @return 1 for a member, 0 for none, -1 when there is no such user or group, which is then
-///         said on standard output
+/// @return 1 for a member, 0 for none, -1 when there is no such user or group, with a line on
+///         standard output
 [[nodiscard]] int isWheelMemberByUid(qint64 uid);
 
 /// Tells whether @p userName is named in the member list of the group wheel. A primary group does
 /// not count.
 ///
-/// @return 1 for a member, 0 for none, -1 when there is no such group; the first and the last are
-///         said on standard output
+/// @return 1 for a member, 0 for none, -1 when there is no such group; 1 and -1 leave a line on
+///         standard output
 [[nodiscard]] int isWheelMember(const char *userName);
 
 /// Whether the daemon itself runs as an administrator, once checkSelfPrivilege() has found so.
 extern bool selfIsAdmin;
 
 /// Sets selfIsAdmin when the daemon's own user administers the host; never resets it. With
-/// separated roles that is root here, since the daemon is no caller. Nothing in the daemon needs it
-/// yet.
+/// separated roles that is root, not user 600: this is about the daemon, not about a caller.
+/// Nothing in the daemon calls it yet.
 void checkSelfPrivilege();
 
 } // namespace halvex

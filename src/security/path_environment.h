@@ -11,10 +11,11 @@ namespace halvex {
 /// Judges the process's PATH and stops at the first problem.
 ///
 /// Refused are: an empty PATH, the item ".", an item that cannot be resolved or is no directory, an
-/// item in or below a folder that everyone can write to, a world-writable directory (sticky or
-/// not), and a PATH without any of the four core system directories.
+/// item in or below /tmp, /dev/shm or /var/tmp, a world-writable directory (sticky or not), and a
+/// PATH without any of /usr/bin, /bin, /usr/sbin and /sbin.
 ///
-/// @return true when PATH must be replaced; the reason has then been written as one Qt warning.
+/// @return true when PATH must be replaced. The reason has then been written as one Qt warning,
+///         after canonicalPath()'s own for an item that cannot be resolved.
 [[nodiscard]] bool checkPathEnvironment();
 
 /// Resolves links, "." and ".." of @p item, which may be relative to the working directory.

@@ -21,7 +21,7 @@ namespace {
 /// Process 1 stands for the host; the daemon's own namespaces do not matter.
 constexpr qint32 hostPid = 1;
 
-QString procPath(qint32 pid, const char *entry)
+QString procPath(qint32 pid, const QString &entry)
 {
     return QString("/proc/%1/%2").arg(pid).arg(entry);
 }
@@ -37,7 +37,7 @@ QByteArray readLink(const QString &path)
 
 QString readNamespaceLink(qint32 pid, const QString &name)
 {
-    return QString::fromUtf8(readLink(QString("/proc/%1/ns/%2").arg(pid).arg(name)));
+    return QString::fromUtf8(readLink(procPath(pid, "ns/" + name)));
 }
 
 QString executablePathOf(qint32 pid)

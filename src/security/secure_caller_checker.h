@@ -2,8 +2,8 @@
 //
 // The gate's judgement of one bus caller. It rests on what the kernel and the bus daemon say about
 // the calling process when they are asked: its initial environment, its namespaces beside those of
-// process 1, the program it runs, and its user. Only of a program that not even root may look at,
-// as on a user's own FUSE mount, its first argument is believed.
+// process 1, the program it runs, and its user. Only if root itself may not look at the program, as
+// on a user's own FUSE mount, does its first argument count.
 //
 // Its limit: a process that calls and then becomes a front end, while a child of it keeps the
 // connection, is judged by what it has become.
@@ -29,9 +29,10 @@ public:
 
     /// Judges the sender of @p message, which came in over @p connection.
     ///
-    /// A reason that concerns the process id or a namespace is written as a Qt warning; a forbidden
-    /// variable, another program or a missing privilege refuses in silence. The caller's whole
-    /// environment goes to the Qt debug log.
+    /// A reason that concerns the process id or a namespace is written as a Qt warning, an
+    /// environment that cannot be opened as a Qt debug message; a forbidden variable or another
+    /// program refuses in silence. Looking the user up may print lines to standard output (see
+    /// isPrivilegedCaller()). The caller's whole environment goes to the Qt debug log.
     ///
     /// @param requireAdmin  whether the sender must be an administrator too
     /// @return 0 when the caller is accepted, 1 when it is refused

@@ -43,8 +43,8 @@ QString withoutFinalLineFeed(QString text)
     return text;
 }
 
-/// Runs the command @p number of the package tool, which may say "failed" and still end with 0.
-int switchBy(int number)
+/// Runs the package tool's command @p number. The tool may print "failed" and still end with 0.
+int runPackageTool(int number)
 {
     const auto output = outputOf(number);
     return output && !output->contains("failed") ? 0 : -1;
@@ -74,7 +74,7 @@ int switchEngine(unsigned status, const QString &aiConfigPath)
     commandTable[killEngine] = "pellmar kill halvex.net.ai";
     switch (status) {
     case 0:
-        return switchBy(killEngine);
+        return runPackageTool(killEngine);
     case 1:
         if (!hasActiveNetworkInterface()) {
             return -2;
@@ -86,7 +86,7 @@ int switchEngine(unsigned status, const QString &aiConfigPath)
         if (QStandardPaths::findExecutable("pellmar").isEmpty()) {
             return -1;
         }
-        return switchBy(runEngine);
+        return runPackageTool(runEngine);
     default:
         return -1;
     }

@@ -41,9 +41,11 @@ void queryEngineState(int &state);
 ///
 /// @param path  what the list says, without one final line feed; empty when it does not say or the
 ///              tool fails
+///
+/// Nothing in the daemon calls it yet.
 void findEngineCountScript(QString &path);
 
-/// Likewise finds the engine's settings file.
+/// Likewise finds the engine's settings file; not called yet either.
 void findEngineConfigPath(QString &path);
 
 } // namespace halvex

@@ -31,7 +31,7 @@ bool hasActiveNetworkInterface()
 
 bool probeInternet()
 {
-    constexpr int timeLimit = 2000; // ms
+    constexpr int timeLimitMs = 2000;
     QNetworkAccessManager manager;
     const QNetworkReply *reply = manager.get(QNetworkRequest(QUrl(QString(probeAddress))));
 
@@ -47,7 +47,7 @@ bool probeInternet()
         timer.stop();
         loop.quit();
     });
-    timer.start(timeLimit);
+    timer.start(timeLimitMs);
     loop.exec();
     return answeredInTime && reply->error() == QNetworkReply::NoError;
 }

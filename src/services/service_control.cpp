@@ -30,7 +30,7 @@ QString verb(unsigned status, unsigned type)
 
 int runSystemctl(const QStringList &arguments)
 {
-    constexpr int timeLimit = 30000; // ms
+    constexpr int timeLimitMs = 30000;
     int result = -1;
     ChildProcess systemctl;
     QObject::connect(&systemctl, qOverload<int, QProcess::ExitStatus>(&QProcess::finished),
@@ -40,7 +40,7 @@ int runSystemctl(const QStringList &arguments)
                          }
                      });
     systemctl.start("/usr/bin/systemctl", arguments, QIODevice::ReadWrite);
-    systemctl.waitForFinished(timeLimit);
+    static_cast<void>(systemctl.waitForFinished(timeLimitMs)); // the handler knows how it ended
     systemctl.close();
     return result;
 }

@@ -2,8 +2,8 @@
 //
 // Starts, stops, enables, disables and restarts the suite's own services through
 // /usr/bin/systemctl, which gets the daemon's own environment and is killed after 30 s. The
-// network-AI engine is switched through its package tool instead. Neither reads what systemctl
-// prints.
+// network-AI engine is switched through its package tool instead. What systemctl prints is not
+// read.
 #pragma once
 
 #include <QString>
@@ -13,7 +13,7 @@ namespace halvex {
 /// Switches the services @p serviceNames, separated by blanks.
 ///
 /// Two blanks in a row make systemctl fail, for it then gets an empty name. The network-AI engine's
-/// name alone goes to switchEngine(), whatever the type; beside others it is a unit's name.
+/// name alone goes to switchEngine(), whatever the type; together with others it is a unit's name.
 ///
 /// @param status        1 on, 0 off
 /// @param type          0: run state (start, stop); 1: at boot (enable, disable)

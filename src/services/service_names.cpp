@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "services/service_names.h"
 
+#include "util/allow_list.h"
+
 #include <QDebug>
-#include <QSet>
-#include <QStringList>
 
 namespace halvex {
 
@@ -28,12 +28,7 @@ bool checkServiceNames(const QString &serviceNames)
         qWarning() << "Empty service name";
         return false;
     }
-    QStringList invalidNames;
-    for (const QString &name : names) {
-        if (!allowedServices.contains(name.trimmed())) {
-            invalidNames << name;
-        }
-    }
+    const QStringList invalidNames = namesNotIn(allowedServices, names);
     if (!invalidNames.isEmpty()) {
         qWarning() << "Invalid service(s) found:" << invalidNames
                    << " - allowed services are:" << allowedServices.values();

@@ -10,9 +10,9 @@ namespace halvex {
 
 /// Asks about the one service @p serviceName, which may be any unit's name.
 ///
-/// @param serviceName  handed to systemctl as one argument, whatever is in it, with the daemon's
-///                     own environment; the network-AI engine's exact name is asked about its state
-///                     instead, see queryEngineState()
+/// @param serviceName  handed to systemctl as one argument, after "--" if it begins with "-";
+///                     systemctl has the daemon's own environment. The network-AI engine's exact
+///                     name asks for its state instead, see queryEngineState()
 /// @param type  0: is it active? 1: is it enabled? 2: does systemctl report a status? Ignored for
 ///              the engine
 /// @return for types 0 and 1: 1 yes, 0 no; for type 2: 1 yes, 2 no. Only the first line that

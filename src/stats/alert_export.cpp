@@ -6,18 +6,22 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <string>
 #include <string_view>
 #include <sys/stat.h>
+#include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
 namespace halvex {
 namespace {
 
-/// Whoever holds the file cannot make us wait.
+/// Without blocking: somebody's lease on the file must not make the daemon wait.
 constexpr int appending = O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC;
 
 /// Where the system shows the open @p file: a link to its entry, by which it can be opened again.
@@ -42,7 +46,7 @@ bool isMountPoint(const FileDescriptor &entry)
 ///
 /// That takes more than the number of its links: a hard link to somebody's file can be removed, and
 /// made again, between any two looks at it.
-bool isPlainFileNamedOnly(const fs::path &path, const FileDescriptor &entry)
+bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
 {
     struct stat status = {};
     if (isMountPoint(entry) || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
@@ -50,7 +54,7 @@ bool isPlainFileNamedOnly(const fs::path &path, const FileDescriptor &entry)
         return false;
     }
     // The one link may be another name if ours was just being removed. Renaming a name to itself
-    // does nothing, but only after every such change of the folder has come to its end.
+    // does nothing, but only after every such change of the directory has come to its end.
     if (std::rename(path.c_str(), path.c_str()) != 0) {
         return false;
     }
@@ -67,7 +71,7 @@ FileDescriptor openEmpty(const fs::path &path)
     // The name can come and go between the two. Whoever keeps at that gets no export.
     constexpr int attempts = 10;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        // Where the kernel protects files in such folders, even root can use O_CREAT only where
+        // Where the kernel protects files in such directories, even root can use O_CREAT only where
         // nothing is.
         FileDescriptor created(open(path.c_str(), appending | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
         if (created.isOpen() || errno != EEXIST) {
@@ -78,7 +82,7 @@ FileDescriptor openEmpty(const fs::path &path)
         if (!entry.isOpen() && errno == ENOENT) {
             continue;
         }
-        if (!entry.isOpen() || !isPlainFileNamedOnly(path, entry)) {
+        if (!entry.isOpen() || !isPlainFileWithOneName(path, entry)) {
             return {};
         }
         // From here on the name no longer matters: this file was nobody's but the export's. One on
@@ -133,6 +137,7 @@ bool writeAll(const FileDescriptor &output, std::string_view bytes)
 /// @return whether it has copied anything
 bool appendWithinKernel(const Log &log, const FileDescriptor &output)
 {
+    // Should any of the advice and positions fail, the loop in appendLog() copies instead.
     posix_fadvise(log.file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
     // The kernel does not take a file that is open for appending.
     fcntl(output.get(), F_SETFL, appending & ~O_APPEND);

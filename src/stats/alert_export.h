@@ -4,13 +4,13 @@
 // file that everyone may read and write. The tree is never changed. Copying blocks for as long as
 // the disk takes; memory depends neither on the number and size of the logs nor on their lines.
 //
-// The export file lies in a folder where every user can plant whatever they like under its name,
-// and the daemon is root. So the entry is looked at without being opened, and only a plain file
-// whose one and only name this is gets reused; all further steps work on the open file. What is
-// there by the name alone is never opened, emptied, changed or removed.
+// The export file lies in a directory where every user can plant whatever they like under its name,
+// and the daemon is root. So the entry is looked at without being opened. Only a regular file that
+// has this name and no other is reused, and all further steps work on the open file. Whatever else
+// lies there is never opened, emptied, changed or removed.
 //
-// Everyone may write to the export, also while it is being made: what they write at the same moment
-// as a long log is copied can be lost, and so can the place of what is copied.
+// Everyone may write to the export, even while it is being made: what somebody writes while a long
+// log is copied can be lost, or can displace what is copied.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -34,7 +34,7 @@ namespace halvex {
 ///
 /// Never waits. What is not a regular file, has other names too, has something mounted on it or a
 /// lease held on it is left exactly as it is. While the name comes and goes, a few attempts are
-/// made. Takes Linux 5.8, which tells what is mounted, and /proc.
+/// made. Needs /proc and Linux 5.8, the first to report mount points.
 ///
 /// @return the file, open for appending; nothing open when it could not be prepared
 [[nodiscard]] FileDescriptor prepareExportFile(const QByteArray &exportPath);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stats/event_counter.h"
 
+#include "util/utf8_text.h"
+
 #include <QFile>
 
 namespace halvex {
@@ -33,12 +35,14 @@ int getEventTotalCount(const QString &statePath, QString &count)
         return -1;
     }
     std::optional<QByteArray> total;
-    // An empty line still has its line feed; nothing at all is the end of the file, or an error.
-    for (QByteArray line = state.readLine(); !total && !line.isEmpty(); line = state.readLine()) {
+    while (!total) {
+        const QByteArray line = state.readLine();
+        if (line.isEmpty()) { // an empty line has its line feed: this is the end, or an error
+            break;
+        }
         total = eventTotalInLine(line);
     }
-    const QByteArray text = total.value_or(QByteArray());
-    count = QString::fromUtf8(text.constData(), text.size()); // all of it, NUL or not
+    count = utf8Text(total.value_or(QByteArray()));
     return 0;
 }
 

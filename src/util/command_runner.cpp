@@ -2,6 +2,7 @@
 #include "util/command_runner.h"
 
 #include "util/child_process.h"
+#include "util/utf8_text.h"
 
 #include <QDebug>
 #include <QProcessEnvironment>
@@ -16,8 +17,8 @@ std::map<int, QString> commandTable;
 namespace {
 
 constexpr int lastCommandNumber = 8;
-constexpr int timeLimit = 30000;          // ms
-constexpr unsigned long jobStartUp = 500; // ms
+constexpr int timeLimitMs = 30000;
+constexpr unsigned long jobStartUpMs = 500;
 
 class Shell : public ChildProcess
 {
@@ -40,12 +41,6 @@ QProcessEnvironment cleanEnvironment()
     return environment;
 }
 
-/// All of @p bytes, NUL or not; null if they are.
-QString textOf(const QByteArray &bytes)
-{
-    return bytes.isNull() ? QString() : QString::fromUtf8(bytes.constData(), bytes.size());
-}
-
 } // namespace
 
 bool runCommand(int commandNumber, QString &output, QString &errorText)
@@ -64,22 +59,22 @@ bool runCommand(int commandNumber, QString &output, QString &errorText)
     shell.setWorkingDirectory("/tmp");
     shell.setStandardInputFile("/dev/null");
     shell.start("/bin/sh", {"-c", command}, QIODevice::ReadWrite);
-    if (!shell.waitForStarted(timeLimit)) {
+    if (!shell.waitForStarted(timeLimitMs)) {
         errorText = "Failed to start command:" + command;
         return false;
     }
     if (command.endsWith('&')) {
         // A background job; the texts are our own. The end of the shell says nothing of it, and
         // what it prints after that is lost: leave it the moment in which it says that it failed.
-        QThread::msleep(jobStartUp);
+        QThread::msleep(jobStartUpMs);
     }
-    if (!shell.waitForFinished(timeLimit)) {
+    if (!shell.waitForFinished(timeLimitMs)) {
         errorText = "Command execution timed out:" + command;
         return false;
     }
 
-    output = textOf(shell.readAllStandardOutput());
-    errorText = textOf(shell.readAllStandardError());
+    output = utf8Text(shell.readAllStandardOutput());
+    errorText = utf8Text(shell.readAllStandardError());
     if (shell.exitCode() != 0) {
         qDebug() << QString("Command failed (exit code %1): %2\nError: %3")
                         .arg(QString::number(shell.exitCode()), command, errorText);

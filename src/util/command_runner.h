@@ -19,16 +19,19 @@ extern std::map<int, QString> commandTable;
 /// Runs the command stored under @p commandNumber: under /bin/sh, in /tmp, reading from /dev/null,
 /// in the daemon's environment without the variables that change how a shell or the loader works.
 ///
-/// A command that ends in "&" does not wait for its job, which lives on: half a second after its
-/// start, what it has printed by then is the output; later words are lost. Its programs ignore
-/// SIGPIPE, so that they do not die of those. A shell that outlives the limit is killed with
-/// all that it started.
+/// A command that ends in "&" starts a background job, which lives on. What the job has printed
+/// half a second after the start is the output; whatever it prints later is lost. All programs run
+/// here ignore SIGPIPE, so that no job dies of that. A shell that outlives the limit is killed
+/// together with all that it started.
 ///
 /// @param output     the standard output, from UTF-8; null when there is none; untouched unless the
 ///                   command has ended
 /// @param errorText  likewise the standard error; when the shell did not start or did not end in
 ///                   time, a failure text of our own; untouched when there is no such command
-/// @return true when the exit code is 0. Any other is reported as one Qt debug message.
+/// @return true when the exit code is 0; false otherwise: with one Qt debug message for another
+/// exit
+///         code, without one when there is no such command or the shell did not start or end in
+///         time
 [[nodiscard]] bool runCommand(int commandNumber, QString &output, QString &errorText);
 
 } // namespace halvex

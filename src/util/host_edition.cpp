@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <exception>
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -20,13 +19,13 @@ namespace {
 constexpr const char *osReleasePath = "/etc/os-release";
 constexpr const char *buildPath = "/etc/norva-build";
 
-bool isDecimal(const std::string &text)
+bool isDecimal(const QString &text)
 {
-    return !text.empty() && std::all_of(text.begin(), text.end(),
-                                        [](char byte) { return byte >= '0' && byte <= '9'; });
+    return std::all_of(text.begin(), text.end(),
+                       [](QChar character) { return character >= '0' && character <= '9'; });
 }
 
-/// The first line of @p file in which @p expression is found. Lines are compared byte by byte.
+/// The first line of @p file in which @p expression is found. Each byte counts as one character.
 ///
 /// Not std::regex: it recurses for each character, and a long line would overflow the stack.
 QRegularExpressionMatch firstMatch(std::ifstream &file, const QRegularExpression &expression)
@@ -91,16 +90,10 @@ bool readReleaseId(int &id)
         return false;
     }
     static const QRegularExpression expression(R"re(NORVA_RELEASE_ID\s*=\s*"([^"]+)")re");
-    const std::string number = firstMatch(file, expression).captured(1).toLatin1().toStdString();
-    if (!isDecimal(number)) {
-        return false;
-    }
-    try {
-        id = std::stoi(number);
-    } catch (const std::exception &) { // out of range
-        return false;
-    }
-    return true;
+    const QString number = firstMatch(file, expression).captured(1);
+    bool isNumber = false;
+    id = isDecimal(number) ? number.toInt(&isNumber) : 0;
+    return isNumber;
 }
 
 void classifyHostGeneration()

@@ -21,7 +21,7 @@ namespace halvex {
 /// Reads the switch @p key from one line of a status tool.
 ///
 /// @return nothing when the line does not hold the key (in any letter case) and a later colon;
-///         otherwise whether the value behind that colon begins with "on" or "enable", so that
+///         otherwise whether the value after that colon begins with "on" or "enable", so that
 ///         "only" and "enabled" count as on, and "is on" does not.
 [[nodiscard]] std::optional<bool> switchInLine(std::string line, const std::string &key);
 

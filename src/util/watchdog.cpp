@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <cstddef>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -48,30 +49,30 @@ void notify(QByteArray name, const QByteArray &message)
 } // namespace
 
 Watchdog::Watchdog(QByteArray name, std::chrono::milliseconds interval)
-    : socketName(std::move(name)), atMostEvery(std::min(interval, milliseconds(1000)))
+    : socketName(std::move(name)), shortestPause(std::min(interval, milliseconds(1000)))
 {
-    sinceLastTold.start();
+    sinceKeepAlive.start();
     startTimer(interval);
     QCoreApplication::instance()->installEventFilter(this);
 }
 
 bool Watchdog::eventFilter(QObject * /*receiver*/, QEvent * /*event*/)
 {
-    if (sinceLastTold.hasExpired(atMostEvery.count())) {
-        tell();
+    if (sinceKeepAlive.hasExpired(shortestPause.count())) {
+        sendKeepAlive();
     }
     return false;
 }
 
 void Watchdog::timerEvent(QTimerEvent * /*event*/)
 {
-    tell();
+    sendKeepAlive();
 }
 
-void Watchdog::tell()
+void Watchdog::sendKeepAlive()
 {
     notify(socketName, "WATCHDOG=1");
-    sinceLastTold.start();
+    sinceKeepAlive.start();
 }
 
 std::unique_ptr<Watchdog> startWatchdog()

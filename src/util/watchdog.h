@@ -22,6 +22,7 @@ class Watchdog : public QObject
 
 public:
     /// @param socketName  where the service manager listens; "@" begins a name that is no path
+    /// @param interval    between two signs of life while nothing else happens; more than 0
     Watchdog(QByteArray socketName, std::chrono::milliseconds interval);
 
     bool eventFilter(QObject *receiver, QEvent *event) override;
@@ -30,11 +31,11 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
-    void tell();
+    void sendKeepAlive();
 
     const QByteArray socketName;
-    const std::chrono::milliseconds atMostEvery;
-    QElapsedTimer sinceLastTold;
+    const std::chrono::milliseconds shortestPause;
+    QElapsedTimer sinceKeepAlive;
 };
 
 /// Starts the watchdog if the service manager asks for it in the environment (NOTIFY_SOCKET,
@@ -43,7 +44,7 @@ private:
 /// Takes the three variables out of the environment in any case, so that no child speaks in the
 /// daemon's name. Never blocks; logs nothing.
 ///
-/// @return what tells for as long as it lives; null when nothing is asked for
+/// @return the watchdog, which works for as long as it lives; null when none is asked for
 [[nodiscard]] std::unique_ptr<Watchdog> startWatchdog();
 
 } // namespace halvex

@@ -3,6 +3,7 @@
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
+#include "support/wait_for.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -17,7 +18,6 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr int patienceMs = 60000;
 constexpr const char *started = "dbus service start ";
 
 /// A signal as a front end saw it: its name and its values, JSON.

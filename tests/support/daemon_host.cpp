@@ -2,6 +2,7 @@
 #include "support/daemon_host.h"
 
 #include "support/host_files.h"
+#include "support/wait_for.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,7 +11,6 @@ namespace {
 
 constexpr const char *outputPath = "/run/daemon.out";
 constexpr const char *messagesPath = "/run/daemon.err";
-constexpr int patienceMs = 60000;
 
 QStringList linesOf(const char *path)
 {

@@ -9,7 +9,7 @@
 /// back their values at its end of life.
 ///
 /// The kernel is the real machine's and every process on it sees the change: for machines that are
-/// there to be tested on, and for tests that no other runs beside.
+/// there to be tested on, and for tests beside which no other runs.
 class KernelProtections
 {
 public:

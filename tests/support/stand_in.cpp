@@ -2,9 +2,9 @@
 #include "support/stand_in.h"
 
 #include "support/host_files.h"
+#include "support/wait_for.h"
 
 #include <QFile>
-#include <QThread>
 
 #include <gtest/gtest.h>
 
@@ -34,9 +34,7 @@ QStringList standInCalls()
 
 QStringList awaitStandInCalls(int count)
 {
-    for (int tries = 0; tries < 6000 && standInCalls().size() < count; ++tries) {
-        QThread::msleep(10);
-    }
+    EXPECT_TRUE(waitFor([count] { return standInCalls().size() >= count; }));
     EXPECT_EQ(standInCalls().size(), count);
     return standInCalls();
 }

@@ -2,6 +2,7 @@
 #include "support/suite_host.h"
 
 #include "support/host_files.h"
+#include "support/wait_for.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -11,7 +12,6 @@ namespace {
 
 constexpr const char *statusToolText = "/run/getstatus.text";
 constexpr const char *statusToolLog = "/run/getstatus.log";
-constexpr int patienceMs = 60000;
 
 void makeUsers()
 {

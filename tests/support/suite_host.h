@@ -17,7 +17,7 @@
 #include <climits>
 #include <ostream>
 
-/// The users of the host beside root.
+/// The users of the host besides root.
 namespace user {
 constexpr unsigned root = 0;
 constexpr unsigned secAdmin = 600;        ///< the separated administrator role
@@ -51,7 +51,7 @@ struct Caller
 {
     unsigned uid = user::root;
     QString path = "/usr/sbin/halvex-desktop"; ///< the program it runs
-    QStringList environment{};                 ///< entries beside PATH
+    QStringList environment{};                 ///< entries besides PATH
     QStringList wrapper{};                     ///< a command that starts it, such as unshare
 };
 

@@ -6,7 +6,6 @@
 
 bool waitFor(const std::function<bool()> &condition)
 {
-    constexpr int patienceMs = 60000;
     QElapsedTimer timer;
     timer.start();
     while (!condition()) {

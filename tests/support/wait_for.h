@@ -3,5 +3,8 @@
 
 #include <functional>
 
-/// Waits until @p condition holds, as long as a loaded machine may need; false when it never does.
+/// How long a loaded machine may need for what takes a moment, in milliseconds.
+inline constexpr int patienceMs = 60000;
+
+/// Waits until @p condition holds, for patienceMs at most; false when it never does.
 [[nodiscard]] bool waitFor(const std::function<bool()> &condition);
