@@ -35,7 +35,8 @@ protected:
     {
         writeUnit("halvex-ebpf", daemonUnit);
         writeUnit("halvex-logscan", daemonUnit);
-        writeUnit("halvex-research", "[Service]\nType=oneshot\nExecStart=/bin/false\n");
+        writeUnit("halvex-research", "[Service]\nType=oneshot\nExecStart=/bin/false\n"
+                                     "[Install]\nWantedBy=multi-user.target\n");
         writeUnit("halvex-rootcheck", "[Service]\nExecStart=/bin/sleep infinity\n");
         systemctl({"mask", "halvex-intervention"});
         systemctl({"daemon-reload"});
@@ -158,6 +159,9 @@ TEST_F(RealUnits, AUnitThatFailsIsNotActiveAndHasAStatus)
     EXPECT_EQ(getServiceStatus("halvex-research", IsEnabled), 0);
     EXPECT_EQ(getServiceStatus("halvex-research", HasStatus), 1);
     EXPECT_EQ(restartService("halvex-research"), -1);
+    EXPECT_EQ(setServiceStatus("halvex-research", 1, 1), 0);
+    EXPECT_EQ(getServiceStatus("halvex-research", IsEnabled), 1);
+    EXPECT_EQ(getServiceStatus("halvex-research", IsActive), 0);
 }
 
 TEST_F(RealUnits, AUnitThatIsStillStartingIsNotActive)

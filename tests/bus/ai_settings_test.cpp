@@ -144,8 +144,9 @@ TEST_F(AiSettings, AServerEditionHasItsOwnFile)
     host::writeFile(path, "dga_detect: 1\n");
     host::writeFile(serverPath, "dga_detect: 2\n");
     EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}}));
-    stopDaemon();
     host::writeFile("/etc/os-release", "VARIANT=Server\n");
+    EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}})) << "the edition is that of the start";
+    stopDaemon();
     startDaemon();
     EXPECT_EQ(get("dga_detect"), (Reply{0, {"2"}}));
     EXPECT_EQ(set("dga_detect", "3"), Reply{0});

@@ -373,8 +373,9 @@ TEST_F(EngineOnTheBus, TheServerEditionsSettingsAskThere)
     host::writeFile("/etc/os-release", "VARIANT_ID=server\nNAME=Server\nVERSION=\"Server\"\n");
     host::writeFile("/opt/norva-ai-dga-detect/config.yaml", "dga_detect: 1\n");
     startDaemon();
-    const int status = callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"});
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), 0);
+    host::writeFile("/opt/norva-ai-dga-detect/config.yaml", "dga_detect: \"\\x01\"\n");
+    EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -3);
 }
 
 TEST_F(EngineOnTheBus, CountsItsInferences)

@@ -65,6 +65,16 @@ TEST_F(StartUp, TheLocaleIsSetWhenThereWasNone)
     EXPECT_EQ(environmentOfChildren("LC_ALL"), "en_US.UTF-8");
 }
 
+TEST_F(StartUp, AHostThatDoesNotSayWhatItIsIsADesktop)
+{
+    ASSERT_TRUE(QFile::remove("/etc/os-release"));
+    host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: desktop\n");
+    startDaemon();
+    EXPECT_EQ(call("getAiConfig", {"0", "dga_detect"}), (Reply{0, {"desktop"}}));
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{"Cannot open /etc/os-release", "dbus service start "}));
+}
+
 TEST_F(StartUp, WithoutABusItSaysSoTwiceAndEndsWithStatus1)
 {
     EXPECT_EQ(runDaemonToItsEnd({"PATH=/usr/bin", noBus}), 1);

@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 
 #include <climits>
+#include <map>
 
 namespace {
 
@@ -44,6 +45,33 @@ protected:
 
     MessageLog log;
 };
+
+TEST_F(Engine, ItsCommandsReplaceOlderTextsUnderSevenOfTheNineNumbers)
+{
+    host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(1)\n");
+    for (int number = 0; number <= 8; ++number) {
+        halvex::commandTable[number] = "echo older";
+    }
+    int state = INT_MIN;
+    QString text;
+    halvex::queryEngineState(state);
+    EXPECT_EQ(switchEngine(2, settingsPath), -1);
+    halvex::findEngineCountScript(text);
+    halvex::findEngineConfigPath(text);
+    EXPECT_EQ(halvex::getAiInferencesCount(text), 0);
+    const std::map<int, QString> expected{
+        {0, "echo older"},
+        {1, "pellmar list | grep halvex.net.ai"},
+        {2, "ps -aux | grep halvex_inference"},
+        {3, "pellmar run halvex.net.ai &"},
+        {4, "pellmar kill halvex.net.ai"},
+        {5, "pellmar info -L halvex.net.ai | grep getCount"},
+        {6, "pellmar info -L halvex.net.ai | grep config.yaml"},
+        {7, "/usr/bin/python3 /usr/lib/halvex_net_ai/getCount.py"},
+        {8, "echo older"},
+    };
+    EXPECT_EQ(halvex::commandTable, expected);
+}
 
 using EngineSwitch = Engine;
 
@@ -152,6 +180,9 @@ TEST_F(EngineSwitch, OffFailsWithoutAPackageTool)
 {
     ASSERT_TRUE(QFile::remove(pellmar));
     EXPECT_EQ(switchEngine(0, settingsPath), -1);
+    EXPECT_EQ(log.messages(), QStringList{R"(debug: "Command failed (exit code 127): )"
+                                          R"(pellmar kill halvex.net.ai\n)"
+                                          R"(Error: /bin/sh: 1: pellmar: not found\n")"});
 }
 
 TEST_F(EngineSwitch, TheEngineIsFoundThroughThePath)
@@ -280,6 +311,8 @@ TEST_F(EngineState, AnInstalledEngineWithoutItsProcessDoesNotRun)
     EXPECT_EQ(state(), 0);
     host::writeStandIn("/usr/bin/ps", "echo '/usr/bin/halvex_inference'\n");
     EXPECT_EQ(state(), 0);
+    host::writeStandIn("/usr/bin/ps", "echo /opt/apps/HALVEX.net.ai/files/bin/halvex_inference\n");
+    EXPECT_EQ(state(), 0);
     EXPECT_EQ(log.messages(), QStringList());
 }
 
@@ -328,11 +361,23 @@ TEST_F(EngineState, ANameThatOnlyThePatternMatchesIsNotTheEngines)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
+TEST_F(EngineState, AToolThatPrintsWhatIsLookedForMayFailBesides)
+{
+    // A pipeline ends as its last command does.
+    host::writeStandIn(pellmar, "echo halvex.net.ai; exit 1\n");
+    host::writeStandIn("/usr/bin/ps",
+                       "echo /opt/apps/halvex.net.ai/files/bin/halvex_inference; exit 1\n");
+    EXPECT_EQ(state(), 1);
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
 TEST_F(EngineState, WithoutAPackageToolNothingIsInstalled)
 {
     ASSERT_TRUE(QFile::remove(pellmar));
     EXPECT_EQ(state(), 2);
-    EXPECT_EQ(log.messages().size(), 1);
+    EXPECT_EQ(log.messages(), QStringList{R"(debug: "Command failed (exit code 1): )"
+                                          R"(pellmar list | grep halvex.net.ai\n)"
+                                          R"(Error: /bin/sh: 1: pellmar: not found\n")"});
 }
 
 class InferenceCount : public testing::Test
@@ -392,6 +437,9 @@ TEST_F(InferenceCount, OnlyOneLineFeedIsRemoved)
     scriptDoes("printf '42\\r\\n'\n");
     EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
     EXPECT_EQ(count, "42\r");
+    scriptDoes("printf '\\n'\n");
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "");
     scriptDoes("printf 42\n");
     EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
     EXPECT_EQ(count, "42");
@@ -412,6 +460,27 @@ TEST_F(InferenceCount, AScriptThatFailsCounts0)
     EXPECT_EQ(log.messages(),
               QStringList{R"(debug: "Command failed (exit code 1): /usr/bin/python3 )"
                           R"(/usr/lib/halvex_net_ai/getCount.py\nError: broken\n")"});
+}
+
+TEST_F(InferenceCount, AScriptWithoutItsInterpreterCounts0)
+{
+    scriptDoes("echo 42\n");
+    ASSERT_TRUE(QFile::remove("/usr/bin/python3"));
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "0");
+    EXPECT_EQ(log.messages(),
+              QStringList{R"(debug: "Command failed (exit code 127): /usr/bin/python3 )"
+                          R"(/usr/lib/halvex_net_ai/getCount.py\n)"
+                          R"(Error: /bin/sh: 1: /usr/bin/python3: not found\n")"});
+}
+
+TEST_F(InferenceCount, AScriptWithoutAShellCounts0)
+{
+    scriptDoes("echo 42\n");
+    ASSERT_TRUE(QFile::remove("/bin/sh"));
+    EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
+    EXPECT_EQ(count, "0");
+    EXPECT_EQ(log.messages(), QStringList());
 }
 
 class EngineFiles : public Engine
@@ -451,12 +520,17 @@ TEST_F(EngineFiles, AListWithoutThemGivesNothing)
     path = "old";
     halvex::findEngineConfigPath(path);
     EXPECT_EQ(path, "");
-    EXPECT_EQ(log.messages().size(), 2);
+    EXPECT_EQ(log.messages(),
+              (QStringList{R"(debug: "Command failed (exit code 1): )"
+                           R"(pellmar info -L halvex.net.ai | grep getCount\nError: ")",
+                           R"(debug: "Command failed (exit code 1): )"
+                           R"(pellmar info -L halvex.net.ai | grep config.yaml\nError: ")"}));
 }
 
 TEST_F(EngineFiles, AFileOfAnotherPackageIsNotTheEngines)
 {
-    host::writeStandIn(pellmar, "echo /opt/apps/other/getCount.py; echo /etc/config.yaml\n");
+    host::writeStandIn(pellmar, "echo /opt/apps/halvex-net-ai/getCount.py\n"
+                                "echo /opt/apps/HALVEX.NET.AI/config.yaml\n");
     halvex::findEngineCountScript(path);
     EXPECT_EQ(path, "");
     path = "old";
@@ -477,7 +551,15 @@ TEST_F(EngineFiles, AFailingToolGivesNothing)
     ASSERT_TRUE(QFile::remove(pellmar));
     halvex::findEngineCountScript(path);
     EXPECT_EQ(path, "");
-    EXPECT_EQ(log.messages().size(), 1);
+    path = "old";
+    halvex::findEngineConfigPath(path);
+    EXPECT_EQ(path, "");
+    EXPECT_EQ(log.messages(), (QStringList{R"(debug: "Command failed (exit code 1): )"
+                                           R"(pellmar info -L halvex.net.ai | grep getCount\n)"
+                                           R"(Error: /bin/sh: 1: pellmar: not found\n")",
+                                           R"(debug: "Command failed (exit code 1): )"
+                                           R"(pellmar info -L halvex.net.ai | grep config.yaml\n)"
+                                           R"(Error: /bin/sh: 1: pellmar: not found\n")"}));
 }
 
 } // namespace

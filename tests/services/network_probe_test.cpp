@@ -3,6 +3,7 @@
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/tls_server.h"
+#include "support/wait_for.h"
 #include "util/file_descriptor.h"
 
 #include <QCoreApplication>
@@ -56,9 +57,12 @@ TEST(NetworkInterfaces, OneWithoutAHardwareAddressDoesNotCount)
     request.ifr_flags = IFF_TUN | IFF_NO_PI;
     ASSERT_EQ(ioctl(tunnel.get(), TUNSETIFF, &request), 0); // the carrier
     runIp("link set tunnel up");
-    const auto flags = QNetworkInterface::interfaceFromName("tunnel").flags();
-    ASSERT_TRUE(flags.testFlag(QNetworkInterface::IsUp) &&
-                flags.testFlag(QNetworkInterface::IsRunning));
+    // The kernel tells of a carrier a little later.
+    ASSERT_TRUE(waitFor([] {
+        const auto flags = QNetworkInterface::interfaceFromName("tunnel").flags();
+        return flags.testFlag(QNetworkInterface::IsUp) &&
+               flags.testFlag(QNetworkInterface::IsRunning);
+    }));
     EXPECT_FALSE(hasActiveNetworkInterface());
 }
 
@@ -79,7 +83,7 @@ TEST_F(VirtualCable, AnInterfaceThatIsUpAndRunsCountsWithoutAnAddress)
 {
     runIp("link set one up");
     runIp("link set other up");
-    EXPECT_TRUE(hasActiveNetworkInterface());
+    EXPECT_TRUE(waitFor(hasActiveNetworkInterface)); // as soon as the kernel tells of the carrier
 }
 
 TEST(InternetProbe, TlsIsThere)
@@ -97,6 +101,11 @@ TEST(InternetProbe, APageFromATrustedSiteIsTheInternet)
 TEST(InternetProbe, ItAsksForTheRootOfTheSite)
 {
     EXPECT_STREQ(halvex::probeAddress, "https://www.debian.org/");
+    TlsServer server;
+    EXPECT_TRUE(probeInternet());
+    EXPECT_THAT(server.lastRequest.toStdString(),
+                testing::AllOf(testing::StartsWith("GET / HTTP/1.1\r\n"),
+                               testing::HasSubstr("\r\nHost: www.debian.org\r\n")));
 }
 
 TEST(InternetProbe, EachProbeAsksAnew)
@@ -220,6 +229,24 @@ TEST_F(NestedProbes, TheInnersAnswerIsNotTheOuters)
     run({}, TlsServer::page());
     EXPECT_FALSE(outer);
     EXPECT_TRUE(inner);
+}
+
+TEST_F(NestedProbes, AnAnswerAfterTheOutersLimitIsTooLateForItThoughTheInnerStillWaits)
+{
+    TlsServer server;
+    server.answer = [&] {
+        if (server.requests == 1) {
+            QTimer::singleShot(1700, &server, [this] { inner = probeInternet(); });
+            for (const int delay : {2400, 2600}) { // to the outer one, then to the inner one
+                QTimer::singleShot(delay, &server, [&] { server.answerFirst(TlsServer::page()); });
+            }
+        }
+        return QByteArray();
+    };
+    outer = probeInternet();
+    EXPECT_FALSE(outer);
+    EXPECT_TRUE(inner);
+    EXPECT_EQ(server.requests, 2);
 }
 
 } // namespace

@@ -134,12 +134,15 @@ TEST_F(ServiceControl, TheEngineIsSwitchedThroughItsPackageToolWhateverTheType)
 TEST_F(ServiceControl, TheEngineBesideOtherNamesIsAUnit)
 {
     EXPECT_EQ(setServiceStatus("halvex.net.ai halvex-ebpf", 1, 0), 0);
+    EXPECT_EQ(setServiceStatus("halvex-ebpf halvex.net.ai", 0, 1), 0);
     EXPECT_EQ(setServiceStatus("halvex.net.ai ", 0, 0), -1);
     EXPECT_EQ(setServiceStatus("halvex.net.ai\n", 0, 0), 0);
-    // The line feed splits the third call's line.
-    EXPECT_EQ(host::standInCalls(), (QStringList{"systemctl <start> <halvex.net.ai> <halvex-ebpf>",
-                                                 "systemctl <stop> <halvex.net.ai> <>",
-                                                 "systemctl <stop> <halvex.net.ai", ">"}));
+    // The line feed splits the last call's line.
+    EXPECT_EQ(host::standInCalls(),
+              (QStringList{"systemctl <start> <halvex.net.ai> <halvex-ebpf>",
+                           "systemctl <disable> <halvex-ebpf> <halvex.net.ai>",
+                           "systemctl <stop> <halvex.net.ai> <>", "systemctl <stop> <halvex.net.ai",
+                           ">"}));
 }
 
 TEST_F(ServiceControl, ASystemctlThatFailsIsAFailure)
@@ -204,7 +207,9 @@ TEST_F(ServiceControl, RestartPassesTheWholeTextAsOneName)
 TEST_F(ServiceControl, RestartTakesTheEngineForAUnit)
 {
     EXPECT_EQ(restartService("halvex.net.ai"), 0);
-    EXPECT_EQ(host::standInCalls(), QStringList{"systemctl <restart> <halvex.net.ai>"});
+    EXPECT_EQ(restartService("halvex.net.ai "), 0);
+    EXPECT_EQ(host::standInCalls(), (QStringList{"systemctl <restart> <halvex.net.ai>",
+                                                 "systemctl <restart> <halvex.net.ai >"}));
 }
 
 TEST_F(ServiceControl, RestartRefusesNamesAsTheOtherDoes)

@@ -92,6 +92,8 @@ TEST_F(ServiceStatus, ALineMayEndInAnyWay)
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1);
     systemctlPrints("active\r\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1);
+    systemctlPrints("act\rive\n");
+    EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1) << "a text has no carriage returns";
 }
 
 TEST_F(ServiceStatus, WhatSystemctlComplainsOfDoesNotCount)
@@ -129,8 +131,10 @@ TEST_F(ServiceStatus, AnotherTypeIsInvalidAndRunsNothing)
     systemctlPrints("active\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 3), -1);
     EXPECT_EQ(getServiceStatus("halvex-ebpf", UINT_MAX), -1);
+    EXPECT_EQ(getServiceStatus("halvex.net.ai ", 7), -1) << "not quite the engine's name";
     EXPECT_EQ(log.messages(),
-              (QStringList{"warning: Invalid type value.", "warning: Invalid type value."}));
+              (QStringList{"warning: Invalid type value.", "warning: Invalid type value.",
+                           "warning: Invalid type value."}));
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 

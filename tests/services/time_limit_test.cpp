@@ -25,10 +25,10 @@ int openFiles()
 }
 
 /// A program that notes its own process id in the file @p name and that of a child in another, and
-/// never ends.
-QByteArray endless(const QByteArray &name)
+/// would end well, but ten seconds too late.
+QByteArray late(const QByteArray &name)
 {
-    return "sleep 1000 & echo $! >/run/" + name + ".child; echo $$ >/run/" + name +
+    return "sleep 40 & echo $! >/run/" + name + ".child; echo $$ >/run/" + name +
            ".self; wait; true\n";
 }
 
@@ -58,13 +58,13 @@ TEST(TimeLimits, AreKeptAndLeaveNothingBehind)
                                              "is-active) sleep 32; echo active;;\n"
                                              "stop) sleep 25;;\n"
                                              "start) " +
-                                                 endless("start") +
+                                                 late("start") +
                                                  ";;\n"
                                                  "restart) " +
-                                                 endless("restart") +
+                                                 late("restart") +
                                                  ";;\n"
                                                  "esac\n");
-    halvex::commandTable = {{1, QString::fromLatin1(endless("command")).trimmed()},
+    halvex::commandTable = {{1, QString::fromLatin1(late("command")).trimmed()},
                             {2, "sleep 25; echo in time"}};
     const QString command = halvex::commandTable[1];
     const int openBefore = openFiles();

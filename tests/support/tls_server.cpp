@@ -88,12 +88,16 @@ TlsServer::~TlsServer()
     EXPECT_TRUE(waitFor([] { return !networkThreadRuns(); }));
 }
 
+void TlsServer::answerFirst(const QByteArray &text)
+{
+    waiting.takeFirst()->write(text);
+}
+
 void TlsServer::answerWaiting(const QByteArray &text)
 {
-    for (QSslSocket *connection : qAsConst(waiting)) {
-        connection->write(text);
+    while (!waiting.isEmpty()) {
+        answerFirst(text);
     }
-    waiting.clear();
 }
 
 void TlsServer::callSoon(std::function<void()> call)
@@ -114,7 +118,7 @@ void TlsServer::incomingConnection(qintptr descriptor)
     connection->setPrivateKey(key);
     connect(connection, &QSslSocket::readyRead, this, [this, connection] {
         if (connection->peek(connection->bytesAvailable()).endsWith("\r\n\r\n")) {
-            connection->readAll();
+            lastRequest = connection->readAll();
             ++requests;
             waiting << connection;
             const QByteArray text = answer();

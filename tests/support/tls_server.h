@@ -31,6 +31,9 @@ public:
     /// What it answers to a request; nothing: it keeps the connection and says nothing.
     std::function<QByteArray()> answer = [] { return page(); };
 
+    /// Answers with @p text to the request that has waited longest.
+    void answerFirst(const QByteArray &text);
+
     /// Answers with @p text to all requests that have got nothing so far.
     void answerWaiting(const QByteArray &text);
 
@@ -40,7 +43,8 @@ public:
     /// The answer of a site that works.
     static QByteArray page();
 
-    int requests = 0; ///< how many have come
+    int requests = 0;       ///< how many have come
+    QByteArray lastRequest; ///< the last of them, as it came
 
 protected:
     void incomingConnection(qintptr descriptor) override;

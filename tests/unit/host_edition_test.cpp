@@ -115,6 +115,14 @@ TEST_F(HostEdition, ALineOfMegabytesIsSurvived)
     EXPECT_TRUE(halvex::detectServerEdition());
 }
 
+TEST_F(HostEdition, ItsGenerationIsZeroUntilItIsClassified)
+{
+    EXPECT_EQ(halvex::hostGeneration, 0);
+    host::writeFile(buildFile, "Build 20210801\n");
+    halvex::classifyHostGeneration();
+    EXPECT_EQ(halvex::hostGeneration, 0) << "a build that leaves it as it was";
+}
+
 class HostGeneration : public HostEdition
 {
 protected:
@@ -124,13 +132,16 @@ protected:
         halvex::hostGeneration = unset;
     }
 
-    /// The level that a build of @p date on a release @p id is given; "unset" if it is left alone.
+    /// The level that a build of @p date on a release @p id is given, in silence; "unset" if it is
+    /// left alone.
     static int levelOf(const char *date, int id)
     {
         host::writeFile(osRelease, "NORVA_RELEASE_ID=\"" + QByteArray::number(id) + "\"\n");
         host::writeFile(buildFile, QByteArray("Norva\nBuild ") + date + "\n");
         halvex::hostGeneration = unset;
+        testing::internal::CaptureStdout();
         halvex::classifyHostGeneration();
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
         return halvex::hostGeneration;
     }
 
@@ -151,6 +162,7 @@ TEST_F(HostGeneration, EachKnownBuildHasItsLevel)
     EXPECT_EQ(levelOf("20250401", 2503), 4);
     EXPECT_EQ(levelOf("20260101", 1), 6);
     EXPECT_EQ(levelOf("99991231", 2203), 6);
+    EXPECT_EQ(log.messages(), QStringList());
 }
 
 TEST_F(HostGeneration, AnyOtherBuildLeavesTheLevelAsItWas)

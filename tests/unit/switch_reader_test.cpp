@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "support/host_files.h"
+#include "support/message_log.h"
 #include "util/switch_reader.h"
 
 #include <QFile>
 
 #include <gtest/gtest.h>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -12,7 +15,10 @@ namespace {
 bool isOn(const QByteArray &output, const char *key = "three admin")
 {
     host::writeFile("/run/status", output);
-    return halvex::readSwitchFromCommand("cat /run/status", key);
+    const MessageLog log;
+    const bool result = halvex::readSwitchFromCommand("cat /run/status", key);
+    EXPECT_EQ(log.messages(), QStringList());
+    return result;
 }
 
 TEST(SwitchReader, OnIsOn)
@@ -130,9 +136,26 @@ TEST(SwitchReader, TheExitStatusDoesNotCount)
     EXPECT_TRUE(halvex::readSwitchFromCommand("echo three admin: on; exit 3", "three admin"));
 }
 
-TEST(SwitchReader, AMissingCommandIsOff)
+TEST(SwitchReader, AMissingCommandIsOffAndTheShellSaysSo)
 {
+    testing::internal::CaptureStderr();
     EXPECT_FALSE(halvex::readSwitchFromCommand("/usr/sbin/no-such-tool", "three admin"));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "sh: 1: /usr/sbin/no-such-tool: not found\n");
+}
+
+TEST(SwitchReader, ACommandThatCannotBeStartedIsOffInSilence)
+{
+    // There is no file left for the pipe.
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    const MessageLog log;
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_FALSE(halvex::readSwitchFromCommand("echo three admin: on", "three admin"));
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(log.messages(), QStringList());
 }
 
 TEST(SwitchReader, ACommandThatMayNotBeRunIsOff)
@@ -146,6 +169,15 @@ TEST(SwitchReader, TheCommandHasEndedWhenTheAnswerIsThere)
     EXPECT_TRUE(halvex::readSwitchFromCommand(
         "echo three admin: on; exec >/dev/null; sleep 0.2; touch /run/ended", "three admin"));
     EXPECT_TRUE(QFile::exists("/run/ended"));
+}
+
+TEST(SwitchReader, TheRestOfTheOutputIsNotRead)
+{
+    // More than the pipe holds, so the command cannot write it all.
+    EXPECT_TRUE(halvex::readSwitchFromCommand(
+        "echo three admin: on; head -c 1000000 /dev/zero && touch /run/all-was-read",
+        "three admin"));
+    EXPECT_FALSE(QFile::exists("/run/all-was-read"));
 }
 
 TEST(SwitchReader, TheCommandSeesTheEnvironmentAsItIs)
