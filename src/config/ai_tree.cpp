@@ -38,11 +38,29 @@ bool looksLikeByteOrderMark(const std::string &key)
            key.rfind("\xff\xfe", 0) == 0 || key.substr(0, 4).find('\0') != std::string::npos;
 }
 
+/// Tells whether @p key, emitted in @p format, is too long to share a line with its value. The
+/// emitter itself sees to that, but counts the key as it is before it is escaped.
+bool isLongWhenEmitted(const std::string &key, YAML::EMITTER_MANIP format)
+{
+    constexpr std::size_t longestKey = 1024;
+    constexpr std::size_t longestEscape = 4; // for each byte
+    if (key.size() * longestEscape < longestKey) {
+        return false;
+    }
+    YAML::Emitter alone;
+    alone << format << key;
+    return alone.size() > longestKey;
+}
+
 void emitKey(YAML::Emitter &emitter, const std::string &key, int depth)
 {
     // The emitter quotes a key that would be read as something else; these cases escape it.
-    if (depth == 1 && (looksLikeDocumentBorder(key) || looksLikeByteOrderMark(key))) {
-        emitter << YAML::DoubleQuoted;
+    const bool isMistaken =
+        depth == 1 && (looksLikeDocumentBorder(key) || looksLikeByteOrderMark(key));
+    const YAML::EMITTER_MANIP format = isMistaken ? YAML::DoubleQuoted : YAML::Auto;
+    emitter << format;
+    if (isLongWhenEmitted(key, format)) {
+        emitter << YAML::LongKey;
     }
     emitter << YAML::Key << key << YAML::Value;
 }

@@ -34,7 +34,7 @@ inline QByteArrayList partsOf(const std::uint8_t *data, std::size_t size, int co
 inline void requireThat(bool holds, const char *what)
 {
     if (!holds) {
-        std::fprintf(stderr, "does not hold: %s\n", what);
+        static_cast<void>(std::fprintf(stderr, "does not hold: %s\n", what));
         std::abort();
     }
 }

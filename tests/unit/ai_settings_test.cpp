@@ -287,6 +287,21 @@ TEST_F(AiSettingsModule, ALongNameOrValueMayBecomeFourTimesAsLong)
     EXPECT_TRUE(changed("a: 1\n", before, "2") == "a: 1\n? \"" + after + "\"\n: 2");
 }
 
+TEST_F(AiSettingsModule, AKeyTooLongForItsLineOnceItIsEscapedIsReadBack)
+{
+    for (const int length : {255, 256}) {
+        const QByteArray key(length, '\1');
+        const QByteArray escaped = '"' + QByteArray("\\x01").repeated(length) + '"';
+        EXPECT_EQ(changed("", key, "1"),
+                  length == 255 ? escaped + ": 1" : "? " + escaped + "\n: 1");
+        EXPECT_EQ(halvex::getAiConfig(path, 0, key, value), 0) << length;
+        EXPECT_EQ(value, "1");
+    }
+    const QByteArray plain(1024, 'k');
+    EXPECT_EQ(changed("", plain, "1"), plain + ": 1");
+    EXPECT_EQ(halvex::getAiConfig(path, 0, plain, value), 0);
+}
+
 TEST_F(AiSettingsModule, IndentationMayMakeATextLongButNotWithoutBounds)
 {
     // Each number gets a line of its own, 400 levels deep.
