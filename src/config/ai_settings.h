@@ -9,7 +9,8 @@
 // wherever they stand: any of ,[{:-&*!?
 //
 // A key of the file that is null has no name to be read by. Written to, it is the entry "null", and
-// every write emits it as that text.
+// every write emits it as that text. What Unicode calls non-characters, such as U+FFFE, the library
+// emits as U+FFFD.
 #pragma once
 
 #include <QString>

@@ -347,6 +347,8 @@ TEST_F(AlertExport, AFullDiskKeepsWhatFitted)
     EXPECT_EQ(content, QByteArray(content.size(), 'x'));
     EXPECT_EQ(exportMode(), 0666U);
     EXPECT_EQ(messagesOfTheCall(), QStringList());
+    ASSERT_EQ(host::run({"mount", "-o", "remount,size=8m", "/tmp"}).exitCode, 0);
+    EXPECT_EQ(exported(), (QByteArray(1 << 20, 'x') + '\n').repeated(2));
 }
 
 } // namespace

@@ -187,6 +187,9 @@ TEST_F(Faults, ToolsThatAreKilledSlowOrPrintWithoutEndAreSurvived)
     host::writeScript("/usr/bin/systemctl", "sleep 2; echo active\n");
     EXPECT_EQ(call("getServiceStatus", {"halvex-ebpf", "0"}), Reply{1});
     EXPECT_EQ(change("setServiceStatus", {"halvex-ebpf", "1", "0"}), Reply{0});
+    host::writeScript("/usr/bin/pellmar", "sleep 1; echo stopped\n");
+    EXPECT_EQ(change("setServiceStatus", {"halvex.net.ai", "0", "0"}), Reply{0});
+    expectItServes();
 
     const QByteArray chatter = "head -c 50000000 /dev/zero | tr '\\0' x\n";
     for (const char *tool : {"/usr/bin/systemctl", "/usr/bin/pellmar", "/usr/bin/ps"}) {

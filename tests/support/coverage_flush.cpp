@@ -5,6 +5,7 @@
 #include <csignal>
 #include <unistd.h>
 
+// The compiler's own name. NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" void __gcov_dump();
 
 namespace {

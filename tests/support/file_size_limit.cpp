@@ -14,5 +14,5 @@ FileSizeLimit::FileSizeLimit(rlim_t bytes)
 FileSizeLimit::~FileSizeLimit()
 {
     EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
-    std::signal(SIGXFSZ, handlerBefore);
+    static_cast<void>(std::signal(SIGXFSZ, handlerBefore));
 }

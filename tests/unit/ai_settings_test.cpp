@@ -302,6 +302,12 @@ TEST_F(AiSettingsModule, AKeyTooLongForItsLineOnceItIsEscapedIsReadBack)
     EXPECT_EQ(halvex::getAiConfig(path, 0, plain, value), 0);
 }
 
+TEST_F(AiSettingsModule, NonCharactersBecomeTheReplacementCharacter)
+{
+    EXPECT_EQ(changed("a: \"\\uFFFE\"\n", "b", "\uffff"), "a: \"\ufffd\"\nb: \"\ufffd\"");
+    EXPECT_EQ(changed("", "\ufffe", "1"), "\"\ufffd\": 1");
+}
+
 TEST_F(AiSettingsModule, IndentationMayMakeATextLongButNotWithoutBounds)
 {
     // Each number gets a line of its own, 400 levels deep.
