@@ -57,9 +57,13 @@ void emitKey(YAML::Emitter &emitter, const std::string &key, int depth)
     // The emitter quotes a key that would be read as something else; these cases escape it.
     const bool isMistaken =
         depth == 1 && (looksLikeDocumentBorder(key) || looksLikeByteOrderMark(key));
-    const YAML::EMITTER_MANIP format = isMistaken ? YAML::DoubleQuoted : YAML::Auto;
+    YAML::EMITTER_MANIP format = isMistaken ? YAML::DoubleQuoted : YAML::Auto;
+    const bool isLong = isLongWhenEmitted(key, format);
+    if (isLong && key.back() == '\r') { // it would be lost in the line break that follows
+        format = YAML::DoubleQuoted;
+    }
     emitter << format;
-    if (isLongWhenEmitted(key, format)) {
+    if (isLong) {
         emitter << YAML::LongKey;
     }
     emitter << YAML::Key << key << YAML::Value;

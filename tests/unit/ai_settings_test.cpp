@@ -299,7 +299,9 @@ TEST_F(AiSettingsModule, AKeyTooLongForItsLineOnceItIsEscapedIsReadBack)
     }
     const QByteArray plain(1024, 'k');
     EXPECT_EQ(changed("", plain, "1"), plain + ": 1");
-    EXPECT_EQ(halvex::getAiConfig(path, 0, plain, value), 0);
+    EXPECT_EQ(changed("", plain + 'k', "1"), "? " + plain + "k\n: 1");
+    EXPECT_EQ(changed("", plain + '\r', "1"), "? \"" + plain + "\\r\"\n: 1");
+    EXPECT_EQ(halvex::getAiConfig(path, 0, plain + '\r', value), 0);
 }
 
 TEST_F(AiSettingsModule, NonCharactersBecomeTheReplacementCharacter)
