@@ -35,18 +35,26 @@ inline void printRow(const char *what, double ours, double reference, const char
     std::fflush(stdout);
 }
 
-/// Runs both actions @p rounds times in turns, each after @p prepare, and prints their medians.
+/// Runs both actions @p rounds times in turns, each after @p prepare and each the first in every
+/// other round, and prints their medians.
 inline void compare(
     const char *what, int rounds, const Action &ours, const Action &reference, const char *goal,
     const Action &prepare = [] {})
 {
     std::vector<double> ourTimes;
     std::vector<double> referenceTimes;
+    const auto measure = [&prepare](const Action &action, std::vector<double> &times) {
+        prepare();
+        times.push_back(secondsOf(action));
+    };
     for (int round = 0; round < rounds; ++round) {
-        prepare();
-        ourTimes.push_back(secondsOf(ours));
-        prepare();
-        referenceTimes.push_back(secondsOf(reference));
+        if (round % 2 == 0) {
+            measure(ours, ourTimes);
+        }
+        measure(reference, referenceTimes);
+        if (round % 2 != 0) {
+            measure(ours, ourTimes);
+        }
     }
     printRow(what, medianOf(ourTimes), medianOf(referenceTimes), goal);
 }

@@ -16,11 +16,14 @@
 #include <yaml-cpp/yaml.h>
 
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
+
+constexpr int rounds = 21;
 
 void write(const QString &path, const QByteArray &content)
 {
@@ -46,7 +49,23 @@ void run(const std::vector<const char *> &command, const char *output)
     }
 }
 
-void measureExport(const char *what, int count, int size, int rounds)
+/// How much more memory than before this process has at the most during @p action, in KiB.
+int peakGrowthOf(const bench::Action &action)
+{
+    const auto field = [](const QByteArray &name) {
+        QFile status("/proc/self/status");
+        static_cast<void>(status.open(QIODevice::ReadOnly));
+        const QByteArray text = status.readAll();
+        const QByteArray line = text.mid(text.indexOf(name) + name.size());
+        return line.left(line.indexOf(" kB")).simplified().toInt();
+    };
+    write("/proc/self/clear_refs", "5"); // forgets the peak
+    const int before = field("VmRSS:");
+    action();
+    return field("VmHWM:") - before;
+}
+
+void measureExport(const char *what, int count, int size)
 {
     const QString folder = "/srv/bench/alerts";
     QDir(folder).removeRecursively();
@@ -55,22 +74,26 @@ void measureExport(const char *what, int count, int size, int rounds)
         write(QString("%1/%2/%3.log").arg(folder).arg(i % 50).arg(i), line.repeated(size / 128));
     }
     const char *output = "/srv/bench/export.log";
+    const char *list = "/srv/bench/list";
+    run({"find", "/srv/bench/alerts", "-name", "*.log", "-print0", nullptr}, list);
+    const auto exportAll = [&] {
+        if (halvex::generateLogFile(folder, output) != 0) {
+            std::exit(1);
+        }
+    };
     bench::compare(
-        what, rounds,
+        what, rounds, exportAll,
         [&] {
-            if (halvex::generateLogFile(folder, output) != 0) {
-                std::exit(1);
-            }
-        },
-        [&] {
-            run({"find", "/srv/bench/alerts", "-name", "*.log", "-exec", "cat", "{}", "+", nullptr},
-                output);
+            run({"xargs", "-0", "-a", list, "cat", nullptr}, output);
         },
         "1.0",
         [&] {
             unlink(output);
             sync();
         });
+    std::printf("| %s: memory that it takes | %d KiB | | | none |\n", what,
+                peakGrowthOf(exportAll));
+    std::fflush(stdout); // a child would print it again
     QDir(folder).removeRecursively();
     unlink(output);
 }
@@ -86,11 +109,11 @@ void measureAiSettings()
     QString value;
     const auto load = [&] { return YAML::LoadFile(path.toStdString()); };
     bench::compare(
-        "AI settings read, 1 MiB of YAML", 9,
+        "AI settings read, 1 MiB of YAML", rounds,
         [&] { static_cast<void>(halvex::getAiConfig(path, 0, "dga_detect", value)); },
         [&] { static_cast<void>(load()["dga_detect"].as<std::string>()); }, "1.1");
     bench::compare(
-        "AI settings written, 1 MiB of YAML", 9,
+        "AI settings written, 1 MiB of YAML", rounds,
         [&] { static_cast<void>(halvex::setAiConfig(path, 0, "dga_detect", "2")); },
         [&] {
             YAML::Node root = load();
@@ -112,7 +135,7 @@ void measureNotifySettings()
     QString second;
     QString third;
     bench::compare(
-        "notification settings read, 16 MiB of XML", 9,
+        "notification settings read, 16 MiB of XML", rounds,
         [&] { static_cast<void>(halvex::getNotifyConfig(path, first, second, third)); },
         [&] {
             pugi::xml_document document;
@@ -120,7 +143,7 @@ void measureNotifySettings()
         },
         "1.1");
     bench::compare(
-        "notification settings written, 16 MiB of XML", 9,
+        "notification settings written, 16 MiB of XML", rounds,
         [&] { static_cast<void>(halvex::setNotifyConfig(path, "1", "2", "3")); },
         [&] {
             pugi::xml_document document;
@@ -134,19 +157,17 @@ void measureNotifySettings()
 void measureGrowth(const char *what, const char *unit,
                    const std::function<void(int units)> &prepare, const bench::Action &action)
 {
-    const auto costOf = [&](int units) {
-        prepare(units);
-        std::vector<double> times;
-        for (int round = 0; round < 7; ++round) {
-            times.push_back(bench::secondsOf(action) / units);
+    std::map<int, std::vector<double>> times;
+    for (int round = 0; round < rounds; ++round) {
+        for (const int units : {1, 16, 64}) {
+            prepare(units);
+            times[units].push_back(bench::secondsOf(action) / units);
         }
-        return bench::medianOf(times);
-    };
-    const double one = costOf(1);
+    }
     for (const int units : {16, 64}) {
         bench::printRow(
             qPrintable(QString("%1, %2 of %3, against one alone").arg(what, unit).arg(units)),
-            costOf(units), one, "constant");
+            bench::medianOf(times[units]), bench::medianOf(times[1]), "constant");
     }
 }
 
@@ -189,8 +210,8 @@ void measureGrowths()
 
 int main()
 {
-    measureExport("alert export, 1 GiB in 2,000 files", 2000, 1 << 19, 7);
-    measureExport("alert export, 100,000 small files", 100000, 384, 5);
+    measureExport("alert export, 1 GiB in 2,000 files", 2000, 1 << 19);
+    measureExport("alert export, 100,000 small files", 100000, 384);
     measureAiSettings();
     measureNotifySettings();
     measureGrowths();

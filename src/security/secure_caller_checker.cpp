@@ -11,6 +11,7 @@
 #include <QDebug>
 #include <QFile>
 #include <QFileInfo>
+#include <QLoggingCategory>
 
 #include <array>
 #include <sys/stat.h>
@@ -115,7 +116,11 @@ bool SecureCallerChecker::checkCallerEnvironment(qint32 pid)
     }
     const QStringList entries = halvex::environmentEntries(file.readAll());
     file.close();
-    qDebug() << "environVars" << entries;
+    // Without this, a large environment would be formatted even where nobody is to see it, which
+    // takes several times as long as judging it.
+    if (QLoggingCategory::defaultCategory()->isDebugEnabled()) {
+        qDebug() << "environVars" << entries;
+    }
     return !halvex::holdsForbiddenName(entries) && sharesHostNamespaces(pid);
 }
 

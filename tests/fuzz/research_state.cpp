@@ -2,13 +2,28 @@
 #include "fuzz/fuzz_target.h"
 #include "stats/event_counter.h"
 
+#include <QFile>
+#include <QString>
+
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const QByteArray content(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    std::optional<QByteArray> first;
     for (const QByteArray &line : content.split('\n')) {
         const auto total = halvex::eventTotalInLine(line);
         fuzz::requireThat(!total || (line.contains("='" + *total + "'") && !total->contains('\'')),
                           "a total stands in its quotes");
+        first = first ? first : total;
     }
+    const QString path = "/tmp/research.state";
+    QFile file(path);
+    fuzz::requireThat(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(),
+                      "the state can be written");
+    file.close();
+    const QByteArray expected = first.value_or("");
+    QString count = "untouched";
+    fuzz::requireThat(halvex::getEventTotalCount(path, count) == 0 &&
+                          count == QString::fromUtf8(expected.constData(), expected.size()),
+                      "the first line with a total counts");
     return 0;
 }
