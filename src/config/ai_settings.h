@@ -10,7 +10,7 @@
 //
 // A key of the file that is null has no name to be read by. Written to, it is the entry "null", and
 // every write emits it as that text. What Unicode calls non-characters, such as U+FFFE, the library
-// emits as U+FFFD.
+// emits as U+FFFD where it quotes a text.
 #pragma once
 
 #include <QString>

@@ -304,10 +304,11 @@ TEST_F(AiSettingsModule, AKeyTooLongForItsLineOnceItIsEscapedIsReadBack)
     EXPECT_EQ(halvex::getAiConfig(path, 0, plain + '\r', value), 0);
 }
 
-TEST_F(AiSettingsModule, NonCharactersBecomeTheReplacementCharacter)
+TEST_F(AiSettingsModule, NonCharactersInQuotesBecomeTheReplacementCharacter)
 {
     EXPECT_EQ(changed("a: \"\\uFFFE\"\n", "b", "\uffff"), "a: \"\ufffd\"\nb: \"\ufffd\"");
-    EXPECT_EQ(changed("", "\ufffe", "1"), "\"\ufffd\": 1");
+    EXPECT_EQ(changed("", " \ufffe", "1"), "\" \ufffd\": 1");
+    EXPECT_EQ(changed("", "\ufffe", "1"), "\ufffe: 1") << "a key that needs no quotes";
 }
 
 TEST_F(AiSettingsModule, IndentationMayMakeATextLongButNotWithoutBounds)
