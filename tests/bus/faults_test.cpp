@@ -4,6 +4,7 @@
 // thousand. What must hold each time is that it answers the next call.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/process_resources.h"
 #include "support/processor_time.h"
 #include "support/stand_in.h"
 
@@ -151,9 +152,7 @@ TEST_F(Faults, AStatusToolThatPrintsALineOfAGigabyteTakesNoMemory)
 {
     host::writeScript("/usr/sbin/getstatus", "head -c 1000000000 /dev/zero | tr '\\0' x\n");
     expectItServes();
-    const auto status = host::readFile(QString("/proc/%1/status").arg(daemon.processId()));
-    const int start = status.indexOf("VmHWM:");
-    EXPECT_LT(status.mid(start + 6, 20).simplified().split(' ').first().toInt(), 512 * 1024);
+    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), 512 * 1024);
 }
 
 TEST_F(Faults, AStatusToolThatNeverEndsHoldsUpTheCallUntilItIsGone)
@@ -241,31 +240,21 @@ TEST_F(Faults, SixtyFourCallersAtOnceAllGetTheirAnswers)
 
 #ifndef __SANITIZE_ADDRESS__ // which keeps what is freed
 
-int memoryOf(qint64 pid, const char *field)
-{
-    const auto status = host::readFile(QString("/proc/%1/status").arg(pid));
-    return status.mid(status.indexOf(field) + int(qstrlen(field)), 20)
-        .simplified()
-        .split(' ')
-        .first()
-        .toInt();
-}
-
 TEST_F(Faults, TwentyThousandCallsThatNobodyWaitsForTakeLittleMemoryAndGiveItBack)
 {
     constexpr int limitKib = 64 * 1024;
     host::writeFile("/opt/appdata/halvex/bin/halvex-desktop", host::readFile(LEAVING_FRONT_END),
                     0755);
-    const int before = memoryOf(daemon.processId(), "VmRSS:");
+    const int before = memoryOf(daemon.processId(), "VmRSS");
     Caller flooder{user::ordinary, "/opt/appdata/halvex/bin/halvex-desktop"};
     const auto result = host::run(
         frontEndCommand(flooder, {"flood", "20000", "setNotifyConfig", "1", "2", "3"}), {"ENV="});
     EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
     expectItServes();
     EXPECT_EQ(systemLog.takeLines().size(), 20000);
-    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM:"), limitKib);
-    EXPECT_TRUE(waitFor([&] { return memoryOf(daemon.processId(), "VmRSS:") < before + 4 * 1024; }))
-        << memoryOf(daemon.processId(), "VmRSS:");
+    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), limitKib);
+    EXPECT_TRUE(waitFor([&] { return memoryOf(daemon.processId(), "VmRSS") < before + 4 * 1024; }))
+        << memoryOf(daemon.processId(), "VmRSS");
 }
 
 #endif

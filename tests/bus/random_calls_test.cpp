@@ -4,9 +4,8 @@
 // are HALVEX_TEST_SEED and the ones that follow.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/process_resources.h"
 #include "support/stand_in.h"
-
-#include <QDir>
 
 namespace {
 
@@ -32,13 +31,6 @@ protected:
         startDaemon();
     }
 
-    int openFiles()
-    {
-        return QDir(QString("/proc/%1/fd").arg(daemon.processId()))
-            .entryList(QDir::AllEntries | QDir::System)
-            .size();
-    }
-
     /// The daemon's answer to a sensible question.
     Reply ask()
     {
@@ -53,13 +45,13 @@ protected:
         // A first refusal opens the system log for good.
         ASSERT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first(), {"ENV="}}),
                   Reply{-999});
-        const int before = openFiles();
+        const int before = openFilesOf(daemon.processId());
         const auto result = host::run(
             frontEndCommand(Caller{uid}, {QString::number(seed + uid), QString::number(calls)}));
         EXPECT_EQ(result.exitCode, 0) << result.output.constData() << result.errors.constData();
         std::puts(result.output.constData());
         EXPECT_EQ(ask(), (Reply{0, {"42"}}));
-        EXPECT_EQ(openFiles(), before);
+        EXPECT_EQ(openFilesOf(daemon.processId()), before);
         static_cast<void>(systemLog.takeLines());
     }
 };
