@@ -461,14 +461,16 @@ protected:
 TEST_F(BlindGate, AnUnreadableNamespaceRefusesAndTheCallerIsNamed)
 {
     // The caller has no more rights than the daemon, so its environment can be read; process 1 has.
-    const auto result = host::run(frontEndCommand(
+    const Caller caller =
         wrapped(without("-sys_ptrace") +
-                QStringList{"sh", "-c", "echo $$ > /run/caller.pid; exec \"$@\"", "sh"}),
-        {"--json", "getEventTotalCount"}));
-    EXPECT_EQ(result.output, "{\"member\":\"getEventTotalCount\",\"values\":[-999,\"\"]}\n");
-    const QString pid = QString::fromUtf8(host::readFile("/run/caller.pid")).trimmed();
-    EXPECT_EQ(daemonMessages(),
-              (QStringList{"dbus service start ", "[!] Failed to read namespace for PID: " + pid}));
+                QStringList{"sh", "-c", "echo $$ > /run/caller.pid; exec \"$@\"", "sh"});
+    QStringList expected{"dbus service start "};
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_FALSE(letsRead(caller));
+        const QString pid = QString::fromUtf8(host::readFile("/run/caller.pid")).trimmed();
+        expected << "[!] Failed to read namespace for PID: " + pid;
+        EXPECT_EQ(daemonMessages(), expected);
+    }
 }
 
 TEST_F(BlindGate, AnUnreadableEnvironmentRefusesWithADebugMessage)

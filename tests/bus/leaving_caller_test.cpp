@@ -43,20 +43,42 @@ protected:
         return calls;
     }
 
-    /// Makes the daemon's next caller wait in the gate, and returns once it does.
-    void holdTheGate(QProcess &held)
+    /// Makes the daemon's next caller, who makes @p call as root, wait in the gate where it is
+    /// asked whether the user is an administrator, and returns once it does.
+    void holdTheGate(QProcess &held, const QStringList &call = {"getEventTotalCount"})
     {
         ASSERT_EQ(mkfifo("/run/gate", 0600), 0);
         host::writeScript("/usr/sbin/getstatus", "if mkdir /run/held 2>/dev/null; then "
                                                  "cat /run/gate; fi\n");
-        Caller caller;
-        caller.path = frontEndPaths.first();
-        const QStringList command = frontEndCommand(caller, {"--json", "getEventTotalCount"});
-        held.start(command.first(), command.mid(1));
+        startFrontEnd(held, call);
         ASSERT_TRUE(waitFor([] { return QFile::exists("/run/held"); }));
     }
 
     static void releaseTheGate() { host::writeFile("/run/gate", "three admin: off\n"); }
+
+    /// Starts a front end of root's that waits for the answer to @p call.
+    static void startFrontEnd(QProcess &process, const QStringList &call)
+    {
+        const QStringList command = frontEndCommand(lasting, QStringList{"--json"} + call);
+        process.start(command.first(), command.mid(1));
+        ASSERT_TRUE(process.waitForStarted());
+    }
+
+    /// Kills @p process, which is gone without a trace afterwards.
+    static void killCaller(QProcess &process)
+    {
+        ASSERT_EQ(process.state(), QProcess::Running);
+        process.kill();
+        ASSERT_TRUE(process.waitForFinished());
+    }
+
+    void expectItServes()
+    {
+        EXPECT_EQ(call("getEventTotalCount", {}, lasting), (Reply{-1, {""}})) << "no such file";
+    }
+
+    /// Whoever runs a front end that waits for its answers.
+    inline static const Caller lasting{user::root, frontEndPaths.first()};
 };
 
 TEST_F(LeavingCaller, IsNeverLetInAtAnyMoment)
@@ -82,9 +104,7 @@ TEST_F(LeavingCaller, IsNeverLetInAtAnyMoment)
     }
     ASSERT_EQ(attempts, 1200);
     // A call that is served proves that all before it have been.
-    Caller last;
-    last.path = frontEndPaths.first();
-    EXPECT_EQ(call("getEventTotalCount", {}, last).status, -1);
+    expectItServes();
     EXPECT_GT(callsAtTheGate(), attempts / 2) << "too few calls got as far as the gate";
     EXPECT_EQ(systemLog.takeLines().size(), callsAtTheGate() - 1) << "each was refused";
     EXPECT_EQ(host::standInCalls(), QStringList());
@@ -125,6 +145,36 @@ TEST_F(LeavingCaller, WhoseProcessHasEndedIsRefusedWithADebugMessage)
     EXPECT_EQ(daemonMessages(),
               (QStringList{"dbus service start ",
                            QString("file.open failed \"/proc/%1/environ\"").arg(pid)}));
+}
+
+TEST_F(LeavingCaller, WhoDiesAfterTheEnvironmentWasReadIsRefused)
+{
+    host::writeStandIn("/usr/bin/systemctl");
+    startDaemon();
+    QProcess dying;
+    holdTheGate(dying, {"restartService", "halvex-ebpf"});
+    killCaller(dying);
+    releaseTheGate();
+    expectItServes();
+    EXPECT_EQ(systemLog.takeLines().size(), 1);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
+}
+
+TEST_F(LeavingCaller, WhoDiesDuringTheWorkGetsItDone)
+{
+    ASSERT_EQ(mkfifo("/run/work", 0600), 0);
+    host::writeStandIn("/usr/bin/systemctl", "read word </run/work; echo $word >/run/done\n");
+    startDaemon();
+    QProcess dying;
+    startFrontEnd(dying, {"restartService", "halvex-ebpf"});
+    ASSERT_EQ(host::awaitStandInCalls(1), QStringList{"systemctl <restart> <halvex-ebpf>"});
+    killCaller(dying);
+    host::writeFile("/run/work", "restarted\n");
+    expectItServes();
+    EXPECT_EQ(host::readFile("/run/done"), "restarted\n");
+    EXPECT_EQ(host::standInCalls().size(), 1);
+    EXPECT_EQ(systemLog.takeLines(), QStringList());
 }
 
 } // namespace

@@ -2,14 +2,17 @@
 //
 // A front end that calls whatever the daemon offers with whatever comes to its mind: every method
 // that introspection shows, with random and boundary values, at times with values of other types
-// or with a file attached. Each call must be answered, be it with an error.
+// or with a file attached. It begins with a text of 16 MiB for each method that takes text. Each
+// call must be answered, be it with an error that such a call deserves.
 //
 //   random-front-end SEED COUNT
 //
-// Prints how many calls got which kind of answer. Setting a field of an intervention that is in the
-// file but lacks the field never returns, as promised; so of "block" it sets only "timeout".
+// Prints how many calls got which kind of answer ("12 x status 0"). Setting a field of an
+// intervention that is in the file but lacks the field never returns, as promised; so of "block" it
+// sets only "timeout".
 #include "dbus/bus_names.h"
 #include "dbus/detect_type.h"
+#include "model/random.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -17,10 +20,11 @@
 #include <QDBusUnixFileDescriptor>
 #include <QDBusVariant>
 #include <QMap>
+#include <QSet>
 #include <QTextStream>
 #include <QXmlStreamReader>
 
-#include <random>
+#include <climits>
 
 namespace {
 
@@ -31,17 +35,22 @@ struct Method
     QStringList types; ///< of its arguments
 };
 
+/// The errors of a call that the daemon does not understand.
+const QSet<QString> deservedErrors{
+    "org.freedesktop.DBus.Error.InvalidArgs",
+    "org.freedesktop.DBus.Error.UnknownInterface",
+    "org.freedesktop.DBus.Error.UnknownMethod",
+};
+
 class RandomCaller
 {
 public:
-    explicit RandomCaller(unsigned seed) : random(seed) {}
+    explicit RandomCaller(quint64 seed) : random(seed) {}
 
     QDBusMessage nextCall(const QVector<Method> &methods)
     {
-        const Method &method = methods[below(methods.size())];
+        const Method &method = random.oneOf(methods);
         hasLongText = false;
-        auto call = QDBusMessage::createMethodCall(halvex::busName, halvex::objectPath,
-                                                   method.interface, method.name);
         QVariantList values;
         for (const QString &type : method.types) {
             values << (oneIn(40) ? anyValue() : valueOf(type));
@@ -52,13 +61,57 @@ public:
         if (oneIn(40)) {
             values << anyValue();
         }
+        return callOf(method, values);
+    }
+
+    /// For each method that takes text, a call whose last text has 16 MiB, and one whose last text
+    /// is short: what the first has made of a settings file would slow down all calls that follow.
+    QVector<QDBusMessage> callsWithLongTexts(const QVector<Method> &methods)
+    {
+        QVector<QDBusMessage> calls;
+        for (const Method &method : methods) {
+            const int last = qMax(method.types.lastIndexOf("s"), method.types.lastIndexOf("as"));
+            if (last >= 0) {
+                for (const QString &text : {longText(), QString("1")}) {
+                    calls << callOf(method, sensibleValues(method, last, text));
+                }
+            }
+        }
+        return calls;
+    }
+
+private:
+    bool oneIn(int number) { return random.below(number) == 0; }
+
+    static QDBusMessage callOf(const Method &method, const QVariantList &values)
+    {
+        auto call = QDBusMessage::createMethodCall(halvex::busName, halvex::objectPath,
+                                                   method.interface, method.name);
         call.setArguments(values);
         return call;
     }
 
-private:
-    int below(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(random); }
-    bool oneIn(int number) { return below(number) == 0; }
+    /// Arguments with which @p method has work to do, the one at @p position holding @p text.
+    static QVariantList sensibleValues(const Method &method, int position, const QString &text)
+    {
+        QVariantList values;
+        for (int i = 0; i < method.types.size(); ++i) {
+            const QString &type = method.types[i];
+            const QString word = i == position ? text : "dga_detect";
+            values << (type == "s"    ? QVariant(word)
+                       : type == "as" ? QVariant(QStringList{word})
+                       : type == "i"  ? QVariant(0)
+                       : type == "v"  ? QVariant::fromValue(QDBusVariant(0))
+                                      : QVariant::fromValue(DetectType{0}));
+        }
+        if (method.name == "setInterventionConfig") {
+            values[0] = "block";
+            values[1] = "timeout";
+        }
+        return values;
+    }
+
+    QString longText() { return oneIn(2) ? QString(16 << 20, '.') : QString(8 << 20, QChar(0xe4)); }
 
     QVariant valueOf(const QString &type)
     {
@@ -70,7 +123,7 @@ private:
         }
         if (type == "as") {
             QStringList list;
-            for (int count = oneIn(50) ? 20000 : below(4); list.size() < count;) {
+            for (int count = oneIn(50) ? 20000 : random.below(4); list.size() < count;) {
                 list << (count > 4 ? QString("halvex-net-ai") : text());
             }
             return list;
@@ -81,7 +134,7 @@ private:
     int number()
     {
         const QVector<int> boundaries{0, 1, 2, 3, -1, -2, 255, 256, INT_MAX, INT_MIN};
-        return boundaries[below(boundaries.size())];
+        return random.oneOf(boundaries);
     }
 
     QString text()
@@ -118,29 +171,38 @@ private:
                                      "!!binary",
                                      "\n",
                                      "\r\n",
-                                     "\t"};
+                                     "\t",
+                                     QChar(0xfeff),
+                                     QChar(0xfffe),
+                                     QChar(0xffff)};
         if (oneIn(2)) {
-            return boundaries[below(boundaries.size())];
+            return random.oneOf(boundaries);
         }
         // One in a call: the bus cuts off whoever sends more than 32 MiB.
-        if (!hasLongText && oneIn(300)) {
+        if (!hasLongText && oneIn(1000)) {
             hasLongText = true;
-            return oneIn(2) ? QString(16 << 20, '.') : QString(8 << 20, QChar(0xe4));
+            return longText();
         }
         QString result;
-        for (int length = below(oneIn(20) ? 5000 : 12); result.size() < length;) {
-            switch (below(4)) {
+        for (int length = random.below(oneIn(20) ? 5000 : 12); result.size() < length;) {
+            switch (random.below(6)) {
             case 0:
-                result += QChar(1 + below(31)); // control characters
+                result += QChar(0x01 + random.below(0x20 - 0x01)); // control characters
                 break;
             case 1:
-                result += QChar(32 + below(95));
+                result += QChar(0x20 + random.below(0x7f - 0x20));
                 break;
             case 2:
-                result += QChar(0xa0 + below(0xd800 - 0xa0));
+                result += QChar(0x7f + random.below(0xa0 - 0x7f)); // control characters, too
+                break;
+            case 3:
+                result += QChar(0xa0 + random.below(0xd800 - 0xa0));
+                break;
+            case 4:
+                result += QChar(0xe000 + random.below(0x10000 - 0xe000)); // not the surrogates
                 break;
             default:
-                const char32_t beyond = 0x10000 + static_cast<unsigned>(below(0x100000));
+                const char32_t beyond = 0x10000 + static_cast<unsigned>(random.below(0x100000));
                 result += QString::fromUcs4(&beyond, 1);
             }
         }
@@ -149,7 +211,7 @@ private:
 
     QVariant anyValue()
     {
-        switch (below(7)) {
+        switch (random.below(7)) {
         case 0:
             return true;
         case 1:
@@ -159,7 +221,7 @@ private:
         case 3:
             return QVariant::fromValue(QDBusUnixFileDescriptor(0));
         case 4:
-            return QByteArray(below(1000), 'x');
+            return QByteArray(random.below(1000), 'x');
         case 5:
             return QVariantMap{{text(), number()}};
         default:
@@ -167,7 +229,7 @@ private:
         }
     }
 
-    std::mt19937 random;
+    Random random;
     bool hasLongText = false; ///< in this call
 };
 
@@ -196,6 +258,26 @@ QVector<Method> offeredMethods(const QDBusConnection &bus)
     return methods;
 }
 
+/// How often which kind of answer came.
+using Answers = QMap<QString, int>;
+
+/// Makes @p call and counts the answer's kind. False, and a line about it, when it is none that
+/// such a call deserves.
+bool isAnswered(const QDBusConnection &bus, const QDBusMessage &call, Answers &answers)
+{
+    const QDBusMessage reply = bus.call(call, QDBus::Block, 60000);
+    const bool isError = reply.type() == QDBusMessage::ErrorMessage;
+    ++answers[isError                             ? reply.errorName()
+              : reply.signature().startsWith('i') ? "status " + reply.arguments()[0].toString()
+                                                  : "no status"];
+    if (isError && !deservedErrors.contains(reply.errorName())) {
+        QTextStream(stdout) << call.member() << " got " << reply.errorName() << ": "
+                            << reply.errorMessage() << '\n';
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -205,24 +287,22 @@ int main(int argc, char **argv)
     halvex::registerDetectType();
     const QDBusConnection bus = QDBusConnection::systemBus();
     const QVector<Method> methods = offeredMethods(bus);
-    RandomCaller caller(arguments.value(1).toUInt());
-    QMap<QString, int> answers;
+    RandomCaller caller(arguments.value(1).toULongLong());
+    Answers answers;
+    const QVector<QDBusMessage> first = caller.callsWithLongTexts(methods);
+    for (const QDBusMessage &call : first) {
+        if (!isAnswered(bus, call, answers)) {
+            return 1;
+        }
+    }
     for (int count = arguments.value(2).toInt(); count > 0 && !methods.isEmpty(); --count) {
-        const QDBusMessage call = caller.nextCall(methods);
-        const QDBusMessage reply = bus.call(call, QDBus::Block, 60000);
-        const QString kind = reply.type() == QDBusMessage::ErrorMessage ? reply.errorName()
-                             : reply.signature().startsWith('i')
-                                 ? "status " + reply.arguments().value(0).toString()
-                                 : "no status";
-        ++answers[kind];
-        if (kind == "org.freedesktop.DBus.Error.NoReply" ||
-            kind == "org.freedesktop.DBus.Error.ServiceUnknown") {
-            QTextStream(stdout) << "no answer to " << call.member() << '\n';
+        if (!isAnswered(bus, caller.nextCall(methods), answers)) {
             return 1;
         }
     }
     for (auto answer = answers.cbegin(); answer != answers.cend(); ++answer) {
         QTextStream(stdout) << answer.value() << " x " << answer.key() << '\n';
     }
+    QTextStream(stdout) << first.size() / 2 << " x 16 MiB\n";
     return methods.isEmpty() ? 1 : 0;
 }

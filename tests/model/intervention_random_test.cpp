@@ -8,8 +8,8 @@
 #include "model/intervention_cases.h"
 #include "model/intervention_model.h"
 #include "support/host_files.h"
+#include "support/process_resources.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTextCodec>
 
@@ -153,11 +153,6 @@ model::Prediction predictionOf(const InterventionCase &drawn)
                : model::getInterventionConfig(drawn.files, drawn.actionName, drawn.fieldName);
 }
 
-int openFiles()
-{
-    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
-}
-
 // --- whether the cases are worth anything ---
 
 /// Ways of a call through the model, each of which must have been tried often.
@@ -216,7 +211,7 @@ TEST(InterventionSettings, RandomCallsDoWhatTheModelSays)
     ASSERT_NE(std::signal(SIGALRM, reportEndlessCall), SIG_ERR);
     const std::uint64_t seed = fromEnvironment("HALVEX_TEST_SEED", 20160423);
     const std::uint64_t cases = fromEnvironment("HALVEX_TEST_CASES", usualCases);
-    const int openFilesBefore = openFiles();
+    const int openFilesBefore = openFilesOf(getpid());
 
     Random random(seed);
     std::map<std::string, std::uint64_t> turns;
@@ -247,7 +242,7 @@ TEST(InterventionSettings, RandomCallsDoWhatTheModelSays)
         }
     }
 
-    EXPECT_EQ(openFiles(), openFilesBefore);
+    EXPECT_EQ(openFilesOf(getpid()), openFilesBefore);
     if (mismatches == 0 && cases >= 10000) {
         for (const char *const turn : everyTurn) {
             EXPECT_GE(turns[turn], cases / 1000) << turn;

@@ -5,24 +5,18 @@
 #include "services/service_status.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
+#include "support/process_resources.h"
 #include "support/stand_in.h"
 #include "util/command_runner.h"
-
-#include <QDir>
 
 #include <gmock/gmock.h>
 
 #include <csignal>
 #include <future>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
-
-/// How many files this process has open.
-int openFiles()
-{
-    return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
-}
 
 /// A program that notes its own process id in the file @p name and that of a child in another, and
 /// would end well, but ten seconds too late.
@@ -67,7 +61,7 @@ TEST(TimeLimits, AreKeptAndLeaveNothingBehind)
     halvex::commandTable = {{1, QString::fromLatin1(late("command")).trimmed()},
                             {2, "sleep 25; echo in time"}};
     const QString command = halvex::commandTable[1];
-    const int openBefore = openFiles();
+    const int openBefore = openFilesOf(getpid());
 
     QString output = "untouched";
     QString errorText = "untouched";
@@ -101,7 +95,7 @@ TEST(TimeLimits, AreKeptAndLeaveNothingBehind)
     expectGone("command");
     expectGone("start");
     expectGone("restart");
-    EXPECT_EQ(openFiles(), openBefore);
+    EXPECT_EQ(openFilesOf(getpid()), openBefore);
     EXPECT_EQ(log.messages(), QStringList());
 }
 

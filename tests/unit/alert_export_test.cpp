@@ -4,6 +4,7 @@
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
+#include "support/process_resources.h"
 
 #include <QDir>
 #include <QFile>
@@ -237,18 +238,6 @@ TEST_F(AlertExportModule, ALongLogIsAppendedToWhatOthersWriteToo)
     EXPECT_TRUE(fcntl(output.get(), F_GETFL) & O_APPEND);
 }
 
-/// The most memory that this process has had so far, in KiB.
-long peakMemory()
-{
-    for (const QByteArray &line : host::readFile("/proc/self/status").split('\n')) {
-        if (line.startsWith("VmHWM:")) {
-            return line.simplified().split(' ').value(1).toLong();
-        }
-    }
-    ADD_FAILURE() << "no VmHWM";
-    return 0;
-}
-
 TEST_F(AlertExportModule, MemoryGrowsNeitherWithALinesLengthNorWithTheNumberOfLogs)
 {
     constexpr off_t lineLength = 256L << 20L;
@@ -258,9 +247,9 @@ TEST_F(AlertExportModule, MemoryGrowsNeitherWithALinesLengthNorWithTheNumberOfLo
     for (int i = 0; i < logs; ++i) {
         host::writeFile(QString("/run/alerts/%1/%2.log").arg(i % 10).arg(i), "x\n");
     }
-    const long before = peakMemory();
+    const int before = memoryOf(getpid(), "VmHWM");
     ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
-    EXPECT_LT(peakMemory() - before, 8L * 1024);
+    EXPECT_LT(memoryOf(getpid(), "VmHWM"), before + 8 * 1024);
     struct stat status = {};
     ASSERT_EQ(stat(exportPath, &status), 0);
     EXPECT_EQ(status.st_size, lineLength + 1 + 2L * logs);

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#include "support/process_resources.h"
+
+#include "support/host_files.h"
+
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+int memoryOf(qint64 pid, const char *field)
+{
+    const QByteArray start = QByteArray(field) + ':';
+    for (const QByteArray &line : host::readFile(QString("/proc/%1/status").arg(pid)).split('\n')) {
+        if (line.startsWith(start)) {
+            return line.simplified().split(' ').value(1).toInt();
+        }
+    }
+    ADD_FAILURE() << "no " << field;
+    return 0;
+}
+
+int openFilesOf(qint64 pid)
+{
+    const QDir folder(QString("/proc/%1/fd").arg(pid));
+    EXPECT_TRUE(folder.exists()) << qPrintable(folder.path());
+    return folder.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+}
