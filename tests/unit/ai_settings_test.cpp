@@ -416,7 +416,11 @@ TEST_F(AiSettingsModule, TheLongestKeyIsReadBackAndALongerOneRefused)
 
 TEST_F(AiSettingsModule, AKeyOfMillionsOfFullStopsCostsNoMoreThanItsLength)
 {
+#ifdef __SANITIZE_ADDRESS__ // it would take half a minute
+    const QString key(1000000, '.');
+#else
     const QString key(20000000, '.');
+#endif
     EXPECT_EQ(statusOf("a: 1\n'': {'': {}}\n", key), -1);
     EXPECT_EQ(value, "");
     EXPECT_EQ(statusOf("&a {'': *a}\n", key), -1);
