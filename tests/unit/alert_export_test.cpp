@@ -293,7 +293,7 @@ protected:
         host::writeFile("/run/alerts/a.log", "alert\n");
     }
 
-    void exportWhile(std::function<void()> swap, int rounds = 100000)
+    void exportWhile(std::function<void()> swap, int rounds = 50000)
     {
 #ifdef __SANITIZE_ADDRESS__ // looks for other mistakes than these moments
         rounds /= 10;
