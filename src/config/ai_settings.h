@@ -25,8 +25,8 @@ namespace halvex {
 
 /// Reads the setting @p key from the first document of the file at @p path.
 ///
-/// @param value  the scalar's text, "null" for a null; empty on failure, untouched when @p key is
-/// empty
+/// @param value  the scalar's text, "null" for a null; empty on failure; untouched when @p key is
+///               empty
 /// @return 0 when read; -1 when the key is empty, the file is missing, unreadable, too large,
 ///         malformed or nested deeper than 499 nodes, or the key names nothing, a map or a sequence
 [[nodiscard]] int readAiSetting(const QString &path, const QString &key, QString &value);

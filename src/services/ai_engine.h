@@ -37,12 +37,11 @@ void queryEngineState(int &state);
 /// @return -1 when there is no script, else 0
 [[nodiscard]] int getAiInferencesCount(QString &count);
 
-/// Finds the engine's counting script in the package tool's list of the engine's files.
+/// Finds the engine's counting script in the package tool's list of the engine's files. Nothing in
+/// the daemon calls it yet.
 ///
 /// @param path  what the list says, without one final line feed; empty when it does not say or the
 ///              tool fails
-///
-/// Nothing in the daemon calls it yet.
 void findEngineCountScript(QString &path);
 
 /// Likewise finds the engine's settings file; not called yet either.

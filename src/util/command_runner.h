@@ -28,10 +28,9 @@ extern std::map<int, QString> commandTable;
 ///                   command has ended
 /// @param errorText  likewise the standard error; when the shell did not start or did not end in
 ///                   time, a failure text of our own; untouched when there is no such command
-/// @return true when the exit code is 0; false otherwise: with one Qt debug message for another
-/// exit
-///         code, without one when there is no such command or the shell did not start or end in
-///         time
+/// @return true when the exit code is 0; false otherwise: with one Qt debug message when the exit
+///         code is another, without one when there is no such command or the shell did not start
+///         or end in time
 [[nodiscard]] bool runCommand(int commandNumber, QString &output, QString &errorText);
 
 } // namespace halvex
