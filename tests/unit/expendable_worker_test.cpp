@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+#include "support/process_resources.h"
+#include "support/wait_for.h"
+#include "util/expendable_worker.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <new>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using halvex::ExpendableWorker;
+using halvex::JobControl;
+using std::chrono::milliseconds;
+
+/// Long enough for a job that ends, however slow the machine is.
+constexpr milliseconds ample(60000);
+/// Short enough to wait for.
+constexpr milliseconds brief(50);
+
+std::string reverse(const std::string &input, const JobControl & /*control*/)
+{
+    return {input.rbegin(), input.rend()};
+}
+
+std::string processId(const std::string & /*input*/, const JobControl & /*control*/)
+{
+    return std::to_string(getpid());
+}
+
+std::string hang(const std::string & /*input*/, const JobControl & /*control*/)
+{
+    while (true) {
+        pause();
+    }
+}
+
+pid_t processOf(ExpendableWorker &worker)
+{
+    return std::stoi(worker.run(processId, "", ample).value_or("0"));
+}
+
+/// Tells whether the process @p pid exists and is no zombie.
+bool lives(pid_t pid)
+{
+    return std::filesystem::exists("/proc/" + std::to_string(pid) + "/exe");
+}
+
+TEST(ExpendableWorker, DoesAJobAndReturnsItsResult)
+{
+    ExpendableWorker worker;
+    EXPECT_EQ(worker.run(reverse, "abc", ample), "cba");
+    EXPECT_EQ(worker.run(reverse, "", ample), "");
+    EXPECT_EQ(worker.run(reverse, std::string("a\0b", 3), ample), std::string("b\0a", 3));
+}
+
+TEST(ExpendableWorker, CarriesTextsOfAnySize)
+{
+    ExpendableWorker worker;
+    const std::string text(std::size_t(20) << 20, 'x');
+    EXPECT_TRUE(worker.run(reverse, text, ample) == text);
+}
+
+TEST(ExpendableWorker, IsOneProcessForManyJobs)
+{
+    ExpendableWorker worker;
+    const pid_t process = processOf(worker);
+    EXPECT_NE(process, getpid());
+    EXPECT_EQ(processOf(worker), process);
+}
+
+TEST(ExpendableWorker, IsGivenUpWhenAJobHangsAndReplacedForTheNext)
+{
+    ExpendableWorker worker;
+    const pid_t process = processOf(worker);
+    EXPECT_EQ(worker.run(hang, "", brief), std::nullopt);
+    EXPECT_TRUE(waitFor([process] { return !lives(process); }));
+    const pid_t next = processOf(worker);
+    EXPECT_GT(next, 0);
+    EXPECT_NE(next, process);
+}
+
+TEST(ExpendableWorker, LeavesNoZombiesBehind)
+{
+    ExpendableWorker worker;
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(worker.run(hang, "", milliseconds(1)), std::nullopt);
+    }
+    // The one that was killed last may not have exited yet.
+    const pid_t process = processOf(worker);
+    EXPECT_TRUE(waitFor(
+        [&worker, process] { return worker.run(hang, "", milliseconds(1)) || !lives(process); }));
+    EXPECT_GT(processOf(worker), 0);
+    int children = 0;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc")) {
+        children += std::filesystem::exists(entry.path() / "exe") ? 1 : 0;
+    }
+    EXPECT_LT(children, 10);
+}
+
+TEST(ExpendableWorker, WaitsForAsLongAsTheJobSays)
+{
+    ExpendableWorker worker;
+    const auto slow = [](const std::string &, const JobControl &control) -> std::string {
+        control.setPatience(std::nullopt);
+        usleep(1000 * 4 * unsigned(brief.count()));
+        control.setPatience(ample);
+        usleep(1000 * 4 * unsigned(brief.count()));
+        return "done";
+    };
+    EXPECT_EQ(worker.run(slow, "", brief), "done");
+    const auto hurried = [](const std::string &, const JobControl &control) -> std::string {
+        control.setPatience(brief);
+        return hang("", control);
+    };
+    EXPECT_EQ(worker.run(hurried, "", ample), std::nullopt);
+}
+
+TEST(ExpendableWorker, ReturnsTheInterimResultOfAJobThatIsGivenUp)
+{
+    ExpendableWorker worker;
+    const auto half = [](const std::string &, const JobControl &control) -> std::string {
+        control.setInterimResult("a quarter");
+        control.setInterimResult("half");
+        return hang("", control);
+    };
+    EXPECT_EQ(worker.run(half, "", milliseconds(500)), "half");
+    const auto whole = [](const std::string &, const JobControl &control) -> std::string {
+        control.setInterimResult("half");
+        return "whole";
+    };
+    EXPECT_EQ(worker.run(whole, "", ample), "whole");
+    EXPECT_EQ(worker.run(hang, "", brief), std::nullopt) << "an earlier job's does not count";
+}
+
+TEST(ExpendableWorker, SurvivesAJobThatCrashesThrowsOrExits)
+{
+    ExpendableWorker worker;
+    const auto crash = [](const std::string &, const JobControl &) -> std::string {
+        static_cast<void>(std::signal(SIGABRT, SIG_DFL));
+        _exit(3);
+    };
+    const auto runOutOfMemory = [](const std::string &, const JobControl &) -> std::string {
+        throw std::bad_alloc();
+    };
+    EXPECT_EQ(worker.run(crash, "", ample), std::nullopt);
+    EXPECT_EQ(worker.run(runOutOfMemory, "", ample), std::nullopt);
+    EXPECT_EQ(worker.run(reverse, "abc", ample), "cba");
+}
+
+TEST(ExpendableWorker, IsReplacedWhenSomebodyHasKilledIt)
+{
+    ExpendableWorker worker;
+    const pid_t process = processOf(worker);
+    ASSERT_EQ(kill(process, SIGKILL), 0);
+    EXPECT_TRUE(waitFor([process] { return !lives(process); }));
+    EXPECT_EQ(worker.run(reverse, "abc", ample), "cba");
+}
+
+TEST(ExpendableWorker, HoldsNoneOfTheDaemonsFilesOpen)
+{
+    ExpendableWorker worker;
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t process = processOf(worker);
+    // The standard streams and its socket; the directory that is read belongs to this process.
+    EXPECT_EQ(openFilesOf(process), 4);
+    const std::string descriptors = "/proc/" + std::to_string(process) + "/fd/";
+    EXPECT_EQ(std::filesystem::read_symlink(descriptors + '0'), "/dev/null");
+    EXPECT_EQ(std::filesystem::read_symlink(descriptors + '1'), "/dev/null");
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(ExpendableWorker, ExitsWithItsObjectAndWithItsParent)
+{
+    pid_t process = 0;
+    {
+        ExpendableWorker worker;
+        process = processOf(worker);
+        EXPECT_TRUE(lives(process));
+    }
+    EXPECT_TRUE(waitFor([process] { return !lives(process); }));
+
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t parent = fork();
+    if (parent == 0) {
+        auto *worker = new ExpendableWorker;
+        const pid_t grandchild = processOf(*worker);
+        _exit(write(ends[1], &grandchild, sizeof grandchild) == sizeof grandchild ? 0 : 1);
+    }
+    pid_t grandchild = 0;
+    ASSERT_EQ(read(ends[0], &grandchild, sizeof grandchild), ssize_t(sizeof grandchild));
+    EXPECT_GT(grandchild, 0);
+    EXPECT_EQ(waitpid(parent, nullptr, 0), parent);
+    EXPECT_TRUE(waitFor([grandchild] { return !lives(grandchild); }));
+    close(ends[0]);
+    close(ends[1]);
+}
+
+} // namespace
