@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include "support/system_log.h"
+#include "support/wait_for.h"
+#include "util/file_descriptor.h"
+#include "util/system_log.h"
+
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace {
+
+TEST(SystemLogLine, IsThatOfSyslog)
+{
+    SystemLog log;
+    syslog(LOG_INFO, "The caller has no permission");
+    halvex::logToSystem("The caller has no permission");
+    const QStringList lines = log.takeLines();
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_EQ(lines[0], lines[1]);
+}
+
+TEST(SystemLogLine, IsLostWithoutALog)
+{
+    unlink("/dev/log");
+    halvex::logToSystem("to nobody");
+    SystemLog log;
+    halvex::logToSystem("to somebody");
+    EXPECT_EQ(log.takeLines().size(), 1);
+}
+
+TEST(SystemLogLine, IsLostAtOnceWhenNobodyReads)
+{
+    const halvex::FileDescriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    constexpr sockaddr_un address{AF_UNIX, "/dev/log"};
+    unlink("/dev/log");
+    ASSERT_EQ(bind(log.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    for (int i = 0; i < 5000; ++i) {
+        halvex::logToSystem("again");
+    }
+    std::array<char, 100> line{};
+    EXPECT_GT(recv(log.get(), line.data(), line.size(), MSG_DONTWAIT), 0) << "the first ones stay";
+}
+
+TEST(StandardStreams, NeverBlockWhereTheyAreSockets)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    const int errors = dup(STDERR_FILENO);
+    ASSERT_EQ(dup2(ends[0], STDERR_FILENO), STDERR_FILENO);
+    halvex::keepOutputFromBlocking();
+    const std::string text(std::size_t(1) << 20, 'x');
+    ssize_t written = 0;
+    int messages = 0;
+    while ((written = write(STDERR_FILENO, text.data(), text.size())) > 0) {
+        ++messages;
+    }
+    ASSERT_EQ(dup2(errors, STDERR_FILENO), STDERR_FILENO);
+    EXPECT_EQ(written, -1);
+    EXPECT_GT(messages, 0);
+    close(errors);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(StandardStreams, StayAsTheyAreWhereTheyAreNoSockets)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const int errors = dup(STDERR_FILENO);
+    ASSERT_EQ(dup2(ends[1], STDERR_FILENO), STDERR_FILENO);
+    halvex::keepOutputFromBlocking();
+    EXPECT_EQ(fcntl(STDERR_FILENO, F_GETFL) & O_NONBLOCK, 0);
+    ASSERT_EQ(dup2(errors, STDERR_FILENO), STDERR_FILENO);
+    close(errors);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+} // namespace
