@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -69,8 +70,20 @@ void Watchdog::timerEvent(QTimerEvent * /*event*/)
     sendKeepAlive();
 }
 
+void Watchdog::setCheck(std::function<bool()> isWell)
+{
+    check = std::move(isWell);
+}
+
 void Watchdog::sendKeepAlive()
 {
+    if (check && !check()) {
+        notify(socketName, "WATCHDOG=trigger");
+        // No call may begin now: the end that is under way could cut what it writes.
+        constexpr std::chrono::seconds untilEnded(10);
+        std::this_thread::sleep_for(untilEnded);
+        return;
+    }
     notify(socketName, "WATCHDOG=1");
     sinceKeepAlive.start();
 }

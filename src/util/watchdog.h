@@ -9,6 +9,7 @@
 #include <QObject>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 namespace halvex {
@@ -16,6 +17,9 @@ namespace halvex {
 /// Tells the service manager that the event loop turns: at every interval when nothing happens, and
 /// whenever an event is delivered, for queued calls are served one after the other, before any
 /// timer. So the time between two signs of life is that of the longest call, or little more.
+///
+/// Each sign is preceded by the check, if one is set. When the check fails, the watchdog asks the
+/// service manager to end the daemon at once.
 class Watchdog : public QObject
 {
     Q_OBJECT
@@ -25,6 +29,10 @@ public:
     /// @param interval    between two signs of life while nothing else happens; more than 0
     Watchdog(QByteArray socketName, std::chrono::milliseconds interval);
 
+    /// Makes @p isWell the condition of each sign of life. It is called in the event loop, at most
+    /// once a second while events are delivered.
+    void setCheck(std::function<bool()> isWell);
+
     bool eventFilter(QObject *receiver, QEvent *event) override;
 
 protected:
@@ -33,6 +41,7 @@ protected:
 private:
     void sendKeepAlive();
 
+    std::function<bool()> check;
     const QByteArray socketName;
     const std::chrono::milliseconds shortestPause;
     QElapsedTimer sinceKeepAlive;

@@ -11,9 +11,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <csignal>
 #include <cstring>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -153,6 +155,38 @@ TEST_F(Watchdog, AnEventThatIsDeliveredIsASignOfLifeAtMostOnceASecond)
     deliver();
     EXPECT_TRUE(hasMessage());
     EXPECT_FALSE(hasMessage()) << "one a second is enough";
+}
+
+TEST_F(Watchdog, GivesNoSignOfLifeBeforeItsCheckHasSucceeded)
+{
+    const auto watchdog = halvex::startWatchdog();
+    ASSERT_TRUE(watchdog);
+    int checks = 0;
+    watchdog->setCheck([&checks] {
+        ++checks;
+        return true;
+    });
+    EXPECT_EQ(nextMessage(), "WATCHDOG=1");
+    EXPECT_EQ(checks, 1);
+}
+
+TEST_F(Watchdog, AFailedCheckAsksTheManagerToEndTheDaemonWhichThenBeginsNothing)
+{
+    const pid_t daemon = fork();
+    if (daemon == 0) {
+        qputenv("WATCHDOG_PID", QByteArray::number(getpid()));
+        const auto watchdog = halvex::startWatchdog();
+        watchdog->setCheck([] { return false; });
+        QEventLoop loop;
+        QTimer::singleShot(1000, [] { _exit(1); }); // would come during the wait for the end
+        _exit(loop.exec());
+    }
+    EXPECT_EQ(nextMessage(), "WATCHDOG=trigger");
+    QThread::msleep(1500);
+    EXPECT_EQ(waitpid(daemon, nullptr, WNOHANG), 0);
+    EXPECT_FALSE(hasMessage());
+    EXPECT_EQ(kill(daemon, SIGKILL), 0);
+    EXPECT_EQ(waitpid(daemon, nullptr, 0), daemon);
 }
 
 TEST_F(Watchdog, AManagerThatDoesNotReadIsNotWaitedFor)

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "dbus/bus_watch.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QDBusPendingCallWatcher>
+
+#include <chrono>
+
+namespace halvex {
+namespace {
+
+constexpr qint64 answerTimeoutMs = 5000;
+/// A machine that was suspended finds its ping overdue; the answer is there a moment later.
+constexpr int minMoments = 3;
+
+} // namespace
+
+BusWatch::Call::Call(BusWatch &busWatch) noexcept : watch(busWatch)
+{
+    ++watch.callDepth;
+    duration.start();
+}
+
+BusWatch::Call::~Call()
+{
+    --watch.callDepth;
+    // A call within a call is part of the other's time.
+    if (isLetIn && watch.callDepth == 0) {
+        watch.servedMs += duration.elapsed();
+    }
+}
+
+BusWatch::BusWatch(const QDBusConnection &bus) : connection(bus)
+{
+    tick.setInterval(std::chrono::seconds(1));
+    // The library itself says so when the connection is lost. No other event would come any more.
+    connection.connect({}, "/org/freedesktop/DBus/Local", "org.freedesktop.DBus.Local",
+                       "Disconnected", &tick, SLOT(start()));
+}
+
+bool BusWatch::hearsTheBus()
+{
+    if (callDepth > 0) {
+        return true;
+    }
+    if (!connection.isConnected()) {
+        return false;
+    }
+    if (!sincePing.isValid()) {
+        ping();
+        return true;
+    }
+    ++moments;
+    return moments < minMoments || sincePing.elapsed() - servedMs <= answerTimeoutMs;
+}
+
+void BusWatch::ping()
+{
+    sincePing.start();
+    servedMs = 0;
+    moments = 0;
+    tick.start();
+    constexpr int noTimeout = 0x7fffffff;
+    const auto *answer = new QDBusPendingCallWatcher(
+        connection.asyncCall(QDBusMessage::createMethodCall("org.freedesktop.DBus",
+                                                            "/org/freedesktop/DBus",
+                                                            "org.freedesktop.DBus.Peer", "Ping"),
+                             noTimeout),
+        this);
+    connect(answer, &QDBusPendingCallWatcher::finished, this,
+            [this](QDBusPendingCallWatcher *finished) {
+                finished->deleteLater();
+                if (!finished->isError()) {
+                    sincePing.invalidate();
+                    tick.stop();
+                }
+            });
+}
+
+} // namespace halvex
