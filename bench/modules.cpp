@@ -73,11 +73,12 @@ void measureExport(const char *what, int count, int size)
     for (int i = 0; i < count; ++i) {
         write(QString("%1/%2/%3.log").arg(folder).arg(i % 50).arg(i), line.repeated(size / 128));
     }
+    halvex::ExpendableWorker worker;
     const char *output = "/srv/bench/export.log";
     const char *list = "/srv/bench/list";
     run({"find", "/srv/bench/alerts", "-name", "*.log", "-print0", nullptr}, list);
     const auto exportAll = [&] {
-        if (halvex::generateLogFile(folder, output) != 0) {
+        if (halvex::generateLogFile(worker, folder, output) != 0) {
             std::exit(1);
         }
     };
@@ -203,7 +204,7 @@ void measureGrowths()
             block = (QByteArray("NAME_OF_A_VARIABLE=") + QByteArray(85, 'x') + '\0')
                         .repeated((pieces << 14) / 105);
         },
-        [&] { static_cast<void>(halvex::holdsForbiddenName(halvex::environmentEntries(block))); });
+        [&] { static_cast<void>(halvex::holdsForbiddenName(halvex::environmentText(block))); });
 }
 
 } // namespace

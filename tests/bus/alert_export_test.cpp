@@ -270,24 +270,15 @@ TEST_F(AlertExport, AFileInTheTreesPlaceIsAnEmptyExportAndOneMessage)
                           "cannot open directory: Not a directory [/var/log/halvex/logs/alerts]"});
 }
 
-TEST_F(AlertExport, AnEntryThatCannotBeJudgedEndsTheWalk)
+TEST_F(AlertExport, ALinkThatLeadsToItselfIsLeftOutInSilence)
 {
+    writeLog("a.log", "a\n");
     ASSERT_TRUE(QFile::link("circle.log", alerts + "/circle.log"));
-    startDaemon();
-    EXPECT_EQ(exported(), "");
-    EXPECT_EQ(messagesOfTheCall(),
-              QStringList{"Filesystem error:  filesystem error: status: Too many levels of "
-                          "symbolic links [/var/log/halvex/logs/alerts/circle.log]"});
-}
-
-TEST_F(AlertExport, AnEntryIsJudgedBeforeItsNameIs)
-{
     ASSERT_TRUE(QFile::link("circle.txt", alerts + "/circle.txt"));
+    writeLog("b.log", "b\n");
     startDaemon();
-    EXPECT_EQ(exported(), "");
-    EXPECT_EQ(messagesOfTheCall(),
-              QStringList{"Filesystem error:  filesystem error: status: Too many levels of "
-                          "symbolic links [/var/log/halvex/logs/alerts/circle.txt]"});
+    EXPECT_THAT(exported(), testing::AnyOf("a\nb\n", "b\na\n"));
+    EXPECT_EQ(messagesOfTheCall(), QStringList());
 }
 
 TEST_F(AlertExport, ARefusedCallerLeavesTheExportAlone)
@@ -336,7 +327,7 @@ TEST_F(AlertExport, AnExportThatCannotBeOpenedIsAFailureWithoutAMessage)
     running.waitForFinished();
 }
 
-TEST_F(AlertExport, AFullDiskKeepsWhatFitted)
+TEST_F(AlertExport, AFullDiskKeepsWhatFittedAndLeavesADebugMessage)
 {
     writeLog("a.log", QByteArray(1 << 20, 'x'));
     writeLog("b.log", QByteArray(1 << 20, 'x'));
@@ -346,7 +337,9 @@ TEST_F(AlertExport, AFullDiskKeepsWhatFitted)
     EXPECT_FALSE(content.isEmpty());
     EXPECT_EQ(content, QByteArray(content.size(), 'x'));
     EXPECT_EQ(exportMode(), 0666U);
-    EXPECT_EQ(messagesOfTheCall(), QStringList());
+    EXPECT_EQ(messagesOfTheCall(),
+              QStringList{"Filesystem error:  filesystem error: cannot write: No space left on "
+                          "device [/tmp/halvex_alerts.log]"});
     ASSERT_EQ(host::run({"mount", "-o", "remount,size=8m", "/tmp"}).exitCode, 0);
     EXPECT_EQ(exported(), (QByteArray(1 << 20, 'x') + '\n').repeated(2));
 }

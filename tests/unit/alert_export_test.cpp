@@ -46,12 +46,27 @@ class AlertExportModule : public testing::Test
 protected:
     void SetUp() override { ASSERT_TRUE(QDir().mkpath(alerts)); }
 
+    int generate(const QString &directory, const QString &path)
+    {
+        return halvex::generateLogFile(worker, directory, path);
+    }
+
+    /// Appends all logs to @p output in this process, and returns the error.
+    static QString append(const halvex::FileDescriptor &output)
+    {
+        const halvex::JobControl nobody;
+        halvex::ExportWriter writer(output, exportPath, nobody, halvex::exportPatience);
+        return QString::fromStdString(halvex::appendAlertLogs(alerts, ".log", output, writer));
+    }
+
+    halvex::ExpendableWorker worker;
+
     MessageLog log;
 };
 
 TEST_F(AlertExportModule, AMissingFolderForTheExportIsAFailure)
 {
-    EXPECT_EQ(halvex::generateLogFile(alerts, "/tmp/missing/export.log"), -1);
+    EXPECT_EQ(generate(alerts, "/tmp/missing/export.log"), -1);
     EXPECT_FALSE(QFile::exists("/tmp/missing"));
     EXPECT_EQ(log.messages(), QStringList());
 }
@@ -61,16 +76,16 @@ TEST_F(AlertExportModule, AFolderThatIsALinkHoldsTheExportToo)
     ASSERT_TRUE(QDir().mkpath("/srv/real"));
     ASSERT_TRUE(QFile::link("/srv/real", "/srv/linked"));
     host::writeFile("/run/alerts/a.log", "a\n");
-    EXPECT_EQ(halvex::generateLogFile(alerts, "/srv/linked/export.log"), 0);
-    EXPECT_EQ(halvex::generateLogFile(alerts, "/srv/linked/export.log"), 0);
+    EXPECT_EQ(generate(alerts, "/srv/linked/export.log"), 0);
+    EXPECT_EQ(generate(alerts, "/srv/linked/export.log"), 0);
     EXPECT_EQ(host::readFile("/srv/real/export.log"), "a\n");
 }
 
 TEST_F(AlertExportModule, PathsMayHoldAnyCharacter)
 {
     host::writeFile("/run/alerts/Prüfung ☂/ä.log", "ä\n");
-    EXPECT_EQ(halvex::generateLogFile("/run/alerts/Prüfung ☂", "/tmp/Ausgabe (deleted)"), 0);
-    EXPECT_EQ(halvex::generateLogFile("/run/alerts/Prüfung ☂", "/tmp/Ausgabe (deleted)"), 0);
+    EXPECT_EQ(generate("/run/alerts/Prüfung ☂", "/tmp/Ausgabe (deleted)"), 0);
+    EXPECT_EQ(generate("/run/alerts/Prüfung ☂", "/tmp/Ausgabe (deleted)"), 0);
     EXPECT_EQ(host::readFile("/tmp/Ausgabe (deleted)"), "ä\n");
 }
 
@@ -102,13 +117,11 @@ TEST_F(AlertExportModule, AnUnreadableFolderEndsTheWalkAtOnceAndWhatWasCopiedSta
     }
     const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
     ASSERT_EQ(seteuid(2002), 0);
-    halvex::appendAlertLogs(alerts, ".log", output);
+    const QString error = append(output);
     ASSERT_EQ(seteuid(0), 0);
     EXPECT_EQ(host::readFile(exportPath), linesBeforeTheFolder);
-    ASSERT_EQ(log.messages().size(), 1);
-    EXPECT_TRUE(log.messages().first().startsWith("debug: Filesystem error:  filesystem error: ") &&
-                log.messages().first().contains("Permission denied"))
-        << qPrintable(log.messages().first());
+    EXPECT_TRUE(error.startsWith("filesystem error: ") && error.contains("Permission denied"))
+        << qPrintable(error);
 }
 
 TEST_F(AlertExportModule, AnUnreadableTreeIsOneMessage)
@@ -116,11 +129,10 @@ TEST_F(AlertExportModule, AnUnreadableTreeIsOneMessage)
     ASSERT_EQ(chmod(alerts, 0700), 0);
     const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
     ASSERT_EQ(seteuid(2002), 0);
-    halvex::appendAlertLogs(alerts, ".log", output);
+    const QString error = append(output);
     ASSERT_EQ(seteuid(0), 0);
-    EXPECT_EQ(log.messages(),
-              QStringList{"debug: Filesystem error:  filesystem error: recursive directory "
-                          "iterator cannot open directory: Permission denied [/run/alerts]"});
+    EXPECT_EQ(error, "filesystem error: recursive directory iterator cannot open directory: "
+                     "Permission denied [/run/alerts]");
 }
 
 TEST_F(AlertExportModule, ALogThatCannotBeOpenedIsLeftOutInSilence)
@@ -129,10 +141,10 @@ TEST_F(AlertExportModule, ALogThatCannotBeOpenedIsLeftOutInSilence)
     host::writeFile("/run/alerts/b.log", "b\n", 0600);
     const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
     ASSERT_EQ(seteuid(2002), 0);
-    halvex::appendAlertLogs(alerts, ".log", output);
+    const QString error = append(output);
     ASSERT_EQ(seteuid(0), 0);
     EXPECT_EQ(host::readFile(exportPath), "a\n");
-    EXPECT_EQ(log.messages(), QStringList());
+    EXPECT_EQ(error, "");
 }
 
 /// Holds a lease on a file until its end of life: whoever opens the file has to wait for us.
@@ -159,7 +171,7 @@ TEST_F(AlertExportModule, ALogOnWhichSomebodyHoldsALeaseIsLeftOutInSilence)
     host::writeFile("/run/alerts/b.log", "b\n");
     const Lease lease("/run/alerts/b.log", F_WRLCK);
     ASSERT_TRUE(lease.taken);
-    EXPECT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
+    EXPECT_EQ(generate(alerts, exportPath), 0);
     EXPECT_EQ(host::readFile(exportPath), "a\n");
     EXPECT_EQ(log.messages(), QStringList());
 }
@@ -182,30 +194,31 @@ TEST_F(AlertExportModule, AFileThatCannotBeEmptiedIsAFailure)
         int onlyAppending = FS_APPEND_FL;
         ASSERT_EQ(ioctl(file.get(), FS_IOC_SETFLAGS, &onlyAppending), 0);
     }
-    EXPECT_EQ(halvex::generateLogFile(alerts, exportPath), -1);
+    EXPECT_EQ(generate(alerts, exportPath), -1);
     EXPECT_EQ(host::readFile(exportPath), "old\n");
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(AlertExportModule, AnOutputThatTakesNothingIsSurvived)
+TEST_F(AlertExportModule, AFullDiskIsAnError)
 {
     host::writeFile("/run/alerts/a.log", "a\n");
     const halvex::FileDescriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
     ASSERT_TRUE(full.isOpen());
-    halvex::appendAlertLogs(alerts, ".log", full);
-    EXPECT_EQ(log.messages(), QStringList());
+    EXPECT_EQ(append(full), "filesystem error: cannot write: No space left on device "
+                            "[/tmp/halvex_alerts.log]");
 }
 
 /// Logs of sizes around those from which the copying changes its way.
-void expectExportsOfAllSizes(const char *path)
+void expectExportsOfAllSizes(halvex::ExpendableWorker &worker, const char *path)
 {
     constexpr int block = 1 << 17;
-    for (const int size : {block - 1, block, block + 1, 2 * block, 4 * block + 1, 1 << 22}) {
+    for (const int size :
+         {block - 1, block, block + 1, 2 * block, 4 * block + 1, 1 << 22, 9 << 20}) {
         const QByteArray bytes(size, 'x');
         for (const QByteArray &ending : {QByteArray(), QByteArray("\n"), QByteArray("\ny\n\n")}) {
             host::writeFile("/run/alerts/a.log", bytes + ending);
             host::writeFile("/run/alerts/b.log", "b\n");
-            ASSERT_EQ(halvex::generateLogFile(alerts, path), 0);
+            ASSERT_EQ(halvex::generateLogFile(worker, alerts, path), 0);
             const QByteArray lines = bytes + (ending.isEmpty() ? "\n" : ending);
             const QByteArray content = host::readFile(path);
             EXPECT_TRUE(content == lines + "b\n" || content == "b\n" + lines)
@@ -216,7 +229,7 @@ void expectExportsOfAllSizes(const char *path)
 
 TEST_F(AlertExportModule, SizesDoNotShow)
 {
-    expectExportsOfAllSizes("/run/export.log");
+    expectExportsOfAllSizes(worker, "/run/export.log");
 }
 
 TEST_F(AlertExportModule, SizesDoNotShowOnAnotherFileSystem)
@@ -224,7 +237,7 @@ TEST_F(AlertExportModule, SizesDoNotShowOnAnotherFileSystem)
     // The kernel does not copy between these two by itself.
     ASSERT_TRUE(QDir().mkpath("/srv/other"));
     ASSERT_EQ(host::run({"mount", "-t", "ramfs", "ramfs", "/srv/other"}).exitCode, 0);
-    expectExportsOfAllSizes("/srv/other/export.log");
+    expectExportsOfAllSizes(worker, "/srv/other/export.log");
 }
 
 TEST_F(AlertExportModule, ALongLogIsAppendedToWhatOthersWriteToo)
@@ -233,7 +246,7 @@ TEST_F(AlertExportModule, ALongLogIsAppendedToWhatOthersWriteToo)
     host::writeFile("/run/alerts/a.log", bytes);
     const halvex::FileDescriptor output = halvex::prepareExportFile("/run/export.log");
     host::writeFile("/run/export.log", "somebody's\n");
-    halvex::appendAlertLogs(alerts, ".log", output);
+    EXPECT_EQ(append(output), "");
     EXPECT_TRUE(host::readFile("/run/export.log") == "somebody's\n" + bytes);
     EXPECT_TRUE(fcntl(output.get(), F_GETFL) & O_APPEND);
 }
@@ -247,8 +260,9 @@ TEST_F(AlertExportModule, MemoryGrowsNeitherWithALinesLengthNorWithTheNumberOfLo
     for (int i = 0; i < logs; ++i) {
         host::writeFile(QString("/run/alerts/%1/%2.log").arg(i % 10).arg(i), "x\n");
     }
+    const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
     const int before = memoryOf(getpid(), "VmHWM");
-    ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
+    ASSERT_EQ(append(output), "");
     EXPECT_LT(memoryOf(getpid(), "VmHWM"), before + 8 * 1024);
     struct stat status = {};
     ASSERT_EQ(stat(exportPath, &status), 0);
@@ -300,7 +314,7 @@ protected:
 #endif
         const Swapper swapper(std::move(swap));
         for (int round = 0; round < rounds; ++round) {
-            const int status = halvex::generateLogFile(alerts, exportPath);
+            const int status = generate(alerts, exportPath);
             ++(status == 0 ? exported : refused);
             ASSERT_TRUE(status == 0 || status == -1) << status;
             struct stat victim = {};
@@ -390,7 +404,7 @@ TEST_F(AlertExportModule, ALogThatIsCutShortMeanwhileStillEndsItsLastLine)
         static_cast<void>(truncate(logPath, 1 << 22));
     });
     for (int round = 0; round < 1000; ++round) {
-        ASSERT_EQ(halvex::generateLogFile(alerts, "/run/export.log"), 0);
+        ASSERT_EQ(generate(alerts, "/run/export.log"), 0);
         ASSERT_TRUE(host::readFile("/run/export.log").endsWith('\n')) << "in round " << round;
     }
 }
@@ -407,7 +421,7 @@ TEST_F(AlertExportModule, ALogThatTurnsIntoAPipeIsNotWaitedFor)
     });
     int found = 0;
     for (int round = 0; round < 20000; ++round) {
-        ASSERT_EQ(halvex::generateLogFile(alerts, exportPath), 0);
+        ASSERT_EQ(generate(alerts, exportPath), 0);
         const QByteArray content = host::readFile(exportPath);
         ASSERT_TRUE(content == "alert\n" || content.isEmpty()) << content.constData();
         found += content.isEmpty() ? 0 : 1;

@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+#include "stats/export_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace halvex {
+namespace {
+
+constexpr std::size_t blockSize = 1UL << 20;
+
+/// Without blocking: somebody's lease on the file must not make the daemon wait.
+constexpr int appending = O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC;
+
+/// Where the system shows the open @p file: a link to its entry, by which it can be opened again.
+fs::path linkTo(const FileDescriptor &file)
+{
+    return "/proc/self/fd/" + std::to_string(file.get());
+}
+
+/// Tells whether @p entry, open by its path alone, is where something is mounted. What lies there
+/// has another name elsewhere, which no count of links shows, or is a user's own file system.
+///
+/// Asks for nothing else and takes what is known, so that no such file system can hold us up.
+bool isMountPoint(const FileDescriptor &entry)
+{
+    struct statx status = {};
+    return statx(entry.get(), "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, 0, &status) != 0 ||
+           (status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) == 0 ||
+           (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+/// Tells whether @p entry, which was found at @p path, is a regular file without any other name.
+///
+/// That takes more than the number of its links: a hard link to somebody's file can be removed, and
+/// made again, between any two looks at it.
+bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
+{
+    struct stat status = {};
+    if (isMountPoint(entry) || fstat(entry.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_nlink != 1) {
+        return false;
+    }
+    // The one link may be another name if ours was just being removed. Renaming a name to itself
+    // does nothing, but only after every such change of the directory has come to its end.
+    if (std::rename(path.c_str(), path.c_str()) != 0) {
+        return false;
+    }
+    // Once removed, the entry stays removed, even if the name is linked to the same file again. So
+    // one that is still in its place was a link all the time, and hence the one that was counted.
+    std::error_code error;
+    return fs::read_symlink(linkTo(entry), error) ==
+           fs::canonical(path.parent_path(), error) / path.filename();
+}
+
+/// Opens the export file for appending, empty. Nothing open when what is there cannot be used.
+FileDescriptor openEmpty(const fs::path &path)
+{
+    // The name can come and go between the two. Whoever keeps at that gets no export.
+    constexpr int attempts = 10;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        // Where the kernel protects files in such directories, even root can use O_CREAT only where
+        // nothing is.
+        FileDescriptor created(open(path.c_str(), appending | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
+        if (created.isOpen() || errno != EEXIST) {
+            return created;
+        }
+        // Opens nothing yet: no pipe's other end, no device notices, and nothing can be waited for.
+        const FileDescriptor entry(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!entry.isOpen() && errno == ENOENT) {
+            continue;
+        }
+        if (!entry.isOpen() || !isPlainFileWithOneName(path, entry)) {
+            return {};
+        }
+        // From here on the name no longer matters: this file was nobody's but the export's. One on
+        // which somebody holds a lease is not waited for, and cannot be opened.
+        FileDescriptor file(open(linkTo(entry).c_str(), appending));
+        return file.isOpen() && ftruncate(file.get(), 0) == 0 ? std::move(file) : FileDescriptor();
+    }
+    return {};
+}
+
+[[noreturn]] void throwWriteError(const fs::path &path)
+{
+    throw fs::filesystem_error("cannot write", path,
+                               std::error_code(errno, std::generic_category()));
+}
+
+} // namespace
+
+FileDescriptor prepareExportFile(const fs::path &path)
+{
+    constexpr mode_t everyone = 0666;
+    FileDescriptor file = openEmpty(path);
+    if (!file.isOpen() || fchmod(file.get(), everyone) != 0) {
+        return {};
+    }
+    return file;
+}
+
+ExportWriter::ExportWriter(const FileDescriptor &file, fs::path path, const JobControl &control,
+                           std::chrono::milliseconds patience)
+    : output(file), name(std::move(path)), daemon(control), remaining(patience)
+{
+    gathered.reserve(blockSize);
+}
+
+template <typename Write>
+auto ExportWriter::withPatience(Write write)
+{
+    using std::chrono::milliseconds;
+    using std::chrono::steady_clock;
+    daemon.setPatience(std::chrono::ceil<milliseconds>(remaining));
+    const auto start = steady_clock::now();
+    const auto written = write();
+    const int error = errno;
+    remaining -= steady_clock::now() - start;
+    remaining += milliseconds(std::max<decltype(written)>(written, 0)) / minExportBytesPerMs;
+    daemon.setPatience(std::nullopt); // reading the logs may take its time
+    errno = error;
+    return written;
+}
+
+void ExportWriter::append(std::string_view text)
+{
+    while (!text.empty()) {
+        const std::size_t count = std::min(text.size(), blockSize - gathered.size());
+        gathered += text.substr(0, count);
+        text.remove_prefix(count);
+        if (gathered.size() == blockSize) {
+            flush();
+        }
+    }
+}
+
+off_t ExportWriter::copyWithinKernel(const FileDescriptor &source, off_t size)
+{
+    flush();
+    // The kernel does not take a file that is open for appending. Should any of these calls fail,
+    // nothing is copied.
+    fcntl(output.get(), F_SETFL, appending & ~O_APPEND);
+    off_t copied = 0;
+    ssize_t count = 1;
+    while (copied < size && count > 0) {
+        constexpr off_t maxAtOnce = 8L << 20;
+        count = withPatience([&] {
+            lseek(output.get(), 0, SEEK_END);
+            return copy_file_range(source.get(), nullptr, output.get(), nullptr,
+                                   static_cast<std::size_t>(std::min(size - copied, maxAtOnce)), 0);
+        });
+        copied += std::max<ssize_t>(count, 0);
+    }
+    fcntl(output.get(), F_SETFL, appending);
+    return copied;
+}
+
+void ExportWriter::flush()
+{
+    std::string_view bytes = gathered;
+    while (!bytes.empty()) {
+        const ssize_t written =
+            withPatience([&] { return write(output.get(), bytes.data(), bytes.size()); });
+        if (written > 0) {
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            throwWriteError(name);
+        }
+    }
+    gathered.clear();
+}
+
+} // namespace halvex
