@@ -12,6 +12,7 @@
 #include "stats/alert_export.h"
 #include "stats/event_counter.h"
 #include "util/host_edition.h"
+#include "util/system_log.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -19,8 +20,6 @@
 
 #include <chrono>
 #include <malloc.h>
-#include <new>
-#include <syslog.h>
 
 namespace {
 
@@ -42,7 +41,8 @@ bool fitIntoReply(std::initializer_list<QString *> texts)
 
 } // namespace
 
-halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent) : QObject(parent)
+halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
+    : QObject(parent), busWatch(QDBusConnection::systemBus())
 {
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
@@ -92,7 +92,12 @@ QString halvexDesktopDaemonService::researchStatePath() const
     return "/var/lib/halvex/var/run/halvex-research.state";
 }
 
-bool halvexDesktopDaemonService::checkCaller(bool requireAdmin) const
+bool halvexDesktopDaemonService::hearsTheBus()
+{
+    return callerChecker.canAskTheBus() && busWatch.hearsTheBus();
+}
+
+bool halvexDesktopDaemonService::checkCaller(bool requireAdmin)
 {
     if (!calledFromDBus()) {
         qWarning() << "Not a DBus call";
@@ -101,23 +106,34 @@ bool halvexDesktopDaemonService::checkCaller(bool requireAdmin) const
     return callerChecker.verifyCaller(message(), connection(), requireAdmin) != 1;
 }
 
+bool halvexDesktopDaemonService::admits(Access access) noexcept
+{
+    try {
+        return checkCaller(access == Access::Change);
+    } catch (...) {
+        return false; // a caller that cannot be judged
+    }
+}
+
 template <typename Work>
 int halvexDesktopDaemonService::guarded(Access access, Work work,
                                         std::initializer_list<QString *> outTexts)
 {
     constexpr int callerRefused = -999;
+    halvex::BusWatch::Call call(busWatch);
     idleTimer.start();
+    if (!admits(access)) {
+        halvex::logToSystem("The caller has no permission");
+        return callerRefused;
+    }
+    call.letIn();
     try {
-        if (!checkCaller(access == Access::Change)) {
-            syslog(LOG_INFO, "The caller has no permission");
-            return callerRefused;
-        }
         const int status = work();
         if (fitIntoReply(outTexts)) {
             return status;
         }
-    } catch (const std::bad_alloc &) {
-        // A file or a caller asks for more than there is. That is the end of this call alone.
+    } catch (...) {
+        // A file asks for more memory than there is, say. That is the end of this call alone.
     }
     for (QString *text : outTexts) {
         text->clear();
@@ -210,8 +226,9 @@ int halvexDesktopDaemonService::installPackages(const QStringList &packagePaths)
 
 int halvexDesktopDaemonService::generateLogFile()
 {
-    return guarded(Access::Read,
-                   [this] { return halvex::generateLogFile(alertsDirPath(), alertsExportPath()); });
+    return guarded(Access::Read, [this] {
+        return halvex::generateLogFile(exportWorker, alertsDirPath(), alertsExportPath());
+    });
 }
 
 int halvexDesktopDaemonService::getEventTotalCount(QString &eventCount)

@@ -5,8 +5,10 @@
 // no call ends the daemon: one that runs out of memory, or whose answer no bus carries, fails.
 #pragma once
 
+#include "dbus/bus_watch.h"
 #include "dbus/detect_type.h"
 #include "security/secure_caller_checker.h"
+#include "util/expendable_worker.h"
 
 #include <QDBusContext>
 #include <QDBusInterface>
@@ -39,6 +41,10 @@ public:
     [[nodiscard]] QString alertsDirPath() const;
     [[nodiscard]] QString alertsExportPath() const;
     [[nodiscard]] QString researchStatePath() const;
+
+    /// Tells whether the daemon's two connections to the system bus work, and the calls that come
+    /// in are served in good time. Without a connection it never was any use, so that is no.
+    [[nodiscard]] bool hearsTheBus();
 
 signals:
     void installProgress(int percent, const QString &status, const QString &details);
@@ -81,13 +87,16 @@ private:
 
     /// Tells whether the bus caller of the current slot may proceed. Refuses, with the warning "Not
     /// a DBus call", when there is none.
-    [[nodiscard]] bool checkCaller(bool requireAdmin) const;
+    [[nodiscard]] bool checkCaller(bool requireAdmin);
+
+    /// Like checkCaller(), but refuses as well when memory runs out on the way.
+    [[nodiscard]] bool admits(Access access) noexcept;
 
     /// Runs @p work if the gate lets the caller through, and returns its status. The one place that
     /// knows what a refusal looks like.
     ///
-    /// Where memory runs out on the way, or the texts are too long for a reply, the status is -1
-    /// and the texts are empty.
+    /// Where the work ends in an exception, as when memory runs out, or the texts are too long for
+    /// a reply, the status is -1 and the texts are empty.
     ///
     /// @param outTexts  the texts that @p work fills
     template <typename Work>
@@ -96,5 +105,7 @@ private:
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
     SecureCallerChecker callerChecker;
+    halvex::ExpendableWorker exportWorker; ///< writes the alert export
+    halvex::BusWatch busWatch;
     QTimer idleTimer; ///< fires when no call has come for a second
 };

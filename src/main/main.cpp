@@ -3,6 +3,7 @@
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
 #include "security/path_environment.h"
+#include "util/system_log.h"
 #include "util/watchdog.h"
 
 #include <QCoreApplication>
@@ -28,9 +29,10 @@ int main(int argc, char **argv)
     // A file or a journal gets each printed line at once, not when the daemon ends.
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ));
 
+    halvex::keepOutputFromBlocking();
+
     // Destroyed in the reverse order, the bus handle first.
     const QCoreApplication application(argc, argv);
-    // cppcheck-suppress unreadVariable // it works for as long as it lives
     const auto watchdog = halvex::startWatchdog();
     const auto service = std::make_unique<halvexDesktopDaemonService>();
     const auto adapter = std::make_unique<halvexDesktopDaemonAdapter>(service.get());
@@ -54,5 +56,8 @@ int main(int argc, char **argv)
                  << Qt::endl;
     }
     qDebug() << "dbus service start" << Qt::endl;
+    if (watchdog) {
+        watchdog->setCheck([&service] { return service->hearsTheBus(); });
+    }
     return QCoreApplication::exec();
 }

@@ -13,20 +13,39 @@ const QStringList forbiddenEnvironmentNames{"LD_PRELOAD", "LD_LIBRARY_PATH", "LD
 
 } // namespace
 
-QStringList environmentEntries(const QByteArray &block)
+QString environmentText(const QByteArray &block)
 {
+    QByteArray bytes = block;
+    bytes.replace("\r", "");
     QTextCodec::ConverterState noByteOrderMark(QTextCodec::IgnoreHeader);
     QString text =
-        QTextCodec::codecForLocale()->toUnicode(block.constData(), block.size(), &noByteOrderMark);
-    return text.replace(QChar('\0'), QChar('\n')).split('\n');
+        QTextCodec::codecForLocale()->toUnicode(bytes.constData(), bytes.size(), &noByteOrderMark);
+    return text.replace(QChar('\0'), QChar('\n'));
 }
 
-bool holdsForbiddenName(const QStringList &entries)
+QStringList environmentEntries(const QString &text)
 {
-    return std::any_of(entries.begin(), entries.end(), [](const QString &entry) {
-        const int nameLength = entry.indexOf('=');
-        return nameLength >= 0 && forbiddenEnvironmentNames.contains(entry.left(nameLength));
-    });
+    return text.split('\n');
+}
+
+bool holdsForbiddenName(const QString &text)
+{
+    int start = 0;
+    while (start < text.size()) {
+        const int lineFeed = text.indexOf('\n', start);
+        const int end = lineFeed < 0 ? text.size() : lineFeed;
+        const QStringView entry = QStringView(text).mid(start, end - start);
+        const auto isSet = [entry](const QString &name) {
+            return entry.size() > name.size() && entry.startsWith(name) &&
+                   entry[name.size()] == '=';
+        };
+        if (std::any_of(forbiddenEnvironmentNames.begin(), forbiddenEnvironmentNames.end(),
+                        isSet)) {
+            return true;
+        }
+        start = end + 1;
+    }
+    return false;
 }
 
 } // namespace halvex

@@ -5,18 +5,25 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 #include <QStringList>
 
 namespace halvex {
 
-/// The entries of an environment @p block, decoded by the locale's codec, empty ones kept.
+/// An environment @p block decoded by the locale's codec, with a line feed in place of each NUL and
+/// without carriage returns, as text files are read.
 ///
-/// NUL and line feed both end an entry, so a value that holds a line feed yields two. No byte-order
-/// mark is looked for: one would let a caller choose an encoding in which no name is recognised.
-[[nodiscard]] QStringList environmentEntries(const QByteArray &block);
+/// No byte-order mark is looked for: one would let a caller choose an encoding in which no name is
+/// recognised.
+[[nodiscard]] QString environmentText(const QByteArray &block);
 
-/// Tells whether one of @p entries sets, to whatever value, a variable that refuses a caller:
-/// LD_PRELOAD, LD_LIBRARY_PATH, LD_AUDIT, BASH_ENV, ENV, PYTHONPATH or PERL5OPT.
-[[nodiscard]] bool holdsForbiddenName(const QStringList &entries);
+/// The entries of an environment @p text, which a line feed ends; empty ones are kept. A value that
+/// holds a line feed yields two.
+[[nodiscard]] QStringList environmentEntries(const QString &text);
+
+/// Tells whether one of the entries of @p text sets, to whatever value, a variable that refuses a
+/// caller: LD_PRELOAD, LD_LIBRARY_PATH, LD_AUDIT, BASH_ENV, ENV, PYTHONPATH or PERL5OPT. Takes no
+/// memory for entries, of which an environment may hold millions.
+[[nodiscard]] bool holdsForbiddenName(const QString &text);
 
 } // namespace halvex

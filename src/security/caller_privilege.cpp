@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <grp.h>
+#include <optional>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -19,25 +20,40 @@ namespace {
 /// The separated administrator role that may manage this daemon.
 constexpr unsigned separatedAdminUid = 600;
 
+/// Asks the status tool. Nothing when it could not be started or read to its answer.
+std::optional<bool> readThreeAdminMode()
+{
+    return querySwitch("/usr/sbin/getstatus", "three admin");
+}
+
 } // namespace
 
 bool selfIsAdmin = false;
 
-bool isPrivilegedCaller(QDBusConnectionInterface *bus, const QString &busName)
+bool isPrivilegedCaller(QDBusConnectionInterface *bus, const QString &busName,
+                        PrivilegeBasis &basis)
 {
     if (bus == nullptr) {
         return false;
     }
-    const uint uid = bus->serviceUid(busName).value();
-    if (isThreeAdminMode()) {
-        return uid == separatedAdminUid;
+    basis.uid = bus->serviceUid(busName).value();
+    const std::optional<bool> isThreeAdmin = readThreeAdminMode();
+    basis.isModeKnown = isThreeAdmin.has_value();
+    if (isThreeAdmin.value_or(false)) {
+        return basis.uid == separatedAdminUid;
     }
-    return isAdminUid(uid);
+    return isAdminUid(basis.uid);
+}
+
+bool isConfirmed(const PrivilegeBasis &basis, QDBusConnectionInterface *bus, const QString &busName)
+{
+    const QDBusReply<uint> uid = bus->serviceUid(busName);
+    return basis.isModeKnown && uid.isValid() && uid.value() == basis.uid;
 }
 
 bool isThreeAdminMode()
 {
-    return readSwitchFromCommand("/usr/sbin/getstatus", "three admin");
+    return readThreeAdminMode().value_or(false);
 }
 
 bool isAdminUid(unsigned uid)

@@ -16,14 +16,30 @@ class QDBusConnectionInterface;
 
 namespace halvex {
 
+/// What isPrivilegedCaller() has based its answer on.
+struct PrivilegeBasis
+{
+    unsigned uid = 0;
+    bool isModeKnown = false; ///< whether the status tool could be run and read
+};
+
 /// Tells whether the bus client @p busName is an administrator.
 ///
-/// Asks the bus for the client's user id and runs the status tool, both at every call. A failed
-/// question counts as user id 0: a client that has left the bus looks like root here, so whoever
-/// lets it change anything must first make sure that it is still there.
+/// Asks the bus for the client's user id and runs the status tool, both at every call. Without the
+/// bus's answer the user id counts as 0, and without the status tool's the roles count as not
+/// separated. Before a change is let in, isConfirmed() must find that neither was missing.
 ///
+/// @param basis  what the answer is based on
 /// @return false for a null @p bus
-[[nodiscard]] bool isPrivilegedCaller(QDBusConnectionInterface *bus, const QString &busName);
+[[nodiscard]] bool isPrivilegedCaller(QDBusConnectionInterface *bus, const QString &busName,
+                                      PrivilegeBasis &basis);
+
+/// Tells whether the bus, asked again, gives @p busName the user id in @p basis, and whether the
+/// administrator mode was known. A unique name belongs to one user for ever.
+///
+/// @return false also when the bus does not answer, and when the client has left it
+[[nodiscard]] bool isConfirmed(const PrivilegeBasis &basis, QDBusConnectionInterface *bus,
+                               const QString &busName);
 
 /// Asks the status tool whether the three administrator roles are separated. A tool that is
 /// missing, fails or says nothing of it means no.

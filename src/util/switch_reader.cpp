@@ -51,19 +51,24 @@ std::optional<bool> switchInLine(std::string line, const std::string &key)
 
 bool readSwitchFromCommand(const char *command, const char *key)
 {
+    return querySwitch(command, key).value_or(false);
+}
+
+std::optional<bool> querySwitch(const char *command, const char *key)
+{
     // "e" keeps the pipe out of every other child.
     const std::unique_ptr<std::FILE, PipeCloser> pipe(popen(command, "re"));
     if (!pipe) {
-        return false;
+        return std::nullopt;
     }
     // A longer line is seen as several pieces, each judged as a line of its own.
     std::array<char, 1024> piece{};
     while (std::fgets(piece.data(), static_cast<int>(piece.size()), pipe.get()) != nullptr) {
         if (const auto isOn = switchInLine(piece.data(), key)) {
-            return *isOn;
+            return isOn;
         }
     }
-    return false;
+    return std::ferror(pipe.get()) != 0 ? std::nullopt : std::optional(false);
 }
 
 } // namespace halvex

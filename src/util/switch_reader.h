@@ -18,6 +18,10 @@ namespace halvex {
 ///         is no such line or the command cannot be run. The exit status does not count.
 [[nodiscard]] bool readSwitchFromCommand(const char *command, const char *key);
 
+/// Like readSwitchFromCommand(), but returns nothing when the shell cannot be started or its output
+/// cannot be read: then nothing is known of the switch.
+[[nodiscard]] std::optional<bool> querySwitch(const char *command, const char *key);
+
 /// Reads the switch @p key from one line of a status tool.
 ///
 /// @return nothing when the line does not hold the key (in any letter case) and a later colon;

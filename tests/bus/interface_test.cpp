@@ -39,15 +39,11 @@ TEST_F(Interface, TheIntrospectionTextIsTheContract)
 
 TEST_F(Interface, NothingElseIsExportedAtTheObjectsPath)
 {
-    EXPECT_EQ(send({object, method("handleInstallProgress"), "int32:1", "string:a", "string:b"}),
-              "Error org.freedesktop.DBus.Error.UnknownMethod: No such method "
-              "'handleInstallProgress' in interface "
-              "'com.norva.halvex.desktop.com.norva.halvex.desktop' at object path "
-              "'/com/norva/halvex/desktop' (signature 'iss')");
-    EXPECT_EQ(send({object, method("deleteLater")}),
-              "Error org.freedesktop.DBus.Error.UnknownMethod: No such method 'deleteLater' in "
-              "interface 'com.norva.halvex.desktop.com.norva.halvex.desktop' at object path "
-              "'/com/norva/halvex/desktop' (signature '')");
+    // The bus refuses what the daemon would not know either.
+    const QString denied = "Error org.freedesktop.DBus.Error.AccessDenied: ";
+    EXPECT_TRUE(send({object, method("handleInstallProgress"), "int32:1", "string:a", "string:b"})
+                    .startsWith(denied));
+    EXPECT_TRUE(send({object, method("deleteLater")}).startsWith(denied));
 }
 
 TEST_F(Interface, TheShortInterfaceNameDoesNotExist)

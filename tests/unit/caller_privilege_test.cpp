@@ -44,7 +44,8 @@ protected:
 
 TEST_F(CallerPrivilege, WithoutABusNobodyIsPrivileged)
 {
-    EXPECT_FALSE(halvex::isPrivilegedCaller(nullptr, ":1.1"));
+    halvex::PrivilegeBasis basis;
+    EXPECT_FALSE(halvex::isPrivilegedCaller(nullptr, ":1.1", basis));
 }
 
 TEST_F(CallerPrivilege, RootIsAnAdministratorWithoutAnyLookup)

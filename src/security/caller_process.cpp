@@ -1,0 +1,188 @@
+// SPDX-License-Identifier: MIT
+#include "security/caller_process.h"
+
+#include "util/file_descriptor.h"
+
+#include <QFile>
+#include <QString>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace halvex {
+namespace {
+
+/// Process 1 stands for the host; the daemon's own namespaces do not matter.
+constexpr const char *hostPid = "1";
+
+std::string procPath(const std::string &pid, const std::string &entry)
+{
+    return "/proc/" + pid + '/' + entry;
+}
+
+/// The target of the link at @p path; empty when it cannot be read.
+std::string readLink(const std::string &path)
+{
+    std::array<char, 4096> target{};
+    const ssize_t length = readlink(path.c_str(), target.data(), target.size() - 1);
+    return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length))
+                      : std::string();
+}
+
+/// Reads @p file to its end.
+///
+/// @return nothing after an error, or when there are more than @p maxBytes
+std::optional<std::string> readAll(const FileDescriptor &file, std::size_t maxBytes)
+{
+    constexpr std::size_t blockSize = 64UL << 10;
+    std::string content;
+    while (content.size() <= maxBytes) {
+        const std::size_t size = content.size();
+        content.resize(size + blockSize);
+        const ssize_t count = read(file.get(), &content[size], blockSize);
+        content.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        if (count == 0) {
+            return content;
+        }
+        if (count < 0 && errno != EINTR) {
+            return std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+FileDescriptor openForReading(const std::string &path)
+{
+    return FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+}
+
+// --- the jobs, which run in the worker ---
+
+/// The state as one character, six lines of links, and the environment.
+std::string surroundingsJob(const std::string &pid, const JobControl & /*control*/)
+{
+    std::optional<std::string> environment;
+    auto state = EnvironmentState::NotOpened;
+    if (const auto file = openForReading(procPath(pid, "environ")); file.isOpen()) {
+        environment = readAll(file, maxEnvironmentBytes);
+        state = environment ? EnvironmentState::Read : EnvironmentState::NotRead;
+    }
+    std::string result(1, static_cast<char>(state));
+    for (const std::string &each : {std::string(hostPid), pid}) {
+        for (const char *name : comparedNamespaces) {
+            result += readLink(procPath(each, std::string("ns/") + name)) + '\n';
+        }
+    }
+    return result + environment.value_or(std::string());
+}
+
+bool isFile(const std::string &path)
+{
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0;
+}
+
+bool isSameFile(const std::string &path, const std::string &otherPath)
+{
+    struct stat file = {};
+    struct stat other = {};
+    return stat(path.c_str(), &file) == 0 && stat(otherPath.c_str(), &other) == 0 &&
+           file.st_dev == other.st_dev && file.st_ino == other.st_ino;
+}
+
+std::string executablePathOf(const std::string &pid)
+{
+    const std::string link = procPath(pid, "exe");
+    return isFile(link) ? readLink(link) : std::string();
+}
+
+std::string firstArgumentOf(const std::string &pid)
+{
+    const FileDescriptor file = openForReading(procPath(pid, "cmdline"));
+    std::string argument;
+    // It counts as a path, so one that is too long for a path is like none.
+    while (argument.size() < PATH_MAX) {
+        std::array<char, PATH_MAX> bytes{};
+        const ssize_t count = read(file.get(), bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return {};
+        }
+        argument.append(bytes.data(), static_cast<std::size_t>(count));
+        const auto end = argument.find('\0');
+        if (count == 0 || end != std::string::npos) {
+            return argument.substr(0, end);
+        }
+    }
+    return {};
+}
+
+std::string canonicalPathOf(const std::string &path)
+{
+    const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
+                                                               &std::free);
+    return resolved ? std::string(resolved.get()) : std::string();
+}
+
+/// The path as the process gives it, a NUL, and the canonical path; or nothing.
+std::string programPathJob(const std::string &pid, const JobControl & /*control*/)
+{
+    const std::string executable = executablePathOf(pid);
+    const std::string path = executable.empty() ? firstArgumentOf(pid) : executable;
+    const std::string canonical = path.empty() ? std::string() : canonicalPathOf(path);
+    // The link's text is only a name: that of a deleted program, or one renamed since, may lead to
+    // a front end that the caller does not run. A first argument has no file to compare with.
+    if (canonical.empty() ||
+        (!executable.empty() && !isSameFile(canonical, procPath(pid, "exe")))) {
+        return {};
+    }
+    return path + '\0' + canonical;
+}
+
+} // namespace
+
+CallerSurroundings readSurroundings(ExpendableWorker &worker, qint32 pid)
+{
+    CallerSurroundings surroundings;
+    const auto result = worker.run(surroundingsJob, std::to_string(pid), callerReadTimeoutMs);
+    if (!result) {
+        return surroundings;
+    }
+    surroundings.state = static_cast<EnvironmentState>(result->front());
+    std::size_t position = 1;
+    for (NamespaceLinks *links : {&surroundings.host, &surroundings.caller}) {
+        for (QByteArray &link : *links) {
+            const auto end = result->find('\n', position);
+            link = QByteArray(&(*result)[position], static_cast<int>(end - position));
+            position = end + 1;
+        }
+    }
+    surroundings.environment =
+        QByteArray(&(*result)[position], static_cast<int>(result->size() - position));
+    return surroundings;
+}
+
+std::optional<QByteArray> readProgramPath(ExpendableWorker &worker, qint32 pid)
+{
+    const auto result = worker.run(programPathJob, std::to_string(pid), callerReadTimeoutMs);
+    if (!result || result->empty()) {
+        return std::nullopt;
+    }
+    const auto length = result->find('\0');
+    const QByteArray path(result->data(), static_cast<int>(length));
+    if (QFile::encodeName(QFile::decodeName(path)) != path) {
+        return std::nullopt;
+    }
+    return QByteArray::fromStdString(result->substr(length + 1));
+}
+
+} // namespace halvex

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+//
+// What the kernel says about a process, read from /proc. The process may belong to an attacker, who
+// can make several of these reads hang. They are made by an expendable worker, and given up after
+// callerReadTimeoutMs.
+#pragma once
+
+#include "util/expendable_worker.h"
+
+#include <QByteArray>
+#include <QtGlobal>
+
+#include <array>
+#include <chrono>
+#include <optional>
+
+namespace halvex {
+
+/// How long a process may keep the daemon waiting for one of the functions below.
+constexpr std::chrono::milliseconds callerReadTimeoutMs(1000);
+
+/// The largest environment that is read, in bytes. The kernel starts no program with arguments and
+/// environment of more than 6 MiB; a process that has more gave it to itself.
+constexpr std::size_t maxEnvironmentBytes = (6UL << 20) + (64UL << 10);
+
+/// The namespaces in which a caller must be with process 1.
+constexpr std::array<const char *, 3> comparedNamespaces{"user", "mnt", "pid"};
+
+/// The targets of the links in a process's directory `ns`, in the order of comparedNamespaces.
+/// Empty where a link cannot be read.
+using NamespaceLinks = std::array<QByteArray, comparedNamespaces.size()>;
+
+/// How far the reading of an environment came.
+enum class EnvironmentState : char {
+    NotOpened, ///< there is no such process any more, or no access to it
+    NotRead,   ///< an error on the way, more than maxEnvironmentBytes, or given up
+    Read,
+};
+
+struct CallerSurroundings
+{
+    EnvironmentState state = EnvironmentState::NotRead;
+    QByteArray environment; ///< all of /proc/PID/environ; empty unless it was read
+    NamespaceLinks host;    ///< of process 1
+    NamespaceLinks caller;
+};
+
+/// Reads the initial environment of @p pid, and its namespaces beside those of process 1.
+[[nodiscard]] CallerSurroundings readSurroundings(ExpendableWorker &worker, qint32 pid);
+
+/// Finds the canonical path of the program that @p pid runs: that of its executable or, only if
+/// root may not look at that, of its first argument.
+///
+/// @return nothing when the path is unknown, leads to no file, or leads to another file than the
+/// one
+///         that runs (a program that was deleted or renamed since); nor when the reading was given
+///         up or the path is not in the locale's encoding
+[[nodiscard]] std::optional<QByteArray> readProgramPath(ExpendableWorker &worker, qint32 pid);
+
+} // namespace halvex
