@@ -47,7 +47,9 @@ halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
     if (!isServerEdition) {
-        upgradeInterface = halvex::connectUpgradeService(this);
+        upgradeInterface = halvex::connectUpgradeService(
+            this, SLOT(handleInstallProgress(int, QString, QString)),
+            SLOT(handleInstallFinished(bool, QStringList, QString, QString)));
     }
     // Thousands of calls at once, or one with a large file, leave free memory behind that the
     // C library does not give back by itself.

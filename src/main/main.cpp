@@ -2,7 +2,7 @@
 #include "dbus/bus_names.h"
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
-#include "security/path_environment.h"
+#include "security/process_environment.h"
 #include "util/system_log.h"
 #include "util/watchdog.h"
 
@@ -13,18 +13,11 @@
 
 #include <clocale>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
-#include <string>
 
 int main(int argc, char **argv)
 {
-    if (halvex::checkPathEnvironment()) {
-        qputenv("PATH", "/usr/bin:/bin:/usr/sbin:/sbin");
-    }
-    // putenv keeps the text itself, so it must outlive everything.
-    static std::string locale = "LC_ALL=en_US.UTF-8";
-    putenv(locale.data());
+    halvex::makeEnvironmentSafe();
     static_cast<void>(setlocale(LC_ALL, "")); // a host without that locale is no reason to stop
     // A file or a journal gets each printed line at once, not when the daemon ends.
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ));

@@ -8,23 +8,27 @@
 #include <QDebug>
 
 namespace halvex {
+namespace {
 
-std::unique_ptr<QDBusInterface> connectUpgradeService(QObject *receiver)
+constexpr const char *serviceName = "com.norva.systemupgrade";
+constexpr const char *servicePath = "/com/norva/systemupgrade";
+constexpr const char *serviceInterface = "com.norva.systemupgrade.interface";
+
+} // namespace
+
+std::unique_ptr<QDBusInterface> connectUpgradeService(QObject *receiver, const char *progressSlot,
+                                                      const char *finishedSlot)
 {
-    const QDBusConnection bus = QDBusConnection::systemBus();
+    QDBusConnection bus = QDBusConnection::systemBus();
     if (!bus.isConnected()) {
         return nullptr;
     }
-    auto proxy =
-        std::make_unique<QDBusInterface>("com.norva.systemupgrade", "/com/norva/systemupgrade",
-                                         "com.norva.systemupgrade.interface", bus);
-    // The signals are written as the service writes them, for Qt's warnings repeat the texts.
-    // clang-format off
-    QObject::connect(proxy.get(), SIGNAL(InstalldebStatusChanged(int,QString,QString)),
-                     receiver, SLOT(handleInstallProgress(int,QString,QString)));
-    QObject::connect(proxy.get(), SIGNAL(UpdateInstallFinished(bool, QStringList, QString, QString)),
-                     receiver, SLOT(handleInstallFinished(bool, QStringList, QString, QString)));
-    // clang-format on
+    auto proxy = std::make_unique<QDBusInterface>(serviceName, servicePath, serviceInterface, bus);
+    // Not the proxy's signals: it has none if the service is not there yet.
+    bus.connect(serviceName, servicePath, serviceInterface, "InstalldebStatusChanged", "iss",
+                receiver, progressSlot);
+    bus.connect(serviceName, servicePath, serviceInterface, "UpdateInstallFinished", "basss",
+                receiver, finishedSlot);
     return proxy;
 }
 

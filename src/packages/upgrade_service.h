@@ -14,17 +14,23 @@ class QObject;
 
 namespace halvex {
 
-/// Makes the proxy of the upgrade service and connects its two signals to the slots
-/// handleInstallProgress(int,QString,QString) and
-/// handleInstallFinished(bool,QStringList,QString,QString) of @p receiver.
+/// Makes the proxy of the upgrade service and connects its two signals to slots of @p receiver.
 ///
-/// The proxy learns the service's methods and signals from the service itself, once, here: that
-/// starts the service if the bus knows how to, and blocks for at most the bus's default time-out.
-/// If the service is not there the proxy is made all the same, but without signals (Qt warns of
-/// each).
+/// The signals are heard from now on, whenever the service comes, goes or comes again: from the
+/// owner of its name at that moment and from nobody else, and only with the service's own object
+/// path, interface and types. A signal that arrives during installPackages() is delivered later, by
+/// the event loop.
 ///
+/// The proxy learns the service's methods from the service itself, once, here: that starts the
+/// service if the bus knows how to, and blocks for at most the bus's default time-out, 25 s. If the
+/// service is not there, the proxy is made all the same.
+///
+/// @param progressSlot  SLOT() text of a slot (int,QString,QString): percent, status, details
+/// @param finishedSlot  SLOT() text of a slot (bool,QStringList,QString,QString): success,
+///                      packages, error code, error message
 /// @return the proxy; null, and nothing else done, without a connection to the system bus
-[[nodiscard]] std::unique_ptr<QDBusInterface> connectUpgradeService(QObject *receiver);
+[[nodiscard]] std::unique_ptr<QDBusInterface>
+connectUpgradeService(QObject *receiver, const char *progressSlot, const char *finishedSlot);
 
 /// Has the upgrade service install @p packages, exactly as they are given, if the allow-list holds
 /// them all. Blocks until the service answers, for at most the proxy's time-out.

@@ -4,12 +4,18 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace {
 
 using testing::Contains;
+using testing::Each;
 
 constexpr const char *noBus = "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/no-such-bus";
+
+/// The programs that the daemon runs in its three ways: through a shell to read its output, by
+/// itself, and as a command line.
+const QStringList childPrograms{"/usr/sbin/getstatus", "/usr/bin/systemctl", "/usr/bin/pellmar"};
 
 class StartUp : public DaemonHost
 {
@@ -25,6 +31,39 @@ protected:
             }
         }
         return {};
+    }
+
+    /// Starts the daemon with @p entries of which several have one name.
+    void startWithDuplicates(const QStringList &entries)
+    {
+        startDaemon({"HOME=/root"},
+                    QStringList{DUPLICATE_ENVIRONMENT} + entries + QStringList{"--"});
+    }
+
+    /// All entries of PATH and LC_ALL, sorted, that each of the programs gets from the daemon.
+    QList<QStringList> pathsAndLocalesOfChildren()
+    {
+        for (const QString &program : childPrograms) {
+            host::writeScript(program,
+                              "/usr/bin/cat /proc/$$/environ > /run/${0##*/}.environment\n");
+        }
+        EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{0});
+        EXPECT_EQ(call("setServiceStatus", {"halvex.net.ai", "0", "0"}), Reply{0});
+        QList<QStringList> all;
+        for (const QString &program : childPrograms) {
+            QByteArray block = host::readFile("/run/" + program.section('/', -1) + ".environment");
+            all << QString::fromUtf8(block.replace('\0', '\n'))
+                       .split('\n')
+                       .filter(QRegularExpression("^(PATH|LC_ALL)="));
+            all.last().sort();
+        }
+        return all;
+    }
+
+    /// What each program sees if its one PATH is @p path.
+    static auto allSee(const QString &path)
+    {
+        return Each(QStringList{"LC_ALL=en_US.UTF-8", "PATH=" + path});
     }
 };
 
@@ -63,6 +102,60 @@ TEST_F(StartUp, TheLocaleIsSetWhenThereWasNone)
 {
     startDaemon({"PATH=/usr/bin"});
     EXPECT_EQ(environmentOfChildren("LC_ALL"), "en_US.UTF-8");
+}
+
+TEST_F(StartUp, OfSeveralPathsTheLastIsJudgedAndKept)
+{
+    startWithDuplicates({"PATH=/tmp", "PATH=/no/such", "PATH=/usr/local/bin:/usr/bin"});
+    EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/local/bin:/usr/bin"));
+    EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start "}));
+}
+
+TEST_F(StartUp, ASafePathDoesNotVouchForAnUnsafeOneBehindIt)
+{
+    startWithDuplicates({"PATH=/usr/bin", "PATH=/usr/bin", "PATH=/usr/bin:/tmp"});
+    EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/bin:/bin:/usr/sbin:/sbin"));
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{"[PATH安全警告] PATH包含高危临时目录: \"/tmp\" (原始: \"/tmp\" )",
+                           "dbus service start "}));
+}
+
+TEST_F(StartUp, AnEmptyLastPathIsReplaced)
+{
+    startWithDuplicates({"PATH=/usr/bin", "PATH="});
+    EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/bin:/bin:/usr/sbin:/sbin"));
+    EXPECT_EQ(daemonMessages(),
+              (QStringList{"[PATH安全警告] PATH环境变量为空", "dbus service start "}));
+}
+
+TEST_F(StartUp, EqualPathsBecomeOne)
+{
+    startWithDuplicates({"PATH=/usr/bin", "PATH=/usr/bin"});
+    EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/bin"));
+}
+
+TEST_F(StartUp, SeveralLocalesBecomeOne)
+{
+    startWithDuplicates(
+        {"LC_ALL=en_US.UTF-8", "LC_ALL=C", "PATH=/usr/bin", "LC_ALL=", "LC_ALL=de_DE"});
+    EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/bin"));
+}
+
+TEST_F(StartUp, TheDaemonSearchesTheSamePathAsItsChildren)
+{
+    startWithDuplicates({"PATH=/tmp", "PATH=/usr/bin", "LC_ALL=C", "LC_ALL=de_DE",
+                         QString("LD_PRELOAD=") + ENVIRONMENT_TELLER,
+                         "ASAN_OPTIONS=verify_asan_link_order=0"});
+    EXPECT_THAT(daemonMessages(), Contains("at start: PATH=/usr/bin LC_ALL=en_US.UTF-8"));
+}
+
+TEST_F(StartUp, TheEnvironmentCanBeReadUntilTheProcessHasExited)
+{
+    EXPECT_EQ(
+        runDaemonToItsEnd({"PATH=/usr/bin", noBus, QString("LD_PRELOAD=") + ENVIRONMENT_TELLER,
+                           "ASAN_OPTIONS=verify_asan_link_order=0"}),
+        1);
+    EXPECT_EQ(daemonMessages().last(), "at end: PATH=/usr/bin LC_ALL=en_US.UTF-8");
 }
 
 TEST_F(StartUp, AHostThatDoesNotSayWhatItIsIsADesktop)
@@ -111,14 +204,13 @@ TEST_F(StartUp, ItTakesNoOptions)
 
 TEST_F(StartUp, NoDescriptorOfTheDaemonsReachesAChild)
 {
-    const QStringList tools{"/usr/sbin/getstatus", "/usr/bin/systemctl", "/usr/bin/pellmar"};
-    for (const QString &tool : tools) {
+    for (const QString &tool : childPrograms) {
         host::writeScript(tool, "exec ls /proc/self/fd > /run/${0##*/}.fd\n");
     }
     startDaemon();
     EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{0});
     EXPECT_EQ(call("setServiceStatus", {"halvex.net.ai", "0", "0"}), Reply{0});
-    for (const QString &tool : tools) {
+    for (const QString &tool : childPrograms) {
         // The three standard streams, and the folder that ls itself reads.
         EXPECT_EQ(host::readFile("/run/" + tool.section('/', -1) + ".fd"), "0\n1\n2\n3\n")
             << qPrintable(tool);

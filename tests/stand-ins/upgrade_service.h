@@ -27,6 +27,7 @@ public:
     QString errorText;
     QStringList lastRequest;
     int requests = 0;
+    int stepsBeforeAnswer = 0; ///< of an installation that ends before the request is answered
 
 public slots:
     // The declared values are what the introspection shows; the real ones are sent by hand.
@@ -34,6 +35,7 @@ public slots:
     {
         lastRequest = packages;
         ++requests;
+        announceSteps(packages);
         setDelayedReply(true);
         switch (answer) {
         case Answer::Values:
@@ -54,6 +56,17 @@ signals:
     void InstalldebStatusChanged(int percent, const QString &status, const QString &details);
     void UpdateInstallFinished(bool success, const QStringList &packages, const QString &errorCode,
                                const QString &errorMsg);
+
+private:
+    void announceSteps(const QStringList &packages)
+    {
+        for (int percent = 0; percent < stepsBeforeAnswer; ++percent) {
+            emit InstalldebStatusChanged(percent, "installing", packages.value(0));
+        }
+        if (stepsBeforeAnswer > 0) {
+            emit UpdateInstallFinished(true, packages, "", "");
+        }
+    }
 };
 
 /// The service of an edition that gives no answer at all.
@@ -95,6 +108,10 @@ public slots:
     }
 
     void leaveWhenCalled() { service.answer = UpgradeService::Answer::Departure; }
+
+    /// Lets each request's installation end, after that many signals of progress, before the
+    /// answer.
+    void emitBeforeAnswering(int steps) { service.stepsBeforeAnswer = steps; }
 
     /// The packages of the last request.
     [[nodiscard]] QStringList lastRequest() const { return service.lastRequest; }

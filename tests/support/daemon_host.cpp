@@ -100,8 +100,7 @@ QStringList DaemonHost::daemonMessages()
     QStringList lines;
     if (QFile::exists(messagesPath)) {
         for (const QString &line : linesOf(messagesPath)) {
-            if (!line.startsWith("environVars ") &&
-                !line.startsWith("QObject::connect: No such signal QDBusAbstractInterface::")) {
+            if (!line.startsWith("environVars ")) {
                 lines << line;
             }
         }

@@ -33,9 +33,8 @@ protected:
     /// Ends the daemon, whatever it is doing.
     void stopDaemon();
 
-    /// What the daemon has written to standard error so far, a line each, without the empty ones,
-    /// without the dump of each caller's environment and without Qt's warnings about the signals
-    /// of an upgrade service that is not there.
+    /// What the daemon has written to standard error so far, a line each, without the empty ones
+    /// and without the dump of each caller's environment.
     [[nodiscard]] static QStringList daemonMessages();
 
     /// What the daemon has printed to standard output so far, a line each.
