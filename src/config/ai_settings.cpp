@@ -5,7 +5,6 @@
 #include "config/settings_file.h"
 
 #include <QByteArray>
-#include <QFile>
 
 #include <yaml-cpp/eventhandler.h>
 
@@ -200,10 +199,7 @@ int setAiConfig(const QString &path, int type, const QString &key, const QString
         return -1;
     }
     // A failure from here on has no status of its own.
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(changed.data(), qint64(changed.size()));
-    }
+    static_cast<void>(writeSettingsFile(path, changed));
     return 0;
 }
 

@@ -5,7 +5,6 @@
 #include "config/settings_file.h"
 
 #include <QByteArray>
-#include <QFile>
 
 #include <array>
 #include <cstddef>
@@ -43,9 +42,8 @@ int setNotifyConfig(const QString &path, const QString &notifyDisabled,
     if (!changed) {
         return -1;
     }
-    QFile file(path);
-    const bool isSaved =
-        file.open(QIODevice::WriteOnly) && file.write(*changed) == changed->size() && file.flush();
+    const bool isSaved = writeSettingsFile(path, {changed->constData(), size_t(changed->size())}) ==
+                         WriteResult::Written;
     return isSaved ? 0 : -1;
 }
 

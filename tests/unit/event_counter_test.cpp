@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr const char *statePath = "/run/engine.state";
@@ -96,6 +98,14 @@ TEST(EventCounter, WithoutTheFileTheCallFails)
 {
     QString count = "untouched";
     EXPECT_EQ(halvex::getEventTotalCount("/run/missing.state", count), -1);
+    EXPECT_EQ(count, "untouched");
+}
+
+TEST(EventCounter, AFifoInTheFilesPlaceCannotBeOpened)
+{
+    ASSERT_EQ(mkfifo(statePath, 0600), 0);
+    QString count = "untouched";
+    EXPECT_EQ(halvex::getEventTotalCount(statePath, count), -1);
     EXPECT_EQ(count, "untouched");
 }
 
