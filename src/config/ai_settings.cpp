@@ -3,6 +3,7 @@
 
 #include "config/ai_tree.h"
 #include "config/settings_file.h"
+#include "util/utf8_text.h"
 
 #include <QByteArray>
 
@@ -169,7 +170,7 @@ int readAiSetting(const QString &path, const QString &key, QString &value)
     }
     try {
         const YAML::Node root = YAML::Load(textOf(*content));
-        value = QString::fromStdString(nodeAt(root, key).as<std::string>());
+        value = utf8Text(QByteArray::fromStdString(nodeAt(root, key).as<std::string>()));
     } catch (const std::exception &) {
         return -1;
     }

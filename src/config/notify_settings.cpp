@@ -3,6 +3,7 @@
 
 #include "config/notify_xml.h"
 #include "config/settings_file.h"
+#include "util/utf8_text.h"
 
 #include <QByteArray>
 
@@ -24,7 +25,7 @@ int getNotifyConfig(const QString &path, QString &notifyDisabled, QString &notif
     const std::array<QString *, 3> outputs{&notifyDisabled, &notifyTimeout, &notifyFold};
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         if (!(*values)[i].isEmpty()) {
-            *outputs[i] = QString::fromUtf8((*values)[i]);
+            *outputs[i] = utf8Text((*values)[i]);
         }
     }
     return 0;

@@ -117,4 +117,12 @@ TEST(EventCounter, AFolderInTheFilesPlaceCannotBeOpened)
     EXPECT_EQ(count, "untouched");
 }
 
+TEST(EventCounter, AByteOrderMarkIsPartOfTheTextWhereverItStands)
+{
+    EXPECT_EQ(totalIn("events_processed='\xef\xbb\xbf\xef\xbb\xbf'\n"),
+              QString(2, QChar::ByteOrderMark));
+    EXPECT_EQ(totalIn("events_processed='\xef\xbb\xbf' '\n"), QString(QChar::ByteOrderMark));
+    EXPECT_EQ(totalIn("events_processed='7\xef\xbb\xbf'\n"), '7' + QString(QChar::ByteOrderMark));
+}
+
 } // namespace
