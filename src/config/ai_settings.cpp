@@ -6,6 +6,7 @@
 #include "util/utf8_text.h"
 
 #include <QByteArray>
+#include <QStringList>
 
 #include <yaml-cpp/eventhandler.h>
 

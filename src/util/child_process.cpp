@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
