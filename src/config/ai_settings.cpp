@@ -3,9 +3,10 @@
 
 #include "config/ai_tree.h"
 #include "config/settings_file.h"
+#include "util/utf8_text.h"
 
 #include <QByteArray>
-#include <QFile>
+#include <QStringList>
 
 #include <yaml-cpp/eventhandler.h>
 
@@ -170,7 +171,7 @@ int readAiSetting(const QString &path, const QString &key, QString &value)
     }
     try {
         const YAML::Node root = YAML::Load(textOf(*content));
-        value = QString::fromStdString(nodeAt(root, key).as<std::string>());
+        value = utf8Text(QByteArray::fromStdString(nodeAt(root, key).as<std::string>()));
     } catch (const std::exception &) {
         return -1;
     }
@@ -200,10 +201,7 @@ int setAiConfig(const QString &path, int type, const QString &key, const QString
         return -1;
     }
     // A failure from here on has no status of its own.
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(changed.data(), qint64(changed.size()));
-    }
+    static_cast<void>(writeSettingsFile(path, changed));
     return 0;
 }
 

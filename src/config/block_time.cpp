@@ -4,21 +4,29 @@
 #include "config/block_time_text.h"
 #include "config/settings_file.h"
 
-#include <QFile>
+#include <QBuffer>
+#include <QByteArray>
+#include <QIODevice>
 #include <QString>
 #include <QTextStream>
+
+#include <optional>
 
 namespace halvex {
 
 int readBlockTimeout(const QString &path, int &timeout)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    std::optional<QByteArray> content = readSettingsFile(path);
+    if (!content) {
+        return -1;
+    }
+    QBuffer lines(&*content);
+    if (!lines.open(QIODevice::ReadOnly | QIODevice::Text)) {
         return -1;
     }
     int found = 0;
-    QTextStream stream(&file);
-    for (QString line; stream.readLineInto(&line);) {
+    QTextStream input(&lines);
+    for (QString line; input.readLineInto(&line);) {
         if (isTimeoutLine(line)) {
             found = parseTimeoutValue(line);
             break;
@@ -33,28 +41,26 @@ int readBlockTimeout(const QString &path, int &timeout)
 
 int writeBlockTimeout(const QString &path, const QString &value)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text) || file.size() > largestSettingsFile) {
+    std::optional<QByteArray> content = readSettingsFile(path);
+    if (!content) {
         return -1;
     }
-    QString content;
-    QTextStream input(&file);
+    QBuffer lines(&*content);
+    if (!lines.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        return -1;
+    }
+    QString text;
+    QTextStream input(&lines);
     for (QString line; input.readLineInto(&line);) {
-        content += isTimeoutLine(line) ? rewriteTimeoutLine(line, value) : line;
-        content += '\n';
+        text += isTimeoutLine(line) ? rewriteTimeoutLine(line, value) : line;
+        text += '\n';
     }
-    // What was read before an error must not be taken for the whole, and written back.
-    if (file.error() != QFileDevice::NoError) {
-        return -1;
-    }
-    file.close();
-
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
-        return -1;
-    }
-    QTextStream output(&file);
-    output << content;
-    return 0;
+    QByteArray changed;
+    QTextStream(&changed) << text;
+    const WriteResult result =
+        writeSettingsFile(path, {changed.constData(), size_t(changed.size())});
+    // A failed write has no status of its own here.
+    return result == WriteResult::NotOpened ? -1 : 0;
 }
 
 } // namespace halvex

@@ -12,15 +12,14 @@ namespace halvex {
 ///
 /// @param timeout  the seconds; 0 also when there is no timeout line, emptyTimeout (-2) when its
 ///                 value is empty; untouched on failure
-/// @return 0 when read; -1 when the file cannot be opened or the value is not a 32-bit number
+/// @return 0 when read; -1 as readSettingsFile() fails, or when the value is not a 32-bit number
 [[nodiscard]] int readBlockTimeout(const QString &path, int &timeout);
 
 /// Rewrites every timeout line of the file at @p path with @p value, and all other lines as they
 /// are, each ended by a line feed.
 ///
-/// @return 0 when the file was opened for writing, also when it had no timeout line; -1, with
-///         the file untouched, when it cannot be opened for reading or writing, cannot be read to
-///         its end, or is larger than largestSettingsFile
+/// @return 0 when the file was opened for writing, also when it had no timeout line; -1, with the
+///         file untouched, as readSettingsFile() fails, or when it cannot be opened for writing
 [[nodiscard]] int writeBlockTimeout(const QString &path, const QString &value);
 
 } // namespace halvex

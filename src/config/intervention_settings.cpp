@@ -8,7 +8,6 @@
 #include "util/utf8_text.h"
 
 #include <QByteArray>
-#include <QFile>
 
 #include <optional>
 
@@ -80,12 +79,10 @@ int setInterventionConfig(const QString &configPath, const QString &blockTimePat
     } while (!span && again);
 
     content->replace(span->start, span->end - span->start, value);
-    QFile file(configPath);
-    if (!file.open(QIODevice::WriteOnly)) {
-        return -1;
-    }
-    static_cast<void>(file.write(*content)); // a failed write has no status of its own here
-    return 0;
+    // A failed write has no status of its own here.
+    const WriteResult result =
+        writeSettingsFile(configPath, {content->constData(), size_t(content->size())});
+    return result == WriteResult::NotOpened ? -1 : 0;
 }
 
 } // namespace halvex

@@ -3,9 +3,9 @@
 
 #include "config/notify_xml.h"
 #include "config/settings_file.h"
+#include "util/utf8_text.h"
 
 #include <QByteArray>
-#include <QFile>
 
 #include <array>
 #include <cstddef>
@@ -25,7 +25,7 @@ int getNotifyConfig(const QString &path, QString &notifyDisabled, QString &notif
     const std::array<QString *, 3> outputs{&notifyDisabled, &notifyTimeout, &notifyFold};
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         if (!(*values)[i].isEmpty()) {
-            *outputs[i] = QString::fromUtf8((*values)[i]);
+            *outputs[i] = utf8Text((*values)[i]);
         }
     }
     return 0;
@@ -43,9 +43,8 @@ int setNotifyConfig(const QString &path, const QString &notifyDisabled,
     if (!changed) {
         return -1;
     }
-    QFile file(path);
-    const bool isSaved =
-        file.open(QIODevice::WriteOnly) && file.write(*changed) == changed->size() && file.flush();
+    const bool isSaved = writeSettingsFile(path, {changed->constData(), size_t(changed->size())}) ==
+                         WriteResult::Written;
     return isSaved ? 0 : -1;
 }
 

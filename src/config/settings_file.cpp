@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "config/settings_file.h"
 
+#include "util/regular_file.h"
+
 #include <QFile>
 
 namespace halvex {
 
 std::optional<QByteArray> readSettingsFile(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > largestSettingsFile) {
+    QFile file;
+    if (!openRegularFile(file, path, QIODevice::ReadOnly) || file.size() > largestSettingsFile) {
         return std::nullopt;
     }
     const QByteArray content = file.readAll();
@@ -17,6 +19,17 @@ std::optional<QByteArray> readSettingsFile(const QString &path)
         return std::nullopt;
     }
     return content;
+}
+
+WriteResult writeSettingsFile(const QString &path, std::string_view content)
+{
+    QFile file;
+    if (!openRegularFile(file, path, QIODevice::WriteOnly)) {
+        return WriteResult::NotOpened;
+    }
+    const auto size = static_cast<qint64>(content.size());
+    return file.write(content.data(), size) == size && file.flush() ? WriteResult::Written
+                                                                    : WriteResult::CutOff;
 }
 
 } // namespace halvex

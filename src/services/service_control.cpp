@@ -40,7 +40,7 @@ int runSystemctl(const QStringList &arguments)
                          }
                      });
     systemctl.start("/usr/bin/systemctl", arguments, QIODevice::ReadWrite);
-    static_cast<void>(systemctl.waitForFinished(timeLimitMs)); // the handler knows how it ended
+    static_cast<void>(systemctl.waitForExit(timeLimitMs)); // the handler knows how it ended
     systemctl.close();
     return result;
 }

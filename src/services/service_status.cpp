@@ -5,6 +5,8 @@
 #include "services/service_names.h"
 #include "util/child_process.h"
 
+#include <QBuffer>
+#include <QByteArray>
 #include <QDebug>
 #include <QStringList>
 #include <QTextStream>
@@ -54,12 +56,16 @@ int getServiceStatus(const QString &serviceName, unsigned type)
 
     const Query &query = queries[type];
     ChildProcess systemctl;
-    systemctl.start("/usr/bin/systemctl", systemctlArguments(query.verb, serviceName),
-                    QIODevice::ReadOnly | QIODevice::Text);
-    if (!systemctl.waitForStarted(startLimit) || !systemctl.waitForFinished(noLimit)) {
+    if (!systemctl.startCapturing("/usr/bin/systemctl", systemctlArguments(query.verb, serviceName),
+                                  QIODevice::ReadOnly) ||
+        !systemctl.waitForStarted(startLimit) || !systemctl.waitForExit(noLimit)) {
         return -1;
     }
-    return query.answer(QTextStream(&systemctl).readLine());
+    QByteArray printed = systemctl.standardOutput();
+    QBuffer lines(&printed);
+    return lines.open(QIODevice::ReadOnly | QIODevice::Text)
+               ? query.answer(QTextStream(&lines).readLine())
+               : -1;
 }
 
 } // namespace halvex

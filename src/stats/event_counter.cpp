@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "stats/event_counter.h"
 
+#include "util/regular_file.h"
 #include "util/utf8_text.h"
 
 #include <QFile>
@@ -30,8 +31,8 @@ std::optional<QByteArray> eventTotalInLine(const QByteArray &line)
 
 int getEventTotalCount(const QString &statePath, QString &count)
 {
-    QFile state(statePath);
-    if (!state.open(QIODevice::ReadOnly)) {
+    QFile state;
+    if (!openRegularFile(state, statePath, QIODevice::ReadOnly)) {
         return -1;
     }
     std::optional<QByteArray> total;

@@ -14,8 +14,9 @@ namespace halvex {
 /// Reads the event total from the state file at @p statePath.
 ///
 /// @param count  the text between the quotes of the first complete entry, unchanged; empty when the
-///               file holds none; untouched when the file cannot be opened
-/// @return 0 when the file was read, -1 when it cannot be opened
+///               file holds none; untouched on failure
+/// @return 0 when the file was read; -1 when it is missing, is not a regular file or cannot be
+/// opened
 [[nodiscard]] int getEventTotalCount(const QString &statePath, QString &count);
 
 /// The value of the entry events_processed='…' in one @p line of the state file.

@@ -1,29 +1,147 @@
 // SPDX-License-Identifier: MIT
 #include "util/child_process.h"
 
+#include <QDeadlineTimer>
+
+#include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace halvex {
+namespace {
+
+constexpr int setupFailed = 127;   // exit code, as that of a shell that cannot run a command
+constexpr int settleTimeMs = 1000; // for what takes a moment unless a system call has failed
+constexpr int killTimeMs = 5000;
+
+/// Waits for events of @p watched; false when that cannot be done.
+template <std::size_t count>
+bool waitFor(std::array<pollfd, count> &watched, qint64 timeoutMs)
+{
+    if (poll(watched.data(), watched.size(), static_cast<int>(timeoutMs)) < 0) {
+        for (pollfd &each : watched) {
+            each.revents = 0;
+        }
+        return errno == EINTR || errno == EAGAIN;
+    }
+    return true;
+}
+
+} // namespace
+
+ChildProcess::ChildProcess()
+{
+    setStandardOutputFile(nullDevice());
+    setStandardErrorFile(nullDevice());
+}
 
 ChildProcess::~ChildProcess()
 {
     ChildProcess::close();
 }
 
+bool ChildProcess::startCapturing(const QString &program, const QStringList &arguments,
+                                  OpenMode mode)
+{
+    if (!output.open() || !errors.open()) {
+        return false;
+    }
+    start(program, arguments, mode);
+    output.closeWriteEnd();
+    errors.closeWriteEnd();
+    return true;
+}
+
+bool ChildProcess::waitForExit(int timeoutMs, int jobTimeoutMs)
+{
+    const QDeadlineTimer timeLimit(timeoutMs);
+    if (state() == Starting && !waitForStarted(timeoutMs)) {
+        return false;
+    }
+    return watchForExit() &&
+           readUntilExit(static_cast<int>(timeLimit.remainingTime()), jobTimeoutMs) && settle();
+}
+
+bool ChildProcess::readUntilExit(int timeoutMs, int jobTimeoutMs)
+{
+    const QDeadlineTimer timeLimit(timeoutMs);
+    const QDeadlineTimer jobTimeLimit(jobTimeoutMs);
+    bool runs = exitNotice.isOpen();
+    while (runs || ((output.isOpen() || errors.isOpen()) && !jobTimeLimit.hasExpired())) {
+        if (runs && timeLimit.hasExpired()) {
+            return false;
+        }
+        std::array<pollfd, 3> watched{{{output.descriptor(), POLLIN, 0},
+                                       {errors.descriptor(), POLLIN, 0},
+                                       {runs ? exitNotice.get() : -1, POLLIN, 0}}};
+        if (!waitFor(watched, runs ? timeLimit.remainingTime() : jobTimeLimit.remainingTime()) ||
+            (watched[0].revents != 0 && !output.read()) ||
+            (watched[1].revents != 0 && !errors.read())) {
+            return false;
+        }
+        runs = runs && watched[2].revents == 0;
+    }
+    return output.readAvailable() && errors.readAvailable();
+}
+
+bool ChildProcess::watchForExit()
+{
+    if (state() == NotRunning) {
+        return false;
+    }
+    // The C library's pidfd_open() cannot be linked from C++ in its version 2.36.
+    exitNotice = FileDescriptor(
+        static_cast<int>(syscall(SYS_pidfd_open, static_cast<pid_t>(processId()), 0)));
+    return exitNotice.isOpen() || errno == ESRCH; // it has exited, and Qt has reaped it
+}
+
+bool ChildProcess::settle()
+{
+    // Qt reaps its children in a signal handler. Where a system call of that handler fails, the
+    // next signal helps, or Qt has forgotten the child for good.
+    if (waitForFinished(settleTimeMs) || state() == NotRunning) {
+        return true;
+    }
+    static_cast<void>(raise(SIGCHLD));
+    if (waitForFinished(settleTimeMs)) {
+        return true;
+    }
+    if (exitNotice.isOpen()) {
+        siginfo_t info{};
+        int result = 0;
+        do {
+            result = waitid(P_PIDFD, static_cast<id_t>(exitNotice.get()), &info, WEXITED | WNOHANG);
+        } while (result != 0 && errno == EINTR);
+    }
+    setProcessState(NotRunning); // or its destructor would wait for the child
+    return false;
+}
+
 void ChildProcess::close()
 {
-    // As long as the state says that the program runs, it has not been reaped and its id is its
-    // own.
     if (state() != NotRunning) {
+        // The group may not be there yet.
         ::kill(-static_cast<pid_t>(processId()), SIGKILL);
+        kill();
+        if (watchForExit() && exitNotice.isOpen()) {
+            std::array<pollfd, 1> watched{{{exitNotice.get(), POLLIN, 0}}};
+            static_cast<void>(waitFor(watched, killTimeMs));
+        }
+        static_cast<void>(settle());
     }
     QProcess::close();
 }
 
 void ChildProcess::setupChildProcess()
 {
-    setpgid(0, 0);
+    if (setpgid(0, 0) != 0 || !output.replace(STDOUT_FILENO) || !errors.replace(STDERR_FILENO)) {
+        _exit(setupFailed);
+    }
 }
 
 } // namespace halvex

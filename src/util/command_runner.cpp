@@ -6,7 +6,6 @@
 
 #include <QDebug>
 #include <QProcessEnvironment>
-#include <QThread>
 
 #include <csignal>
 
@@ -18,7 +17,7 @@ namespace {
 
 constexpr int lastCommandNumber = 8;
 constexpr int timeLimitMs = 30000;
-constexpr unsigned long jobStartUpMs = 500;
+constexpr int jobStartUpMs = 500;
 
 class Shell : public ChildProcess
 {
@@ -26,7 +25,7 @@ protected:
     void setupChildProcess() override
     {
         ChildProcess::setupChildProcess();
-        // The pipes close when the shell ends: what a background job prints later is lost, but it
+        // The pipes close when the call ends: what a background job prints later is lost, but it
         // must not die of it.
         static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     }
@@ -58,23 +57,21 @@ bool runCommand(int commandNumber, QString &output, QString &errorText)
     shell.setProcessEnvironment(cleanEnvironment());
     shell.setWorkingDirectory("/tmp");
     shell.setStandardInputFile("/dev/null");
-    shell.start("/bin/sh", {"-c", command}, QIODevice::ReadWrite);
-    if (!shell.waitForStarted(timeLimitMs)) {
+    if (!shell.startCapturing("/bin/sh", {"-c", command}, QIODevice::ReadWrite) ||
+        !shell.waitForStarted(timeLimitMs)) {
         errorText = "Failed to start command:" + command;
         return false;
     }
-    if (command.endsWith('&')) {
-        // A background job; the texts are our own. The end of the shell says nothing of it, and
-        // what it prints after that is lost: leave it the moment in which it says that it failed.
-        QThread::msleep(jobStartUpMs);
-    }
-    if (!shell.waitForFinished(timeLimitMs)) {
+    // The shell's exit status says nothing about a background job. Wait briefly, so that an
+    // immediate failure message is captured.
+    const int jobTimeMs = command.endsWith('&') ? jobStartUpMs : 0;
+    if (!shell.waitForExit(timeLimitMs, jobTimeMs)) {
         errorText = "Command execution timed out:" + command;
         return false;
     }
 
-    output = utf8Text(shell.readAllStandardOutput());
-    errorText = utf8Text(shell.readAllStandardError());
+    output = utf8Text(shell.standardOutput());
+    errorText = utf8Text(shell.standardError());
     if (shell.exitCode() != 0) {
         qDebug() << QString("Command failed (exit code %1): %2\nError: %3")
                         .arg(QString::number(shell.exitCode()), command, errorText);

@@ -6,11 +6,17 @@
 
 namespace halvex {
 
-/// Decodes all of @p bytes from UTF-8, where QString::fromUtf8() of a QByteArray stops at the first
-/// NUL. Null for null bytes.
+/// Decodes all of @p bytes from UTF-8. QString::fromUtf8() drops a byte-order mark at the start
+/// and, of a QByteArray, what follows the first NUL. Null for null bytes.
 [[nodiscard]] inline QString utf8Text(const QByteArray &bytes)
 {
-    return bytes.isNull() ? QString() : QString::fromUtf8(bytes.constData(), bytes.size());
+    constexpr const char *byteOrderMark = "\xef\xbb\xbf";
+    if (bytes.isNull()) {
+        return {};
+    }
+    // The one in front is dropped instead.
+    const QByteArray kept = bytes.startsWith(byteOrderMark) ? byteOrderMark + bytes : bytes;
+    return QString::fromUtf8(kept.constData(), kept.size());
 }
 
 } // namespace halvex

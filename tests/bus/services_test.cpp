@@ -2,6 +2,7 @@
 #include "support/command.h"
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/process_resources.h"
 #include "support/stand_in.h"
 #include "support/tls_server.h"
 
@@ -69,6 +70,17 @@ protected:
 };
 
 using ServiceQueries = Services;
+
+TEST_F(ServiceQueries, OneGibibyteOfOthersCommandLinesNeedsLittleMemory)
+{
+    host::writeStandIn("/usr/bin/ps", "yes \"halvex_inference $(printf %4096s)\" | head -c 1G\n");
+    startDaemon();
+    const int peakBefore = memoryOf(daemon.processId(), "VmHWM");
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai", "0"}), 0);
+    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM") - peakBefore, 256 << 10);
+    host::writeStandIn("/usr/bin/ps", "echo /opt/apps/halvex.net.ai/files/bin/halvex_inference\n");
+    EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai", "0"}), 1);
+}
 
 TEST_F(ServiceQueries, AnyFrontEndMayAskAllThreeQuestions)
 {

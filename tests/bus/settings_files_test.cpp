@@ -5,9 +5,9 @@
 #include "support/file_openings.h"
 #include "support/host_files.h"
 
-#include <QDir>
 #include <QFile>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,6 +19,8 @@ const QString interventionPath = "/etc/halvex/intervention.conf";
 const QString blockTimePath = "/etc/halvex/interventions/.block_time";
 const QString aiPath = "/usr/lib/halvex_net_ai/config.yaml";
 const QString serverAiPath = "/opt/norva-ai-dga-detect/config.yaml";
+
+const QString statePath = "/var/lib/halvex/var/run/halvex-research.state";
 
 const QStringList allPaths{notifyPath, interventionPath, blockTimePath, aiPath, serverAiPath};
 
@@ -45,63 +47,6 @@ protected:
         FileOpenings openings(allPaths);
         EXPECT_EQ(call(method, arguments, caller).status, status) << qPrintable(method);
         return openings.take();
-    }
-
-    /// The flags with which the daemon has the file at @p path open at the moment; -1 when it has
-    /// not.
-    [[nodiscard]] int flagsOf(const QString &path) const
-    {
-        const QString process = QString("/proc/%1/").arg(daemon.processId());
-        const QDir descriptors(process + "fd");
-        for (const QString &name : descriptors.entryList(QDir::Files | QDir::System)) {
-            if (QFile::symLinkTarget(descriptors.filePath(name)) == path) {
-                const QByteArray info = host::readFile(process + "fdinfo/" + name);
-                return info.mid(info.indexOf("flags:") + 6)
-                    .trimmed()
-                    .split('\n')
-                    .first()
-                    .toInt(nullptr, 8);
-            }
-        }
-        return -1;
-    }
-
-    /// Expects that the daemon, as soon as it has the pipe at @p path open for @p direction, has it
-    /// open close-on-exec.
-    void expectCloseOnExec(const QString &path, int direction)
-    {
-        int flags = -1;
-        EXPECT_TRUE(waitFor([&] {
-            flags = flagsOf(path);
-            return flags >= 0 && (flags & O_ACCMODE) == direction;
-        }));
-        EXPECT_TRUE(flags >= 0 && (flags & O_CLOEXEC) != 0) << qPrintable(path);
-    }
-
-    /// Puts a pipe in the place of the settings file at @p path, which holds up the daemon where it
-    /// reads or writes, and looks at it there. The call changes @p content, which must be more than
-    /// a pipe holds.
-    void expectCloseOnExec(const QString &path, const QByteArray &content,
-                           const QStringList &methodAndArguments)
-    {
-        const QByteArray name = QFile::encodeName(path);
-        ASSERT_TRUE(QFile::remove(path));
-        ASSERT_EQ(mkfifo(name.constData(), 0600), 0);
-        const int input = open(name.constData(), O_RDWR | O_CLOEXEC); // does not wait for a reader
-        ASSERT_GE(input, 0);
-        QProcess caller;
-        const QStringList command = frontEndCommand({}, QStringList{"--json"} + methodAndArguments);
-        caller.start(command.first(), command.mid(1));
-        expectCloseOnExec(path, O_RDONLY);
-        ASSERT_EQ(write(input, content.constData(), size_t(content.size())), content.size());
-        close(input);
-
-        QFile output(path);
-        ASSERT_TRUE(output.open(QIODevice::ReadOnly));
-        expectCloseOnExec(path, O_WRONLY);
-        EXPECT_GT(output.readAll().size(), 100000);
-        EXPECT_TRUE(caller.waitForFinished());
-        EXPECT_EQ(parseReply(caller.readAllStandardOutput()), Reply{0});
     }
 };
 
@@ -166,17 +111,61 @@ TEST_F(SettingsFiles, ARefusedCallerOpensNoFile)
               QStringList());
 }
 
-TEST_F(SettingsFiles, FilesAreOpenedCloseOnExec)
+/// A call that reads or writes the file at @p path.
+struct FileCall
 {
-    const QByteArray filling = '#' + QByteArray(200000, 'x');
-    expectCloseOnExec(notifyPath,
-                      "<ossec_config><alerts><notify/></alerts>" + filling + "</ossec_config>",
-                      {"setNotifyConfig", "1", "2", "3"});
-    expectCloseOnExec(interventionPath, "action \"block\"\ntimeout = 1\n" + filling,
-                      {"setInterventionConfig", "block", "timeout", "2"});
-    expectCloseOnExec(blockTimePath, "TIMEOUT=\n" + filling + '\n',
-                      {"setInterventionConfig", "block", "blockip_timeout", "2s"});
-    expectCloseOnExec(aiPath, "text: \"" + filling + "\"\n", {"setAiConfig", "0", "a", "1"});
+    QString path;
+    QString method;
+    QStringList arguments;
+};
+
+const QList<FileCall> fileCalls{
+    {notifyPath, "getNotifyConfig", {}},
+    {notifyPath, "setNotifyConfig", {"1", "2", "3"}},
+    {interventionPath, "getInterventionConfig", {"block", "timeout"}},
+    {interventionPath, "setInterventionConfig", {"block", "timeout", "60"}},
+    {blockTimePath, "getInterventionConfig", {"block", "blockip_timeout"}},
+    {blockTimePath, "setInterventionConfig", {"block", "blockip_timeout", "900s"}},
+    {aiPath, "getAiConfig", {"0", "dga_detect"}},
+    {aiPath, "setAiConfig", {"0", "dga_detect", "1"}},
+    {statePath, "getEventTotalCount", {}},
+};
+
+TEST_F(SettingsFiles, WhatIsNoRegularFileIsAFailureAndHoldsNobodyUp)
+{
+    const QList<QStringList> others{{"mkfifo"},
+                                    {"mkdir"},
+                                    {"ln", "-s", "/dev/zero"},
+                                    {"ln", "-s", "/run/dbus/system_bus_socket"}};
+    host::writeFile(statePath, "events_processed='1'\n");
+    for (const QStringList &other : others) {
+        for (const FileCall &each : fileCalls) {
+            const QString aside = each.path + ".aside";
+            ASSERT_TRUE(QFile::rename(each.path, aside));
+            ASSERT_EQ(host::run(other + QStringList{each.path}).exitCode, 0);
+            EXPECT_EQ(call(each.method, each.arguments).status, -1)
+                << qPrintable(each.method + " of " + each.path + ": " + other.join(' '));
+            ASSERT_EQ(host::run({"rm", "-r", each.path}).exitCode, 0);
+            ASSERT_TRUE(QFile::rename(aside, each.path));
+            EXPECT_EQ(call(each.method, each.arguments).status, 0);
+        }
+    }
+}
+
+TEST_F(SettingsFiles, AFifoWithAnOpenOtherEndIsAFailureAndGetsNothing)
+{
+    host::writeFile(statePath, "");
+    for (const FileCall &each : fileCalls) {
+        const QByteArray name = QFile::encodeName(each.path);
+        QFile::remove(each.path);
+        ASSERT_TRUE(mkfifo(name.constData(), 0600) == 0 || errno == EEXIST);
+        const int otherEnd = open(name.constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        ASSERT_GE(otherEnd, 0);
+        EXPECT_EQ(call(each.method, each.arguments).status, -1) << qPrintable(each.method);
+        char byte = 0;
+        EXPECT_EQ(read(otherEnd, &byte, 1), -1);
+        close(otherEnd);
+    }
 }
 
 } // namespace

@@ -264,4 +264,10 @@ TEST_F(CommandRunner, ANewTextReplacesTheOldOne)
     EXPECT_EQ(output, "two\n");
 }
 
+TEST_F(CommandRunner, AByteOrderMarkIsPartOfWhatIsPrinted)
+{
+    EXPECT_TRUE(run("printf '\\357\\273\\2777'"));
+    EXPECT_EQ(output, QChar(QChar::ByteOrderMark) + QString("7"));
+}
+
 } // namespace

@@ -443,4 +443,13 @@ TEST_F(AiSettingsModule, AFileOf64MiBIsReadAndWritten)
     EXPECT_EQ(changed(comments + "a: 1\n", "a", "2"), "a: 2");
 }
 
+TEST_F(AiSettingsModule, AByteOrderMarkIsPartOfTheValue)
+{
+    host::writeFile(path, "a: 1\n");
+    const QString text = QChar(QChar::ByteOrderMark) + QString("7");
+    EXPECT_EQ(halvex::setAiConfig(path, 0, "a", text), 0);
+    EXPECT_EQ(halvex::getAiConfig(path, 0, "a", value), 0);
+    EXPECT_EQ(value, text);
+}
+
 } // namespace

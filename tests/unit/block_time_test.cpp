@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -151,18 +152,32 @@ TEST_F(BlockTime, AFileThatCannotBeWrittenFails)
     EXPECT_EQ(host::readFile(path), "TIMEOUT=\n");
 }
 
-TEST_F(BlockTime, AFileThatFailsWhileItIsReadIsNotRewritten)
+TEST_F(BlockTime, AFileThatFailsWhileItIsReadIsNeitherReadNorRewritten)
 {
     ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
     ASSERT_EQ(symlink("/proc/self/mem", path), 0); // opens, and then fails at its first byte
+    int timeout = 12345;
+    EXPECT_EQ(halvex::readBlockTimeout(path, timeout), -1);
+    EXPECT_EQ(timeout, 12345);
     EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
 }
 
-TEST_F(BlockTime, AFileBeyondTheLimitIsNotRewritten)
+TEST_F(BlockTime, AFifoIsNeitherReadNorRewritten)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
+    ASSERT_EQ(mkfifo(path, 0600), 0);
+    int timeout = 12345;
+    EXPECT_EQ(halvex::readBlockTimeout(path, timeout), -1);
+    EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
+}
+
+TEST_F(BlockTime, AFileBeyondTheLimitIsNeitherReadNorRewritten)
 {
     constexpr qint64 size = halvex::largestSettingsFile + 1;
     host::writeFile(path, "TIMEOUT=\n");
     ASSERT_EQ(truncate(path, size), 0);
+    int timeout = 12345;
+    EXPECT_EQ(halvex::readBlockTimeout(path, timeout), -1);
     EXPECT_EQ(halvex::writeBlockTimeout(path, "900s"), -1);
     EXPECT_EQ(QFileInfo(path).size(), size);
 }

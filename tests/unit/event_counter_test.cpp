@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 namespace {
 
 constexpr const char *statePath = "/run/engine.state";
@@ -99,12 +101,28 @@ TEST(EventCounter, WithoutTheFileTheCallFails)
     EXPECT_EQ(count, "untouched");
 }
 
+TEST(EventCounter, AFifoInTheFilesPlaceCannotBeOpened)
+{
+    ASSERT_EQ(mkfifo(statePath, 0600), 0);
+    QString count = "untouched";
+    EXPECT_EQ(halvex::getEventTotalCount(statePath, count), -1);
+    EXPECT_EQ(count, "untouched");
+}
+
 TEST(EventCounter, AFolderInTheFilesPlaceCannotBeOpened)
 {
     ASSERT_TRUE(QDir().mkpath(statePath));
     QString count = "untouched";
     EXPECT_EQ(halvex::getEventTotalCount(statePath, count), -1);
     EXPECT_EQ(count, "untouched");
+}
+
+TEST(EventCounter, AByteOrderMarkIsPartOfTheTextWhereverItStands)
+{
+    EXPECT_EQ(totalIn("events_processed='\xef\xbb\xbf\xef\xbb\xbf'\n"),
+              QString(2, QChar::ByteOrderMark));
+    EXPECT_EQ(totalIn("events_processed='\xef\xbb\xbf' '\n"), QString(QChar::ByteOrderMark));
+    EXPECT_EQ(totalIn("events_processed='7\xef\xbb\xbf'\n"), '7' + QString(QChar::ByteOrderMark));
 }
 
 } // namespace

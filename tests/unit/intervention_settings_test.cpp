@@ -374,4 +374,13 @@ TEST_F(InterventionSettingsModule, AValueOfMillionsOfBlanksIsWritten)
                 "action \"a\"\nname = " + QByteArray("\"\" ").repeated(blanks) + "\"x\"\n");
 }
 
+TEST_F(InterventionSettingsModule, AByteOrderMarkIsPartOfTheValue)
+{
+    host::writeFile(configPath, original);
+    const QString text = QChar(QChar::ByteOrderMark) + QString("7");
+    EXPECT_EQ(set("block", "timeout", text), 0);
+    EXPECT_EQ(get("block", "timeout"), 0);
+    EXPECT_EQ(value, text);
+}
+
 } // namespace

@@ -177,4 +177,13 @@ TEST_F(NotifySettingsModule, AFileOf64MiBIsReadAndWritten)
     EXPECT_EQ(fold, "3");
 }
 
+TEST_F(NotifySettingsModule, AByteOrderMarkIsPartOfTheValue)
+{
+    host::writeFile(path, original);
+    const QString text = QChar(QChar::ByteOrderMark) + QString("7");
+    EXPECT_EQ(halvex::setNotifyConfig(path, text, "2", "3"), 0);
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ(disabled, text);
+}
+
 } // namespace
