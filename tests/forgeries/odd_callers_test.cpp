@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Front ends in odd states. The process that has connected is judged, as it is when the daemon
-// looks at it, whatever it was before and whoever uses the connection.
+// looks at it, no matter what it was before and which process uses the connection.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"
 #include "support/stand_in.h"
