@@ -73,7 +73,7 @@ void authenticate(const BusSocket &bus)
 
 void fail(const std::string &what)
 {
-    std::fprintf(stderr, "%s: %s\n", what.c_str(), strerror(errno));
+    static_cast<void>(std::fprintf(stderr, "%s: %s\n", what.c_str(), strerror(errno)));
     _exit(2);
 }
 

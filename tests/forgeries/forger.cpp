@@ -120,7 +120,7 @@ int forgeReplies(dbus_uint32_t serials, const std::string &argument)
         refused += static_cast<unsigned long>(sendRound(bus, round));
         if (sent == 0) {
             std::puts("begun");
-            std::fflush(stdout);
+            static_cast<void>(std::fflush(stdout));
         }
         sent += messages;
     } while (!inputHasEnded());

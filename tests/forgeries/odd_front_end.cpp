@@ -59,8 +59,9 @@ constexpr dbus_uint32_t callSerial = 500;
 void print(const QJsonObject &object)
 {
     const QByteArray line = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
-    std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stdout);
-    std::fflush(stdout);
+    static_cast<void>(
+        std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stdout));
+    static_cast<void>(std::fflush(stdout));
 }
 
 QJsonArray valuesOf(DBusMessage *message)
@@ -181,7 +182,7 @@ void awaitZombie(pid_t process)
 void pauseForInput()
 {
     std::printf("connected %d\n", getpid());
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     char next = 0;
     while (read(STDIN_FILENO, &next, 1) > 0) {
     }
