@@ -36,9 +36,11 @@ void DaemonHost::SetUp()
     }
     ASSERT_TRUE(QDir().mkpath("/run/dbus"));
     ASSERT_EQ(host::run({"dbus-uuidgen", "--ensure"}).exitCode, 0);
+    // It writes a line for each refused message; nobody reads them.
+    bus.setStandardErrorFile(QProcess::nullDevice());
     bus.start("dbus-daemon",
               {"--system", "--nofork", "--nopidfile", "--nosyslog", "--print-address"});
-    ASSERT_TRUE(bus.waitForReadyRead(patienceMs)) << bus.readAllStandardError().constData();
+    ASSERT_TRUE(bus.waitForReadyRead(patienceMs));
 }
 
 void DaemonHost::TearDown()
