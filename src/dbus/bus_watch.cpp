@@ -65,7 +65,7 @@ void BusWatch::ping()
     const auto *answer = new QDBusPendingCallWatcher(
         connection.asyncCall(QDBusMessage::createMethodCall("org.freedesktop.DBus",
                                                             "/org/freedesktop/DBus",
-                                                            "org.freedesktop.DBus.Peer", "Ping"),
+                                                            "org.freedesktop.DBus", "GetId"),
                              noTimeout),
         this);
     connect(answer, &QDBusPendingCallWatcher::finished, this,

@@ -12,8 +12,9 @@
 
 namespace halvex {
 
-/// Sends a ping to the bus from time to time. The answer is delivered behind all messages that have
-/// come before it, so it takes as long as a call that comes now would have to wait.
+/// Asks the bus for its id from time to time, which is a ping. The answer is delivered behind all
+/// messages that have come before it, so it takes as long as a call that comes now would have to
+/// wait.
 class BusWatch : public QObject
 {
     Q_OBJECT

@@ -12,7 +12,6 @@
 #include "stats/alert_export.h"
 #include "stats/event_counter.h"
 #include "util/host_edition.h"
-#include "util/system_log.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -125,7 +124,7 @@ int halvexDesktopDaemonService::guarded(Access access, Work work,
     halvex::BusWatch::Call call(busWatch);
     idleTimer.start();
     if (!admits(access)) {
-        halvex::logToSystem("The caller has no permission");
+        systemLog.write("The caller has no permission");
         return callerRefused;
     }
     call.letIn();

@@ -9,6 +9,7 @@
 #include "dbus/detect_type.h"
 #include "security/secure_caller_checker.h"
 #include "util/expendable_worker.h"
+#include "util/system_log.h"
 
 #include <QDBusContext>
 #include <QDBusInterface>
@@ -105,6 +106,7 @@ private:
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
     SecureCallerChecker callerChecker;
+    halvex::SystemLog systemLog;
     halvex::ExpendableWorker exportWorker; ///< writes the alert export
     halvex::BusWatch busWatch;
     QTimer idleTimer; ///< fires when no call has come for a second

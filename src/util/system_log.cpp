@@ -16,8 +16,12 @@
 #include <unistd.h>
 
 namespace halvex {
+namespace {
 
-void logToSystem(std::string_view text) noexcept
+using Line = std::array<char, 1024>;
+
+/// The line for @p text as the log takes it.
+std::string_view formatLine(Line &line, std::string_view text) noexcept
 {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
@@ -25,17 +29,36 @@ void logToSystem(std::string_view text) noexcept
     // The months have English names in every locale.
     constexpr std::array<const char *, 12> months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    std::array<char, 1024> line{};
     const int length = std::snprintf(
         line.data(), line.size(), "<%d>%s %2d %02d:%02d:%02d %s: %.*s", LOG_USER | LOG_INFO,
         months[static_cast<std::size_t>(local.tm_mon)], local.tm_mday, local.tm_hour, local.tm_min,
         local.tm_sec, program_invocation_short_name, static_cast<int>(text.size()), text.data());
+    return {line.data(), std::min<std::size_t>(std::size_t(std::max(length, 0)), line.size() - 1)};
+}
 
-    const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+} // namespace
+
+void SystemLog::write(std::string_view text) noexcept
+{
+    constexpr int refillRatio = 10;
+    const Clock::time_point start = Clock::now();
+    patience =
+        std::min<Clock::duration>(patience + (start - lastLine) / refillRatio, systemLogPatience);
+
+    Line buffer{};
+    const std::string_view line = formatLine(buffer, text);
+    const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const auto waitUs = std::chrono::duration_cast<std::chrono::microseconds>(patience).count();
+    const timeval timeout{waitUs / 1000000, waitUs % 1000000};
+    // A time-out of 0 would mean without a limit.
+    const int flags = waitUs > 0 ? MSG_NOSIGNAL : MSG_NOSIGNAL | MSG_DONTWAIT;
     constexpr sockaddr_un log{AF_UNIX, "/dev/log"};
-    sendto(socket.get(), line.data(),
-           static_cast<std::size_t>(std::clamp<int>(length, 0, line.size() - 1)), MSG_NOSIGNAL,
-           reinterpret_cast<const sockaddr *>(&log), sizeof log);
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout) == 0) {
+        sendto(socket.get(), line.data(), line.size(), flags,
+               reinterpret_cast<const sockaddr *>(&log), sizeof log);
+    }
+    lastLine = Clock::now();
+    patience = std::max<Clock::duration>(patience - (lastLine - start), Clock::duration::zero());
 }
 
 void keepOutputFromBlocking() noexcept

@@ -1,17 +1,33 @@
 // SPDX-License-Identifier: MIT
 //
-// Lines for the system log that never hold the daemon up. syslog(3) waits while the log's reader
-// does not read, and anyone can have lines written.
+// Lines for the system log that never hold the daemon up for long. syslog(3) waits while the log's
+// reader does not read, and anyone can have lines written.
 #pragma once
 
+#include <chrono>
 #include <string_view>
 
 namespace halvex {
 
-/// Writes @p text to /dev/log as syslog(3) does with LOG_INFO and nothing else: facility user, the
-/// time, the program's name. The line is lost when the log is missing, or full because its reader
-/// does not keep up.
-void logToSystem(std::string_view text) noexcept;
+/// How long a system log that is full may keep the daemon waiting. As much again is granted little
+/// by little, within twenty seconds.
+constexpr std::chrono::milliseconds systemLogPatience(2000);
+
+/// The system log, at /dev/log.
+class SystemLog
+{
+public:
+    /// Writes @p text as syslog(3) does with LOG_INFO and nothing else: facility user, the time,
+    /// the program's name. The line is lost when the log is missing, or remains full although it
+    /// was waited for.
+    void write(std::string_view text) noexcept;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::duration patience = systemLogPatience;
+    Clock::time_point lastLine = Clock::now();
+};
 
 /// Makes writes to standard output and standard error fail instead of waiting, where these are
 /// sockets, as under systemd: what journald does not take in time is lost. Streams of any other

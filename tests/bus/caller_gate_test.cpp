@@ -613,7 +613,7 @@ protected:
     void SetUp() override
     {
         CallerGate::SetUp();
-        monitor.start("dbus-monitor", {"--system", "sender=com.norva.halvex.desktop,"
+        monitor.start("dbus-monitor", {"--system", "sender=com.norva.halvex.desktop.gate,"
                                                    "destination=org.freedesktop.DBus"});
         ASSERT_TRUE(waitFor([this] { return seen().contains("NameLost"); })) << "does not watch";
     }
@@ -666,10 +666,10 @@ TEST_F(BusQuestions, AReadingCallAsksForTheProcessAndTwiceForTheUser)
     EXPECT_EQ(questions("getEventTotalCount", {}, ordinaryUser()), ofAReadingCall);
 }
 
-TEST_F(BusQuestions, AChangingCallThatMayPassAlsoAsksWhetherTheCallerIsStillThere)
+TEST_F(BusQuestions, AChangingCallThatMayPassAsksForTheUserOnceMore)
 {
     EXPECT_EQ(questions("restartService", {"halvex-ebpf"}, runBy(user::root)),
-              ofAReadingCall + QStringList{"NameHasOwner"});
+              ofAReadingCall + QStringList{"GetConnectionUnixUser"});
 }
 
 TEST_F(BusQuestions, AForbiddenVariableEndsTheQuestions)

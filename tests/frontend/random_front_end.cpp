@@ -35,8 +35,9 @@ struct Method
     QStringList types; ///< of its arguments
 };
 
-/// The errors of a call that the daemon does not understand.
+/// The errors of a call that the daemon does not understand, or that the bus does not let through.
 const QSet<QString> deservedErrors{
+    "org.freedesktop.DBus.Error.AccessDenied",
     "org.freedesktop.DBus.Error.InvalidArgs",
     "org.freedesktop.DBus.Error.UnknownInterface",
     "org.freedesktop.DBus.Error.UnknownMethod",

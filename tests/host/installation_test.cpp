@@ -2,6 +2,7 @@
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
+#include "support/suite_host.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -37,14 +38,32 @@ QStringList linesOf(const QString &path)
     return lines;
 }
 
-TEST(Installation, LetsOnlyRootBeTheDaemonAndEverybodyCallIt)
+TEST(Installation, LetsOnlyRootBeTheDaemonAndEverybodyCallItsMethodsAlone)
 {
-    EXPECT_EQ(linesOf(SOURCE "/data/com.norva.halvex.desktop.conf"),
-              (QStringList{"<busconfig>", "<policy user=\"root\">",
-                           "<allow own=\"com.norva.halvex.desktop\"/>", "</policy>",
-                           "<policy context=\"default\">",
-                           "<allow send_destination=\"com.norva.halvex.desktop\"/>", "</policy>",
-                           "</busconfig>"}));
+    const QString toIt = "send_destination=\"com.norva.halvex.desktop\"";
+    const QString callAtIt = "<allow " + toIt + " send_path=\"/com/norva/halvex/desktop\" " +
+                             "send_type=\"method_call\" send_member=\"%1\"/>";
+    QStringList expected{"<busconfig>", "<policy context=\"default\">",
+                         "<deny " + toIt + " send_type=\"method_call\"/>",
+                         "<deny " + toIt + " send_type=\"signal\" send_broadcast=\"false\"/>"};
+    for (const MethodCall &each : allMethodCalls()) {
+        expected << callAtIt.arg(each.name);
+    }
+    expected << "<allow " + toIt + " send_interface=\"org.freedesktop.DBus.Introspectable\" " +
+                    "send_type=\"method_call\" send_member=\"Introspect\"/>"
+             << "<allow " + toIt + " send_type=\"method_call\" " +
+                    "send_interface=\"org.freedesktop.DBus.Peer\"/>"
+             << callAtIt.arg("Get") << callAtIt.arg("GetAll")
+             << "<deny " + toIt + " min_fds=\"1\"/>"
+             << "<deny send_destination=\"com.norva.halvex.desktop.gate\"/>"
+             << "</policy>"
+             << "<policy user=\"root\">"
+             << "<allow own=\"com.norva.halvex.desktop\"/>"
+             << "<allow own=\"com.norva.halvex.desktop.gate\"/>"
+             << "<allow " + toIt + " send_type=\"signal\" max_fds=\"0\"/>"
+             << "</policy>"
+             << "</busconfig>";
+    EXPECT_EQ(linesOf(SOURCE "/data/com.norva.halvex.desktop.conf"), expected);
 }
 
 TEST(Installation, HasTheDaemonActivatedThroughSystemdAlone)

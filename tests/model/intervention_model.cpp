@@ -3,6 +3,7 @@
 
 #include <QList>
 #include <QStringList>
+#include <QTextCodec>
 
 #include <algorithm>
 
@@ -49,10 +50,11 @@ QByteArray from(const QByteArray &text, int start)
     return text.right(text.size() - start);
 }
 
-/// All of the bytes: given a QByteArray, fromUtf8() would stop at the first NUL.
+/// All of the bytes, a byte-order mark included.
 QString decoded(const QByteArray &bytes)
 {
-    return QString::fromUtf8(bytes.constData(), bytes.size());
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    return QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
 }
 
 // --- the intervention file, read ---

@@ -167,7 +167,7 @@ TEST_F(Watchdog, GivesNoSignOfLifeBeforeItsCheckHasSucceeded)
         return true;
     });
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
-    EXPECT_EQ(checks, 1);
+    EXPECT_GE(checks, 1);
 }
 
 TEST_F(Watchdog, AFailedCheckAsksTheManagerToEndTheDaemonWhichThenBeginsNothing)
