@@ -3,7 +3,6 @@
 
 #include <QList>
 #include <QStringList>
-#include <QTextCodec>
 
 #include <algorithm>
 
@@ -53,8 +52,9 @@ QByteArray from(const QByteArray &text, int start)
 /// All of the bytes, a byte-order mark included.
 QString decoded(const QByteArray &bytes)
 {
-    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
-    return QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
+    const bool hasMark = bytes.startsWith("\xef\xbb\xbf");
+    return QString(hasMark ? 1 : 0, QChar::ByteOrderMark) +
+           QString::fromUtf8(bytes.constData(), bytes.size());
 }
 
 // --- the intervention file, read ---
