@@ -56,7 +56,7 @@ protected:
         const unsigned seed = qEnvironmentVariable("HALVEX_TEST_SEED", "1").toUInt();
         EXPECT_EQ(ask(), (Reply{0, {"42"}}));
         // The first export makes the process that writes it, and a channel to that.
-        EXPECT_EQ(call("generateLogFile"), Reply{0});
+        EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first()}), Reply{0});
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first(), {"ENV="}}),
                   Reply{-999});
         const int before = openFilesOf(daemon.processId());

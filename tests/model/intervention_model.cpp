@@ -49,12 +49,17 @@ QByteArray from(const QByteArray &text, int start)
     return text.right(text.size() - start);
 }
 
-/// All of the bytes, a byte-order mark included.
+/// All of the bytes: given a QByteArray, fromUtf8() would stop at the first NUL.
 QString decoded(const QByteArray &bytes)
 {
+    return QString::fromUtf8(bytes.constData(), bytes.size());
+}
+
+/// A value, of which a byte-order mark is a part.
+QString decodedValue(const QByteArray &bytes)
+{
     const bool hasMark = bytes.startsWith("\xef\xbb\xbf");
-    return QString(hasMark ? 1 : 0, QChar::ByteOrderMark) +
-           QString::fromUtf8(bytes.constData(), bytes.size());
+    return QString(hasMark ? 1 : 0, QChar::ByteOrderMark) + decoded(bytes);
 }
 
 // --- the intervention file, read ---
@@ -165,7 +170,7 @@ QString readField(const QByteArray &content, const QByteArray &action, const QBy
             turns.insert("get: field in a comment passed");
         } else {
             noteValue(line, field, turns);
-            return decoded(withoutQuotes(valueOf(line.text)));
+            return decodedValue(withoutQuotes(valueOf(line.text)));
         }
     }
     turns.insert(hasHeader ? "get: no such field in the section" : "get: no header");
