@@ -23,7 +23,7 @@ build_packages=(
 # What the throwaway hosts and the tests in them use.
 host_packages=(
     libgtest-dev libgmock-dev mount util-linux bindfs fuse3 mandoc
-    systemd-container iproute2 openssl passwd python3-minimal
+    systemd-container iproute2 openssl passwd python3-minimal strace
 )
 # What makes the Debian package, and looks it over.
 package_packages=(

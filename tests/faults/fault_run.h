@@ -20,8 +20,7 @@ protected:
     {
         int faults = 0;
         int notReached = 0; ///< their call did not come, or was about something else
-        int unanswered = 0; ///< their call got no answer, though the daemon serves others
-        int slow = 0;       ///< the call took more than three seconds
+        int slow = 0;       ///< their call took more than three seconds, or got no answer
         int findings = 0;
     };
 
@@ -38,17 +37,22 @@ private:
     struct Outcome
     {
         std::optional<Reply> reply;
-        bool daemonServes = true; ///< somebody else, if the call itself got no answer
+        bool wasSlow = false;
+        bool daemonServes = true; ///< somebody else, if this call was slow
     };
 
     void prepare(const Scenario &scenario);
+    void startAgain();
+    void warmUp(const Scenario &scenario);
     [[nodiscard]] Outcome callOnce(const Scenario &scenario);
     [[nodiscard]] bool serves();
     [[nodiscard]] QList<SeenCall> watchedCalls(const Scenario &scenario);
+    [[nodiscard]] QString nameOf(pid_t id) const;
     [[nodiscard]] bool isReached(const Fault &fault, const QList<SeenCall> &seen) const;
+    void check(const Scenario &scenario, const Fault &fault, const Outcome &outcome);
     void checkNextCall(const Scenario &scenario, const Fault &fault);
     void report(const Scenario &scenario, const Fault &fault, const QString &text);
 
     QList<Thread> threads;
-    int callsSinceStart = 0;
+    int callsOfDaemon = 0; ///< since its start
 };

@@ -58,10 +58,10 @@ TEST_P(SystemCalls, EachMayFail)
     for (const Fault &fault : faults) {
         tryFault(GetParam(), fault);
     }
-    std::printf("TRIED %s: %d faults, %d not reached, %d slow, %d unanswered, %d findings\n",
+    std::printf("TRIED %s: %d faults, %d not reached, %d slow, %d findings\n",
                 qPrintable(GetParam().name), numbers.faults, numbers.notReached, numbers.slow,
-                numbers.unanswered, numbers.findings);
-    EXPECT_LT(numbers.notReached, numbers.faults) << "nothing was tried";
+                numbers.findings);
+    EXPECT_LE(numbers.notReached, numbers.faults / 4) << "too little was tried";
 }
 
 INSTANTIATE_TEST_SUITE_P(, SystemCalls, testing::ValuesIn(scenarios()),

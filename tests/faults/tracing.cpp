@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QRegularExpression>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 
 namespace {
@@ -84,18 +86,19 @@ FileKind kindOfDescriptor(const QString &shown)
     return shown.startsWith('/') && !isDevice ? FileKind::Regular : FileKind::Other;
 }
 
-/// The kind of the file that the arguments in @p text name first.
-FileKind kindOf(const QString &text)
+/// Sets the kind of the file that the arguments of @p call name first, and its path.
+void setFile(SeenCall &call)
 {
     static const QRegularExpression descriptor(R"(\((\d+)<(.*?)>+[,)])");
     static const QRegularExpression path(R"re(\((?:AT_FDCWD<[^>]*>, )?"([^"]*)")re");
-    if (const auto match = descriptor.match(text); match.hasMatch()) {
-        return kindOfDescriptor(match.captured(2));
+    if (const auto open = descriptor.match(call.text); open.hasMatch()) {
+        call.kind = kindOfDescriptor(open.captured(2));
+        call.path = call.kind == FileKind::Regular ? open.captured(2) : QString();
+    } else if (const auto named = path.match(call.text); named.hasMatch()) {
+        const bool isProc = named.captured(1).startsWith("/proc/");
+        call.kind = isProc ? FileKind::Proc : FileKind::Regular;
+        call.path = isProc ? QString() : named.captured(1);
     }
-    if (const auto match = path.match(text); match.hasMatch()) {
-        return match.captured(1).startsWith("/proc/") ? FileKind::Proc : FileKind::Regular;
-    }
-    return FileKind::None;
 }
 
 } // namespace
@@ -118,7 +121,13 @@ QList<SeenCall> seenCalls(const QByteArray &written, pid_t onlyThread)
         };
         const bool isInjected = text.contains("(INJECTED)");
         if (const auto match = beginning.match(text); match.hasMatch()) {
-            calls << SeenCall{threadIn(match), match.captured(2), text, kindOf(text), isInjected};
+            SeenCall call;
+            call.thread = threadIn(match);
+            call.name = match.captured(2);
+            call.text = text;
+            call.failedOnPurpose = isInjected;
+            setFile(call);
+            calls << call;
         } else if (const auto end = rest.match(text); end.hasMatch() && isInjected) {
             const auto call = std::find_if(calls.rbegin(), calls.rend(), [&](const SeenCall &each) {
                 return each.thread == threadIn(end);
@@ -131,10 +140,11 @@ QList<SeenCall> seenCalls(const QByteArray &written, pid_t onlyThread)
     return calls;
 }
 
-QString Fault::injection() const
+QString Fault::id() const
 {
     const QString outcome = error.contains('=') ? error : "error=" + error;
-    return QString("%1:%2:when=%3").arg(call, outcome).arg(number);
+    const QString id = QString("%1 %2:%3:when=%4").arg(thread, call, outcome).arg(number);
+    return path.isEmpty() ? id : id + " of " + path;
 }
 
 bool Strace::watch(const QList<Thread> &threads)
@@ -150,9 +160,13 @@ QStringList Strace::options(const Fault &fault)
                 << "-b"
                 << "execve";
     }
+    if (!fault.path.isEmpty()) {
+        options << "-P" << fault.path;
+    }
+    const QString injection = fault.id().section(' ', 1, 1);
     return options << "-e"
                    << "trace=" + fault.call << "-e"
-                   << "inject=" + fault.injection();
+                   << "inject=" + injection;
 }
 
 bool Strace::inject(const Fault &fault, const QList<Thread> &threads)
@@ -186,15 +200,17 @@ bool Strace::attach(const QStringList &options, const QList<Thread> &threads)
     }
     strace.start("strace", arguments);
     QByteArray messages;
-    return waitFor([&] {
-               strace.waitForReadyRead(20);
-               messages += strace.readAllStandardError();
-               return strace.state() == QProcess::NotRunning ||
-                      std::all_of(expected.begin(), expected.end(), [&](const QString &text) {
-                          return messages.contains(text.toUtf8());
-                      });
-           }) &&
-           strace.state() == QProcess::Running;
+    const bool isAttached = waitFor([&] {
+        strace.waitForReadyRead(20);
+        messages += strace.readAllStandardError();
+        return strace.state() == QProcess::NotRunning ||
+               std::all_of(expected.begin(), expected.end(),
+                           [&](const QString &text) { return messages.contains(text.toUtf8()); });
+    });
+    EXPECT_TRUE(isAttached && strace.state() == QProcess::Running)
+        << qPrintable(arguments.join(' ')) << "\n"
+        << messages.constData();
+    return isAttached;
 }
 
 QList<SeenCall> Strace::finish()

@@ -42,6 +42,7 @@ struct SeenCall
     QString name;
     QString text; ///< the whole line
     FileKind kind = FileKind::None;
+    QString path; ///< of a regular file
     bool failedOnPurpose = false;
 };
 
@@ -49,20 +50,19 @@ struct SeenCall
 /// @p onlyThread.
 [[nodiscard]] QList<SeenCall> seenCalls(const QByteArray &written, pid_t onlyThread);
 
-/// A call that is to fail, the first to the last of its name in its thread being 1, 2, 3 and so on.
+/// A call that is to fail: the first of its name in its thread has the number 1, or the first of
+/// those that are about one file.
 struct Fault
 {
     QString thread;
     QString call;
+    QString path; ///< of the file; empty where only the thread and the name count
     int number = 1;
     QString error;
     QString sample; ///< the call as it was seen when none failed
 
-    /// What strace is to do, in its words: "read:error=EIO:when=3".
-    [[nodiscard]] QString injection() const;
-
     /// Its name: "daemon read:error=EIO:when=3".
-    [[nodiscard]] QString id() const { return thread + ' ' + injection(); }
+    [[nodiscard]] QString id() const;
 };
 
 /// strace, attached to the daemon for the length of a call.
