@@ -23,8 +23,8 @@ build_packages=(
 # What the throwaway hosts and the tests in them use.
 host_packages=(
     libgtest-dev libgmock-dev mount util-linux bindfs fuse3 mandoc
-    systemd-container iproute2 openssl passwd python3-minimal
-    libdbus-1-dev pkg-config
+    systemd-container iproute2 openssl passwd python3-minimal strace
+    libdbus-1-dev libfuse3-dev pkg-config
 )
 # What makes the Debian package, and looks it over.
 package_packages=(

@@ -43,6 +43,11 @@ int showUsage(const InterfaceDescription &description)
         << "Usage: halvex-desktop [--json] METHOD [ARGUMENT]...         call a method\n"
            "       halvex-desktop [--json] --wait METHOD [ARGUMENT]...  call it at the end of "
            "input\n"
+           "       halvex-desktop [--json] --lines                      make the call that each "
+           "line "
+           "of\n"
+           "                                                            the input names, between "
+           "tabs\n"
            "       halvex-desktop [--json] --input METHOD [ARGUMENT]... call it with the input as "
            "its last argument\n"
            "       halvex-desktop [--json] --listen [COUNT]             show COUNT signals, or "
@@ -158,6 +163,16 @@ int call(const InterfaceDescription &description, const QStringList &arguments, 
     return failed;
 }
 
+/// Makes the call that each line of the input names: a method and its arguments, between tabs.
+int callEachLine(const InterfaceDescription &description, bool asJson)
+{
+    QTextStream input(stdin);
+    for (QString line; input.readLineInto(&line);) {
+        static_cast<void>(call(description, line.split('\t'), asJson));
+    }
+    return answered;
+}
+
 /// Shows each signal of the daemon's interface as it comes.
 class SignalViewer : public QObject
 {
@@ -215,6 +230,9 @@ int main(int argc, char **argv)
     if (arguments.first() == "--listen") {
         const SignalViewer viewer(description, arguments.value(1).toInt(), asJson);
         return QCoreApplication::exec();
+    }
+    if (arguments.first() == "--lines") {
+        return callEachLine(description, asJson);
     }
     if (arguments.first() == "--input") {
         arguments.removeFirst();

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+//
+// A throwaway host on which every method has something to do, with front ends that stay connected.
+#pragma once
+
+#include "support/daemon_host.h"
+
+#include <QMap>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <map>
+#include <memory>
+#include <optional>
+
+/// Who calls.
+enum class Role {
+    Allowed,            ///< a member of wheel
+    ForbiddenVariable,  ///< root, with LD_PRELOAD behind 20 KB of other variables
+    OtherProgram,       ///< root, with a front end that lies elsewhere
+    OrdinaryUser,       ///< no administrator
+    WheelWhenSeparated, ///< a member of wheel while the three roles are separated
+    RootWhenSeparated,
+    Bystander, ///< root, to see whether the daemon serves
+};
+
+inline const QString exportPath = "/tmp/halvex_alerts.log";
+
+/// What the export holds of the alert logs, whichever is read first.
+[[nodiscard]] QByteArray allAlerts();
+
+/// The contents of the settings files and of the export, by their paths.
+using Files = QMap<QString, QByteArray>;
+
+/// Front ends that call again and again: starting one takes longer than the call.
+class FrontEnds
+{
+public:
+    /// Has @p role call @p method; the answer comes with answer().
+    void ask(Role role, const QString &method, const QStringList &arguments);
+
+    /// The answer to the oldest call of @p role that has none yet, if it comes in time.
+    [[nodiscard]] std::optional<Reply> answer(Role role, int timeoutMs);
+
+    /// Ends the front end of @p role, which waits for an answer that will not come.
+    void giveUp(Role role);
+
+private:
+    QProcess &started(Role role);
+
+    std::map<Role, std::unique_ptr<QProcess>> processes;
+};
+
+/// Base of the tests that make system calls fail.
+class FaultHost : public DaemonHost
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    void restartDaemon();
+
+    /// Whether the daemon's process still runs.
+    [[nodiscard]] bool daemonRuns();
+
+    /// Makes the status tool say what it says when @p role calls.
+    static void setStatusToolFor(Role role);
+
+    /// The files as they are before every call.
+    static const Files &originalFiles();
+    [[nodiscard]] static Files currentFiles();
+    static void restoreFiles();
+
+    FrontEnds frontEnds;
+
+private:
+    void startUpgradeService();
+
+    QProcess upgradeService;
+};

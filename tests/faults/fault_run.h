@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+//
+// Base of the test that makes each system call of a scenario fail once.
+#pragma once
+
+#include "faults/fault_host.h"
+#include "faults/scenarios.h"
+#include "faults/tracing.h"
+
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+class FaultRun : public FaultHost
+{
+protected:
+    /// What has been tried with a scenario.
+    struct Numbers
+    {
+        int faults = 0;
+        int notReached = 0; ///< their call did not come, or was about something else
+        int slow = 0;       ///< their call took more than three seconds, or got no answer
+        int findings = 0;
+    };
+
+    /// All faults that can happen in @p scenario, in an order that is the same each time.
+    [[nodiscard]] QList<Fault> faultsOf(const Scenario &scenario);
+
+    /// Makes @p fault happen, and checks the call and the next one.
+    void tryFault(const Scenario &scenario, const Fault &fault);
+
+    Numbers numbers;
+    bool isVerbose = false; ///< prints what strace has seen and the answers
+
+private:
+    struct Outcome
+    {
+        std::optional<Reply> reply;
+        bool wasSlow = false;
+        bool daemonServes = true; ///< somebody else, if this call was slow
+    };
+
+    void prepare(const Scenario &scenario);
+    void startAgain();
+    void warmUp(const Scenario &scenario);
+    [[nodiscard]] Outcome callOnce(const Scenario &scenario);
+    [[nodiscard]] bool serves();
+    [[nodiscard]] QList<SeenCall> watchedCalls(const Scenario &scenario);
+    [[nodiscard]] QString nameOf(pid_t id) const;
+    [[nodiscard]] bool isReached(const Fault &fault, const QList<SeenCall> &seen) const;
+    void check(const Scenario &scenario, const Fault &fault, const Outcome &outcome);
+    void checkNextCall(const Scenario &scenario, const Fault &fault);
+    void report(const Scenario &scenario, const Fault &fault, const QString &text);
+
+    QList<Thread> threads;
+    int callsOfDaemon = 0; ///< since its start
+};

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+#include "faults/system_call_errors.h"
+
+#include <QHash>
+#include <QRegularExpression>
+
+namespace {
+
+/// Calls that are never made to fail.
+const QHash<QString, const char *> leftOut{
+    // These cannot fail with the arguments that programs give them.
+    {"clock_gettime", "cannot fail"},
+    {"clock_getres", "cannot fail"},
+    {"fadvise64", "advice, which may be ignored"},
+    {"getegid", "cannot fail"},
+    {"geteuid", "cannot fail"},
+    {"getgid", "cannot fail"},
+    {"getpeername", "cannot fail on a connected socket"},
+    {"getpgid", "cannot fail for a child that lives"},
+    {"getpid", "cannot fail"},
+    {"getppid", "cannot fail"},
+    {"getsid", "cannot fail"},
+    {"gettid", "cannot fail"},
+    {"gettimeofday", "cannot fail"},
+    {"getuid", "cannot fail"},
+    {"lseek", "moves a position within a file; fails for wrong arguments only"},
+    {"prctl", "fails for wrong arguments only"},
+    {"prlimit64", "reads the program's own limit"},
+    {"rseq", "the C library's own"},
+    {"rt_sigaction", "fails for wrong arguments only"},
+    {"rt_sigprocmask", "fails for wrong arguments only"},
+    {"rt_sigreturn", "does not return"},
+    {"rt_sigtimedwait", "fails as it does when nothing has come"},
+    {"sched_getaffinity", "fails for wrong arguments only"},
+    {"sched_yield", "cannot fail"},
+    {"set_robust_list", "the C library's own"},
+    {"set_tid_address", "cannot fail"},
+    {"setitimer", "fails for wrong arguments only"},
+    {"sigaltstack", "fails for wrong arguments only"},
+    {"shutdown", "cannot fail on a connected socket"},
+    {"sysinfo", "cannot fail"},
+    {"timerfd_settime", "fails for wrong arguments only"},
+    {"umask", "cannot fail"},
+    {"uname", "cannot fail"},
+    // The end of a program, and calls that are the rest of another one.
+    {"exit", "does not return"},
+    {"exit_group", "does not return"},
+    {"restart_syscall", "the rest of an interrupted call"},
+    // Locks between threads: an error other than those that happen all the time ends the program in
+    // the C library, whatever the daemon does.
+    {"futex", "the C library's locks"},
+};
+
+struct Row
+{
+    const char *call;
+    QList<FileKind> kinds; ///< none: whatever it is about
+    const char *errors;
+};
+
+const char *const pathErrors = "EACCES EIO ELOOP ENOENT ENOMEM ENOTDIR";
+const char *const procErrors = "EACCES ENOENT ENOMEM ESRCH";
+const char *const changeErrors = "EACCES EDQUOT EIO ENOENT ENOMEM ENOSPC EPERM EROFS";
+const char *const descriptorErrors = "EMFILE ENFILE ENOMEM";
+
+/// The first row that fits holds. Left out everywhere: errors of arguments that the program gives
+/// itself (EBADF, EFAULT, EINVAL), and, for connections, those that say that the other end has gone
+/// (ECONNRESET, EPIPE, ENOTCONN): a bus that has gone is another test's.
+const QList<Row> rows{
+    {"access", {FileKind::Proc}, procErrors},
+    {"access", {}, pathErrors},
+    {"bind", {}, "EACCES EADDRINUSE ENOMEM"},
+    // Its failure is no error but an unchanged break, which the C library also sees in a zero.
+    {"brk", {}, "retval=0"},
+    {"chdir", {}, pathErrors},
+    {"chmod", {}, changeErrors},
+    {"clock_nanosleep", {}, "EINTR"},
+    {"clone", {}, "EAGAIN ENOMEM"},
+    {"clone3", {}, "EAGAIN ENOMEM"},
+    // Only file systems may have something to say at the end. strace leaves the file open, which
+    // the kernel does not; nothing waits for the end of a regular file.
+    {"close", {FileKind::Regular}, "EDQUOT EINTR EIO ENOSPC"},
+    {"close", {}, ""},
+    {"connect", {}, "EACCES EAGAIN ECONNREFUSED EINTR ENOENT EPERM"},
+    {"copy_file_range", {}, "EFBIG EINTR EIO ENOMEM ENOSPC EOPNOTSUPP EPERM EXDEV"},
+    {"dup", {}, "EMFILE"},
+    {"dup2", {}, "EBUSY EINTR EMFILE"},
+    {"dup3", {}, "EBUSY EINTR EMFILE"},
+    {"epoll_create1", {}, descriptorErrors},
+    {"epoll_ctl", {}, "ENOMEM ENOSPC"},
+    {"epoll_pwait", {}, "EINTR"},
+    {"epoll_wait", {}, "EINTR"},
+    {"eventfd2", {}, "EMFILE ENFILE ENODEV ENOMEM"},
+    {"execve",
+     {},
+     "E2BIG EACCES EAGAIN EIO ELOOP EMFILE ENFILE ENOENT ENOEXEC ENOMEM EPERM "
+     "ETXTBSY"},
+    {"faccessat", {FileKind::Proc}, procErrors},
+    {"faccessat", {}, pathErrors},
+    {"faccessat2", {FileKind::Proc}, procErrors},
+    {"faccessat2", {}, pathErrors},
+    {"fchmod", {}, "EIO EPERM EROFS"},
+    {"fchown", {}, "EIO EPERM EROFS"},
+    {"fdatasync", {}, "EDQUOT EINTR EIO ENOSPC EROFS"},
+    {"flock", {}, "EINTR ENOLCK"},
+    {"fstatfs", {}, "EINTR EIO ENOMEM ENOSYS"},
+    {"fsync", {}, "EDQUOT EINTR EIO ENOSPC EROFS"},
+    {"ftruncate", {}, "EFBIG EINTR EIO EPERM"},
+    {"getcwd", {}, "ENOENT ENOMEM"},
+    {"getdents64", {}, "EIO ENOENT"},
+    {"getrandom", {}, "EAGAIN EINTR"},
+    {"getsockname", {}, "ENOBUFS"},
+    {"getsockopt", {}, "ENOMEM"},
+    {"getxattr", {}, "ENODATA ENOTSUP ENOMEM"},
+    {"inotify_add_watch", {}, "EACCES ENOENT ENOMEM ENOSPC"},
+    {"inotify_init1", {}, descriptorErrors},
+    {"ioctl", {FileKind::Socket}, "ENODEV ENOMEM"},
+    {"ioctl", {}, ""}, // the number of bytes in a pipe, which the kernel always knows
+    {"kill", {}, "ESRCH"},
+    {"linkat", {}, changeErrors},
+    {"lstat", {}, pathErrors},
+    {"madvise", {}, "EAGAIN ENOMEM"},
+    {"memfd_create", {}, descriptorErrors},
+    {"mkdir", {}, changeErrors},
+    {"mmap", {}, "ENOMEM"},
+    {"mprotect", {}, "ENOMEM"},
+    {"mremap", {}, "ENOMEM"},
+    {"munmap", {}, "ENOMEM"},
+    {"nanosleep", {}, "EINTR"},
+    {"newfstatat", {FileKind::Proc}, procErrors},
+    {"newfstatat", {FileKind::Regular}, "EACCES EIO ELOOP ENOENT ENOMEM ENOTDIR EOVERFLOW"},
+    {"newfstatat", {}, "ENOMEM"},
+    {"openat", {FileKind::Proc}, "EACCES EINTR EMFILE ENFILE ENOENT ENOMEM EPERM ESRCH"},
+    {"openat", {}, "EACCES EINTR EIO ELOOP EMFILE ENFILE ENOENT ENOMEM ENOTDIR EPERM"},
+    {"openat2", {FileKind::Proc}, "EACCES EINTR EMFILE ENFILE ENOENT ENOMEM EPERM ESRCH"},
+    {"openat2", {}, "EACCES EAGAIN EINTR EIO ELOOP EMFILE ENFILE ENOENT ENOMEM ENOTDIR EPERM"},
+    {"pidfd_open", {}, "EMFILE ENFILE ENODEV ENOMEM ESRCH"},
+    {"pidfd_send_signal", {}, "EPERM ESRCH"},
+    {"pipe2", {}, "EMFILE ENFILE"},
+    {"poll", {}, "EINTR ENOMEM"},
+    {"ppoll", {}, "EINTR ENOMEM"},
+    {"pread64", {FileKind::Proc}, "EACCES EINTR EIO ENOMEM ESRCH"},
+    {"pread64", {}, "EINTR EIO"},
+    {"pwrite64", {}, "EDQUOT EFBIG EINTR EIO ENOSPC EPERM"},
+    {"read", {FileKind::Proc}, "EACCES EINTR EIO ENOMEM ESRCH"},
+    {"read", {FileKind::Pipe}, "EINTR"},
+    {"read", {FileKind::EventFd}, "EAGAIN EINTR"},
+    {"read", {FileKind::Socket}, "EAGAIN EINTR ENOMEM"},
+    {"read", {}, "EINTR EIO"},
+    {"readlink", {FileKind::Proc}, procErrors},
+    {"readlink", {}, "EACCES EINVAL EIO ELOOP ENOENT ENOMEM ENOTDIR"},
+    {"readlinkat", {FileKind::Proc}, procErrors},
+    {"readlinkat", {}, "EACCES EINVAL EIO ELOOP ENOENT ENOMEM ENOTDIR"},
+    {"recvfrom", {}, "EAGAIN EINTR ENOMEM"},
+    {"recvmsg", {}, "EAGAIN EINTR ENOMEM"},
+    {"rename", {}, changeErrors},
+    {"renameat2", {}, changeErrors},
+    {"select", {}, "EINTR ENOMEM"},
+    {"sendfile", {}, "EAGAIN EIO ENOMEM"},
+    {"sendmsg",
+     {FileKind::Datagram},
+     "EACCES EAGAIN ECONNREFUSED ECONNRESET EINTR ENOBUFS "
+     "ENOENT ENOMEM ENOTCONN EPERM EPIPE"},
+    {"sendmsg", {}, "EAGAIN EINTR ENOBUFS ENOMEM"},
+    {"sendto",
+     {FileKind::Datagram},
+     "EACCES EAGAIN ECONNREFUSED ECONNRESET EINTR ENOBUFS ENOENT "
+     "ENOMEM ENOTCONN EPERM EPIPE"},
+    {"sendto", {}, "EAGAIN EINTR ENOBUFS ENOMEM"},
+    {"setpgid", {}, "EPERM"},
+    {"setpriority", {}, "EACCES EPERM"},
+    {"setrlimit", {}, "EPERM"},
+    {"setsid", {}, "EPERM"},
+    {"setsockopt", {}, "ENOMEM"},
+    {"socket", {}, "EACCES EAFNOSUPPORT EMFILE ENFILE ENOBUFS ENOMEM"},
+    {"socketpair", {}, descriptorErrors},
+    {"splice", {}, "EAGAIN ENOMEM"},
+    {"statfs", {}, "EACCES EINTR EIO ELOOP ENOENT ENOMEM ENOTDIR"},
+    {"statx", {FileKind::Proc}, procErrors},
+    {"statx", {FileKind::Regular}, "EACCES EIO ELOOP ENOENT ENOMEM ENOTDIR"},
+    {"statx", {}, "ENOMEM"},
+    {"tgkill", {}, "EAGAIN ESRCH"},
+    {"timerfd_create", {}, "EMFILE ENFILE ENODEV ENOMEM"},
+    {"unlink", {}, changeErrors},
+    {"unlinkat", {}, changeErrors},
+    {"vfork", {}, "EAGAIN ENOMEM"},
+    // No ECHILD: nobody else waits for the daemon's children.
+    {"wait4", {}, "EINTR"},
+    {"waitid", {}, "EINTR"},
+    // The counter of an event never gets so high, nor is a pipe ever so full, that a write waits.
+    {"write", {FileKind::EventFd}, "EINTR"},
+    {"write", {FileKind::Pipe}, "EINTR"},
+    {"write", {FileKind::Socket}, "EAGAIN EINTR ENOBUFS ENOMEM"},
+    {"write", {}, "EDQUOT EFBIG EINTR EIO ENOSPC EPERM"},
+    {"writev", {}, "EDQUOT EFBIG EINTR EIO ENOSPC EPERM"},
+};
+
+} // namespace
+
+std::optional<QStringList> errorsOf(const SeenCall &call)
+{
+    if (leftOut.contains(call.name)) {
+        return QStringList();
+    }
+    if (call.name == "fcntl") {
+        // All that programs do with it but this one sets flags of their own descriptors.
+        return call.text.contains("F_DUPFD") ? QStringList{"EMFILE"} : QStringList();
+    }
+    static const QRegularExpression writing("O_WRONLY|O_RDWR|O_CREAT");
+    for (const Row &row : rows) {
+        if (row.call == call.name && (row.kinds.isEmpty() || row.kinds.contains(call.kind))) {
+            QStringList errors = QString(row.errors).split(' ', Qt::SkipEmptyParts);
+            if (call.name.startsWith("openat") && call.text.contains(writing)) {
+                errors += QStringList{"EAGAIN", "EDQUOT", "ENOSPC", "EROFS", "ETXTBSY"};
+            }
+            return errors;
+        }
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+//
+// Each system call of the daemon fails once, as the kernel documents that it may.
+//
+// The variable HALVEX_FAULTS says which faults are tried: a fixed sample when it is not set, all of
+// them for "all", or the one with that name, as a finding tells it.
+#include "faults/fault_run.h"
+
+#include <cstdio>
+
+namespace {
+
+class SystemCalls : public FaultRun, public testing::WithParamInterface<Scenario>
+{
+protected:
+    /// Every so many of @p faults, and those that have once let somebody in or stopped the daemon.
+    static QList<Fault> sampleOf(const QList<Fault> &faults)
+    {
+        constexpr int sampleSize = 24;
+        const int step = qMax(1, faults.size() / sampleSize);
+        QList<Fault> sample;
+        for (int i = 0; i < faults.size(); ++i) {
+            const bool isOfEnvironment =
+                faults[i].sample.contains("/environ>") && faults[i].error == "EIO";
+            const bool isWait = faults[i].call == "wait4" || faults[i].call == "waitid";
+            if (i % step == 0 || isOfEnvironment || (isWait && faults[i].error == "EINTR")) {
+                sample << faults[i];
+            }
+        }
+        return sample;
+    }
+
+    QList<Fault> chosenFaults()
+    {
+        const QList<Fault> faults = faultsOf(GetParam());
+        const QString choice = qEnvironmentVariable("HALVEX_FAULTS");
+        if (choice == "all") {
+            return faults;
+        }
+        if (choice.isEmpty()) {
+            return sampleOf(faults);
+        }
+        isVerbose = true;
+        QList<Fault> chosen;
+        for (const Fault &fault : faults) {
+            if (fault.id() == choice) {
+                chosen << fault;
+            }
+        }
+        return chosen;
+    }
+};
+
+TEST_P(SystemCalls, EachMayFail)
+{
+    const QList<Fault> faults = chosenFaults();
+    ASSERT_FALSE(faults.isEmpty());
+    for (const Fault &fault : faults) {
+        tryFault(GetParam(), fault);
+    }
+    std::printf("TRIED %s: %d faults, %d not reached, %d slow, %d findings\n",
+                qPrintable(GetParam().name), numbers.faults, numbers.notReached, numbers.slow,
+                numbers.findings);
+    EXPECT_LE(numbers.notReached, numbers.faults / 4) << "too little was tried";
+}
+
+INSTANTIATE_TEST_SUITE_P(, SystemCalls, testing::ValuesIn(scenarios()),
+                         [](const testing::TestParamInfo<Scenario> &each) {
+                             return each.param.name.toStdString();
+                         });
+
+} // namespace

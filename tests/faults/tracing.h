@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+//
+// The system calls of the daemon, as strace sees them and makes them fail.
+#pragma once
+
+#include <QList>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <sys/types.h>
+
+/// What a call is about: the file behind the descriptor, or the path, that it names first.
+enum class FileKind {
+    None, ///< no file at all
+    Regular,
+    Proc, ///< below /proc
+    Pipe,
+    Socket,   ///< a connection
+    Datagram, ///< a socket that only sends, as to the system log
+    EventFd,
+    Other, ///< a device, a directory, a descriptor of the kernel's own
+};
+
+/// One thread of the daemon that lives for longer than a call.
+struct Thread
+{
+    pid_t id = 0;
+    QString name; ///< the same in each run of the daemon: "daemon", "daemon:QDBusConnection"
+};
+
+/// The name of all threads and processes that begin during a call.
+inline const QString newThreads = "new";
+
+/// The threads of the process @p daemon, and those of its children that run the daemon's program.
+[[nodiscard]] QList<Thread> daemonThreads(qint64 daemon);
+
+/// A system call that strace has seen.
+struct SeenCall
+{
+    pid_t thread = 0;
+    QString name;
+    QString text; ///< the whole line
+    FileKind kind = FileKind::None;
+    QString path; ///< of a regular file
+    bool failedOnPurpose = false;
+};
+
+/// The calls in what strace has written, in their order. Where no thread is told, there is only
+/// @p onlyThread.
+[[nodiscard]] QList<SeenCall> seenCalls(const QByteArray &written, pid_t onlyThread);
+
+/// A call that is to fail: the first of its name in its thread has the number 1, or the first of
+/// those that are about one file.
+struct Fault
+{
+    QString thread;
+    QString call;
+    QString path; ///< of the file; empty where only the thread and the name count
+    int number = 1;
+    QString error;
+    QString sample; ///< the call as it was seen when none failed
+
+    /// Its name: "daemon read:error=EIO:when=3".
+    [[nodiscard]] QString id() const;
+};
+
+/// strace, attached to the daemon for the length of a call.
+class Strace
+{
+public:
+    /// Attaches to all @p threads and follows what they start, until it runs another program.
+    [[nodiscard]] bool watch(const QList<Thread> &threads);
+
+    /// Attaches so that @p fault happens. False when its thread is not among @p threads.
+    [[nodiscard]] bool inject(const Fault &fault, const QList<Thread> &threads);
+
+    /// Detaches, and returns what was seen.
+    [[nodiscard]] QList<SeenCall> finish();
+
+    /// The options of strace that make @p fault happen, without the processes' numbers.
+    [[nodiscard]] static QStringList options(const Fault &fault);
+
+private:
+    [[nodiscard]] bool attach(const QStringList &options, const QList<Thread> &threads);
+
+    QProcess strace;
+    pid_t onlyThread = 0;
+};
