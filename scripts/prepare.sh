@@ -24,6 +24,7 @@ build_packages=(
 host_packages=(
     libgtest-dev libgmock-dev mount util-linux bindfs fuse3 mandoc
     systemd-container iproute2 openssl passwd python3-minimal
+    libdbus-1-dev libfuse3-dev pkg-config
 )
 # What makes the Debian package, and looks it over.
 package_packages=(
