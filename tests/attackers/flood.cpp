@@ -9,7 +9,8 @@
 //   --pid PID              to each connection of that process, instead of the daemon's name
 //   --signal               a signal, not a method call
 //   --small COUNT          COUNT messages with the TEXTs; 1 if --large is not given either
-//   --large COUNT          after those, COUNT messages with a text of 33 MB behind the TEXTs
+//   --large COUNT          after those, COUNT messages with a text of 33 MB behind the TEXTs, or
+//                          in the last of them if that is "variant:"
 //   --descriptors KIND N   each message has N descriptors; KIND is a path, or "lingering"
 //   --connections N        all of that through N connections at once
 //   --seconds N            all of that again and again, for N seconds
@@ -114,7 +115,10 @@ public:
         }
         std::vector<std::string> largeTexts = orders.texts;
         if (orders.large > 0) {
-            largeTexts.emplace_back(largeTextBytes, 'x');
+            if (largeTexts.empty() || largeTexts.back() != "variant:") {
+                largeTexts.emplace_back();
+            }
+            largeTexts.back().append(largeTextBytes, 'x');
         }
         for (const std::string &destination : destinations) {
             Address address = orders.address;

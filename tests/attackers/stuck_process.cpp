@@ -4,8 +4,9 @@
 // connection of its parent, which gets stuck.
 //
 //   stuck-process WAY [PARAMETER]... -- COUNT METHOD [TEXT]...
-//       The ways are in stuck_ways.h. Prints each answer, "status N" or "error NAME", and "done".
-//       Then, as before, it stays until it is killed.
+//       The ways are in stuck_ways.h. Prints "calling" as soon as it is stuck, each answer,
+//       "status N" or "error NAME", and "done". With +COUNT it waits for no answer. Then it stays
+//       as it is until it is killed.
 #include "bus_message.h"
 #include "stuck_ways.h"
 
@@ -32,13 +33,22 @@ constexpr int answerTimeoutMs = 60000;
     while (!isHeldUp(way, parent)) {
         usleep(1000);
     }
+    std::puts("calling");
+    std::fflush(stdout);
     Address address;
     address.member = call.at(1);
+    const bool waits = call.at(0).front() != '+';
     for (int i = std::stoi(call.at(0)); i > 0; --i) {
         const Message message = makeMessage(address, {call.begin() + 2, call.end()});
-        std::puts(answerTo(bus, message.get(), answerTimeoutMs).c_str());
-        std::fflush(stdout);
+        if (waits) {
+            std::puts(answerTo(bus, message.get(), answerTimeoutMs).c_str());
+            std::fflush(stdout);
+        } else {
+            dbus_message_set_no_reply(message.get(), TRUE);
+            dbus_connection_send(bus, message.get(), nullptr);
+        }
     }
+    waitUntilTaken(bus);
     std::puts("done");
     std::fflush(stdout);
     for (;;) {

@@ -4,40 +4,9 @@
 #include "support/host_files.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QThread>
 
-#include <csignal>
 #include <sys/stat.h>
-
-void bystander::prepare()
-{
-    host::writeFile("/var/lib/halvex/var/run/halvex-research.state", "events_processed='1234'\n");
-}
-
-testing::AssertionResult bystander::isServedWithin(int timeoutMs, const QStringList &command)
-{
-    QElapsedTimer timer;
-    timer.start();
-    Reply last;
-    do {
-        QProcess process;
-        process.start(command.first(), command.mid(1));
-        if (!process.waitForFinished(timeoutMs - static_cast<int>(timer.elapsed()))) {
-            process.kill();
-            process.waitForFinished();
-            break;
-        }
-        last = parseReply(process.readAllStandardOutput());
-        if (last == served) {
-            return testing::AssertionSuccess();
-        }
-        QThread::msleep(50);
-    } while (timer.elapsed() < timeoutMs);
-    return testing::AssertionFailure()
-           << "after " << timer.elapsed() << " ms a bystander has " << testing::PrintToString(last);
-}
 
 void AttackedHost::SetUp()
 {
@@ -93,11 +62,4 @@ void AttackedHost::releaseTheGate(const QByteArray &text)
 {
     host::writeFile("/run/status", text);
     host::writeFile("/run/gate", text);
-}
-
-void AttackedHost::startBystander(QProcess &process)
-{
-    const QStringList command = frontEndCommand(bystander::caller, {"--json", bystander::method});
-    process.start(command.first(), command.mid(1));
-    ASSERT_TRUE(process.waitForStarted());
 }

@@ -4,22 +4,8 @@
 #pragma once
 
 #include "attacks/attackers.h"
+#include "attacks/bystander.h"
 #include "support/daemon_host.h"
-
-/// What a bystander asks for, and what it gets.
-namespace bystander {
-constexpr const char *method = "getEventTotalCount";
-inline const Reply served{0, {"1234"}};
-/// An ordinary user's front end, at a place that no attacker takes.
-inline const Caller caller{user::ordinary, "/opt/appdata/halvex/bin/halvex-desktop"};
-
-/// Makes the file of which it is told.
-void prepare();
-
-/// Tells whether one is served within @p timeoutMs; it asks again when it gets an error, as from a
-/// daemon that goes and is started anew. @p command is how it calls.
-[[nodiscard]] testing::AssertionResult isServedWithin(int timeoutMs, const QStringList &command);
-} // namespace bystander
 
 /// The daemon as a child process, with the shipped policy.
 class AttackedHost : public DaemonHost
@@ -41,9 +27,6 @@ protected:
     void holdTheGate();
     /// Lets it go; the status tool says @p text then and later.
     void releaseTheGate(const QByteArray &text = "Three Admin : off\n");
-
-    /// A bystander that has called and does not wait any longer than @p process does.
-    static void startBystander(QProcess &process);
 
     Attackers attackers;
 

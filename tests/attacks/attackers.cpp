@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -18,6 +19,22 @@ namespace {
 
 constexpr const char *directory = "/srv/attackers/";
 constexpr const char *mountPoint = "/srv/hanging";
+
+/// Ends @p process after its children, among them those that keep it from the processor.
+void end(QProcess &process)
+{
+    const auto pid = process.processId();
+    const QString children = QString("/proc/%1/task/%1/children").arg(pid);
+    if (pid != 0 && QFile::exists(children)) {
+        for (const QByteArray &child : host::readFile(children).split(' ')) {
+            if (child.toInt() > 0) {
+                kill(child.toInt(), SIGKILL);
+            }
+        }
+    }
+    process.kill();
+    process.waitForFinished();
+}
 
 } // namespace
 
@@ -42,7 +59,10 @@ QProcess &Attackers::start(const QStringList &command, unsigned uid)
 QProcess &Attackers::startAsFrontEnd(const QStringList &command, unsigned uid)
 {
     const QString place = "/usr/sbin/halvex-desktop";
-    host::writeFile(place, host::readFile(directory + command.first()), 0755);
+    const QByteArray program = host::readFile(directory + command.first());
+    if (host::readFile(place) != program) { // one that runs cannot be written
+        host::writeFile(place, program, 0755);
+    }
     return startCommand(QStringList{place} + command.mid(1), uid);
 }
 
@@ -81,8 +101,7 @@ void Attackers::endAll()
 {
     for (auto *group : {&files, &processes}) {
         for (const auto &process : *group) {
-            process->kill();
-            process->waitForFinished();
+            end(*process);
         }
         group->clear();
     }

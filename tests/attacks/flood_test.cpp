@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+//
+// Messages that fill the daemon's queue at the bus, so that the bus drops its answers to the gate.
+#include "attacks/attacked_host.h"
+#include "support/host_files.h"
+
+namespace {
+
+constexpr const char *notifyPath = "/etc/halvex/research/etc/ossec.conf";
+const QByteArray notifySettings = "<ossec_config><alerts><notify/></alerts></ossec_config>\n";
+
+/// Where the messages go; "PID" stands for the daemon's process id.
+struct Flood
+{
+    const char *name;
+    QStringList options;
+};
+
+void PrintTo(const Flood &flood, std::ostream *stream)
+{
+    *stream << flood.name;
+}
+
+class FloodedGate : public AttackedHost, public testing::WithParamInterface<Flood>
+{
+protected:
+    void SetUp() override
+    {
+        AttackedHost::SetUp();
+        host::writeFile(notifyPath, notifySettings);
+    }
+
+    /// Starts six senders of large messages, of a stranger's.
+    QProcess &startFlood(int seconds)
+    {
+        QStringList options = GetParam().options;
+        options.replaceInStrings("PID", QString::number(daemon.processId()));
+        return attackers.start(QStringList{"flood", "--large", "1", "--connections", "6",
+                                           "--seconds", QString::number(seconds)} +
+                                   options,
+                               user::ordinary);
+    }
+
+    QProcess &startCaller(const QStringList &way, int calls)
+    {
+        return attackers.startAsFrontEnd(
+            QStringList{"stuck-process"} + way +
+                QStringList{"--", QString::number(calls), "setNotifyConfig", "1", "2", "3"},
+            user::ordinary);
+    }
+
+    static void expectOnlyRefusals(const QStringList &answers)
+    {
+        for (const QString &answer : answers) {
+            EXPECT_TRUE(answer == "status -999" || answer.startsWith("error "))
+                << qPrintable(answer);
+        }
+        EXPECT_EQ(host::readFile(notifyPath), notifySettings);
+    }
+
+    /// With two answers lost, a daemon that waits for each as long as libraries do would have gone
+    /// on after fifty seconds: the flood covers both questions, and not the next.
+    static constexpr int floodSeconds = 40;
+};
+
+TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
+{
+    constexpr const char *environmentBytes = "150000000";
+    QProcess &caller = startCaller({"environment", environmentBytes}, 1);
+    ASSERT_EQ(linesUntil(caller, "calling", patienceMs), QStringList());
+    QProcess &flood = startFlood(floodSeconds);
+    QStringList answers = linesUntil(caller, "done", 15000);
+    EXPECT_EQ(answers.size(), 1);
+    EXPECT_FALSE(answers.contains("no done")) << "a question has not been given up within seconds";
+    if (answers.contains("no done")) {
+        flood.waitForFinished(2 * floodSeconds * 1000);
+        answers = linesUntil(caller, "done", patienceMs);
+    }
+    expectOnlyRefusals(answers);
+}
+
+TEST_P(FloodedGate, LetsNoOrdinaryUserInAtAnyMoment)
+{
+    QProcess &flood = startFlood(10);
+    QProcess &caller = startCaller({"waiting"}, 200);
+    flood.waitForFinished(patienceMs);
+    QStringList answers = linesUntil(caller, "done", patienceMs);
+    ASSERT_EQ(answers.takeFirst(), "calling");
+    EXPECT_EQ(answers.size(), 200);
+    expectOnlyRefusals(answers);
+    EXPECT_TRUE(isServedWithin(10000));
+}
+
+const Flood floods[] = {
+    {"OfAPathThatDoesNotExist", {"--path", "/no/such/path"}},
+    {"OfAMethod", {"--member", "setNotifyConfig", "1", "2"}},
+    {"OfSignalsToItsConnections", {"--signal", "--pid", "PID"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(, FloodedGate, testing::ValuesIn(floods),
+                         [](const auto &flood) { return flood.param.name; });
+
+} // namespace
