@@ -190,9 +190,8 @@ void startBusyChild()
     }
 }
 
-/// Tells whether the process @p pid does not get on within the kernel: it sleeps without taking
-/// signals, and has not run between two looks.
-bool waitsInKernel(int pid)
+/// Tells whether the process @p pid does not get on: it sleeps, and has not run between two looks.
+bool doesNotGetOn(int pid)
 {
     const auto look = [&] {
         std::ifstream file("/proc/" + std::to_string(pid) + "/status");
@@ -200,15 +199,7 @@ bool waitsInKernel(int pid)
     };
     const std::string before = look();
     usleep(50000);
-    return before.find("State:\tD") != std::string::npos && look() == before;
-}
-
-std::string programOf(int pid)
-{
-    char target[pageBytes] = "";
-    const auto link = "/proc/" + std::to_string(pid) + "/exe";
-    static_cast<void>(readlink(link.c_str(), target, sizeof target - 1));
-    return target;
+    return before.find("State:\tR") == std::string::npos && look() == before;
 }
 
 } // namespace
@@ -236,11 +227,5 @@ void getStuck(const std::string &way, const std::vector<std::string> &parameters
 
 bool isHeldUp(const std::string &way, int pid)
 {
-    if (way == "memory-lock") {
-        return waitsInKernel(pid);
-    }
-    if (way == "exec-lock") {
-        return programOf(pid) != programOf(getpid());
-    }
-    return true;
+    return (way != "memory-lock" && way != "exec-lock") || doesNotGetOn(pid);
 }
