@@ -13,7 +13,8 @@
 //                          in the last of them if that is "variant:"
 //   --descriptors KIND N   each message has N descriptors; KIND is a path, or "lingering"
 //   --connections N        all of that through N connections at once
-//   --seconds N            all of that again and again, for N seconds
+//   --seconds N            all of that again and again, for N seconds; "round" is printed
+//                          by each connection after the first time
 //   --answers              print each message's answer before the next is sent
 //   --stay                 do not leave the bus; "sent" is printed when the bus has taken all
 #include "bus_message.h"
@@ -176,9 +177,14 @@ void attack(const Orders &orders)
 {
     Sender sender(orders);
     const auto end = std::chrono::steady_clock::now() + orders.time;
-    do {
+    sender.sendRound();
+    if (orders.time.count() > 0) {
+        std::puts("round");
+        std::fflush(stdout);
+    }
+    while (std::chrono::steady_clock::now() < end) {
         sender.sendRound();
-    } while (std::chrono::steady_clock::now() < end);
+    }
     if (orders.stays) {
         std::puts("sent");
         std::fflush(stdout);

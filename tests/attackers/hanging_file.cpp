@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr off_t fileBytes = 1 << 20;
+constexpr off_t fileBytes = 64 << 20;
 pid_t pidThatHangs = 0;
 
 void say(const char *word)

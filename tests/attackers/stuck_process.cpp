@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr int answerTimeoutMs = 60000;
+constexpr int answerTimeoutMs = 100000;
 
 [[noreturn]] void callFromChild(DBusConnection *bus, const std::string &way, int parent, int ready,
                                 const std::vector<std::string> &call)

@@ -89,10 +89,12 @@ void *reserve(std::size_t bytes, int protection)
     return area;
 }
 
+/// Maps a page of the file: one that no other process waits for.
 void *mapFile(const std::string &path, void *where, int flags)
 {
+    const off_t offset = static_cast<off_t>(getpid() % 256) << 18U;
     const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
-    void *area = mmap(where, pageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | flags, file, 0);
+    void *area = mmap(where, pageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | flags, file, offset);
     if (file < 0 || area == MAP_FAILED) {
         fail(path.c_str());
     }

@@ -7,6 +7,7 @@
 namespace {
 
 constexpr const char *notifyPath = "/etc/halvex/research/etc/ossec.conf";
+constexpr int connections = 6;
 const QByteArray notifySettings = "<ossec_config><alerts><notify/></alerts></ossec_config>\n";
 
 /// Where the messages go; "PID" stands for the daemon's process id.
@@ -35,8 +36,9 @@ protected:
     {
         QStringList options = GetParam().options;
         options.replaceInStrings("PID", QString::number(daemon.processId()));
-        return attackers.start(QStringList{"flood", "--large", "1", "--connections", "6",
-                                           "--seconds", QString::number(milliseconds / 1000)} +
+        return attackers.start(QStringList{"flood", "--large", "1", "--connections",
+                                           QString::number(connections), "--seconds",
+                                           QString::number(milliseconds / 1000)} +
                                    options,
                                user::ordinary);
     }
@@ -66,18 +68,22 @@ protected:
 
 TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
 {
-    constexpr const char *environmentBytes = "150000000";
-    QProcess &caller = startCaller({"environment", environmentBytes}, 1);
+    QProcess &file = attackers.startHangingFile(user::ordinary);
+    QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1);
     ASSERT_EQ(linesUntil(caller, "calling", patienceMs), QStringList());
     QProcess &flood = startFlood(floodMs);
+    for (int i = 0; i < connections; ++i) {
+        EXPECT_EQ(linesUntil(flood, "round", answerMs), QStringList());
+    }
+    file.kill(); // From here on the caller can be read.
     QStringList answers = linesUntil(caller, "done", answerMs);
     if (answers.contains("no done")) {
         ADD_FAILURE() << "a question has not been given up within seconds";
         flood.waitForFinished(floodMs - answerMs);
         flood.kill();
-        answers = linesUntil(caller, "done", floodMs);
+        answers = linesUntil(caller, "done", patienceMs);
     }
-    EXPECT_EQ(answers.size(), 1);
+    EXPECT_EQ(answers.size(), 1) << qPrintable(answers.join(" "));
     expectOnlyRefusals(answers);
 }
 

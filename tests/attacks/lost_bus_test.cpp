@@ -63,10 +63,4 @@ TEST_F(LostBus, ADaemonWhoseBusThreadStandsStillIsEndedAndBack)
     stopper.waitForFinished();
 }
 
-TEST_F(LostBus, ADaemonThatIsCutOffIsEndedAndBack)
-{
-    mustRun({ATTACKERS "/cut-bus", QString::number(pid)});
-    expectItIsBack();
-}
-
 } // namespace
