@@ -21,6 +21,9 @@ public:
     /// Every line since the last call, without its time stamp: "<14>program: text".
     [[nodiscard]] QStringList takeLines();
 
+    /// Keeps it from reading for as long as the result lives.
+    [[nodiscard]] std::unique_lock<std::mutex> stopReading() { return std::unique_lock(mutex); }
+
 private:
     void readUntilStopped();
     void readWhatIsThere();

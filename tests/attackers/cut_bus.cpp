@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+//
+// Cuts a process off the system bus, as if the bus had closed its connections.
+//
+//   cut-bus PID      prints how many connections there were
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+bool leadsToTheBus(int socket)
+{
+    sockaddr_un address{};
+    socklen_t length = sizeof address;
+    return getpeername(socket, reinterpret_cast<sockaddr *>(&address), &length) == 0 &&
+           address.sun_family == AF_UNIX &&
+           std::string(address.sun_path).find("dbus/system_bus_socket") != std::string::npos;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const pid_t pid = argc == 2 ? std::atoi(argv[1]) : 0;
+    const auto process = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+    if (process < 0) {
+        std::perror("cut-bus");
+        return 2;
+    }
+    constexpr int mostDescriptors = 1024;
+    int connections = 0;
+    for (int number = 0; number < mostDescriptors; ++number) {
+        const auto copy = static_cast<int>(syscall(SYS_pidfd_getfd, process, number, 0));
+        if (copy >= 0) {
+            if (leadsToTheBus(copy)) {
+                shutdown(copy, SHUT_RDWR);
+                ++connections;
+            }
+            close(copy);
+        }
+    }
+    std::printf("%d\n", connections);
+    return connections > 0 ? 0 : 1;
+}

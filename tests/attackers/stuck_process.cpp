@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+//
+// Calls the daemon from a process that cannot be read: a child makes the calls through the
+// connection of its parent, which gets stuck.
+//
+//   stuck-process WAY [PARAMETER]... -- COUNT METHOD [TEXT]...
+//       The ways are in stuck_ways.h. Prints "calling" as soon as it is stuck, each answer,
+//       "status N" or "error NAME", and "done". With +COUNT it waits for no answer. Then it stays
+//       as it is until it is killed.
+#include "bus_message.h"
+#include "stuck_ways.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int answerTimeoutMs = 100000;
+
+[[noreturn]] void callFromChild(DBusConnection *bus, const std::string &way, int parent, int ready,
+                                const std::vector<std::string> &call)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    char byte = 0;
+    if (read(ready, &byte, 1) != 1) {
+        std::exit(2);
+    }
+    while (!isHeldUp(way, parent)) {
+        usleep(1000);
+    }
+    std::puts("calling");
+    std::fflush(stdout);
+    Address address;
+    address.member = call.at(1);
+    const bool waits = call.at(0).front() != '+';
+    for (int i = std::stoi(call.at(0)); i > 0; --i) {
+        const Message message = makeMessage(address, {call.begin() + 2, call.end()});
+        if (waits) {
+            std::puts(answerTo(bus, message.get(), answerTimeoutMs).c_str());
+            std::fflush(stdout);
+        } else {
+            dbus_message_set_no_reply(message.get(), TRUE);
+            dbus_connection_send(bus, message.get(), nullptr);
+        }
+    }
+    waitUntilTaken(bus);
+    std::puts("done");
+    std::fflush(stdout);
+    for (;;) {
+        pause();
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    const auto separator = std::find(words.begin(), words.end(), "--");
+    if (separator == words.begin() || words.end() - separator < 3) {
+        std::fputs("usage: stuck-process WAY [PARAMETER]... -- COUNT METHOD [TEXT]...\n", stderr);
+        return 2;
+    }
+    std::array<int, 2> ready{};
+    if (pipe(ready.data()) != 0) {
+        return 2;
+    }
+    DBusConnection *bus = connectToBus();
+    const pid_t self = getpid();
+    if (fork() == 0) {
+        close(ready[1]);
+        callFromChild(bus, words.front(), self, ready[0], {separator + 1, words.end()});
+    }
+    close(ready[0]);
+    getStuck(words.front(), {words.begin() + 1, separator}, ready[1]);
+}

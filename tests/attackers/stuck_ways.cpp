@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: MIT
+#include "stuck_ways.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <iterator>
+#include <linux/prctl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t pageBytes = 4096;
+
+[[noreturn]] void fail(const char *what)
+{
+    std::perror(what);
+    std::exit(2);
+}
+
+[[noreturn]] void rest()
+{
+    for (;;) {
+        pause();
+    }
+}
+
+void tell(int ready)
+{
+    if (write(ready, "", 1) != 1) {
+        fail("ready");
+    }
+}
+
+/// The fields of /proc/PID/stat behind the program's name, which is in brackets.
+std::vector<std::string> statusFieldsOf(int pid)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    std::vector<std::string> fields;
+    std::size_t start = text.rfind(')') + 2;
+    while (start < text.size()) {
+        const std::size_t end = text.find(' ', start);
+        fields.push_back(text.substr(start, end - start));
+        start = end == std::string::npos ? end : end + 1;
+    }
+    return fields;
+}
+
+/// Makes the @p bytes from @p start this process's initial environment.
+void setEnvironment(const void *start, std::size_t bytes)
+{
+    // What the kernel has for the other areas; proc(5) counts these fields from 1, pid being the
+    // first and the state the third.
+    const std::vector<std::string> fields = statusFieldsOf(getpid());
+    const auto field = [&](std::size_t number) { return std::stoull(fields.at(number - 3)); };
+    prctl_mm_map map{};
+    map.start_code = field(26);
+    map.end_code = field(27);
+    map.start_stack = field(28);
+    map.start_data = field(45);
+    map.end_data = field(46);
+    map.start_brk = field(47);
+    map.brk = reinterpret_cast<std::uintptr_t>(sbrk(0));
+    map.arg_start = field(48);
+    map.arg_end = field(49);
+    map.env_start = reinterpret_cast<std::uintptr_t>(start);
+    map.env_end = map.env_start + bytes;
+    map.exe_fd = static_cast<__u32>(-1);
+    if (prctl(PR_SET_MM, PR_SET_MM_MAP, &map, sizeof map, 0) != 0) {
+        fail("PR_SET_MM_MAP");
+    }
+}
+
+void *reserve(std::size_t bytes, int protection)
+{
+    void *area =
+        mmap(nullptr, bytes, protection, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (area == MAP_FAILED) {
+        fail("mmap");
+    }
+    return area;
+}
+
+/// Maps a page of the file: one that no other process waits for.
+void *mapFile(const std::string &path, void *where, int flags)
+{
+    const off_t offset = static_cast<off_t>(getpid() % 256) << 18U;
+    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    void *area = mmap(where, pageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | flags, file, offset);
+    if (file < 0 || area == MAP_FAILED) {
+        fail(path.c_str());
+    }
+    return area;
+}
+
+[[noreturn]] void haveUntouchedEnvironment(std::size_t bytes, int ready)
+{
+    setEnvironment(reserve(bytes, PROT_READ), bytes);
+    tell(ready);
+    rest();
+}
+
+[[noreturn]] void haveEnvironmentOf(const std::string &path, int ready)
+{
+    void *area = reserve(2 * pageBytes, PROT_READ | PROT_WRITE);
+    std::memset(area, 0, pageBytes);
+    std::strcpy(static_cast<char *>(area), "PATH=/usr/bin");
+    mapFile(path, static_cast<char *>(area) + pageBytes, MAP_FIXED);
+    setEnvironment(area, 2 * pageBytes);
+    tell(ready);
+    rest();
+}
+
+/// A thread waits for a page with the lock held for reading, the main thread for the lock to write:
+/// behind it every other reader queues up.
+[[noreturn]] void holdMemoryLock(const std::string &path, int ready)
+{
+    void *page = mapFile(path, nullptr, 0);
+    const int memory = open("/proc/self/mem", O_RDWR | O_CLOEXEC);
+    std::thread reader([=] {
+        char byte = 'x';
+        static_cast<void>(
+            pwrite(memory, &byte, 1, static_cast<off_t>(reinterpret_cast<std::uintptr_t>(page))));
+    });
+    tell(ready);
+    for (;;) {
+        munmap(reserve(pageBytes, PROT_READ), pageBytes);
+    }
+}
+
+[[noreturn]] void holdExecLock(const std::string &path, std::string program, int ready)
+{
+    if (open(path.c_str(), O_RDONLY | O_CLOEXEC) < 0) {
+        fail(path.c_str());
+    }
+    tell(ready);
+    char *arguments[] = {program.data(), nullptr};
+    char *environment[] = {nullptr};
+    execve(program.c_str(), arguments, environment);
+    fail(program.c_str());
+}
+
+void pinToFirstProcessor()
+{
+    cpu_set_t first;
+    CPU_ZERO(&first);
+    CPU_SET(0, &first);
+    if (sched_setaffinity(0, sizeof first, &first) != 0) {
+        fail("sched_setaffinity");
+    }
+}
+
+void startBusyChild()
+{
+    if (fork() == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        alarm(60);
+        for (volatile unsigned turns = 0;; turns = turns + 1) {
+        }
+    }
+}
+
+/// Every page is the kernel's page of zeros: this takes page tables alone, a 512th of it.
+[[noreturn]] void starve(std::size_t bytes, int ready)
+{
+    constexpr int busyChildren = 6;
+    void *area = reserve(bytes, PROT_READ);
+    if (madvise(area, bytes, MADV_NOHUGEPAGE) != 0 ||
+        madvise(area, bytes, MADV_POPULATE_READ) != 0) {
+        fail("madvise");
+    }
+    pinToFirstProcessor();
+    for (int i = 0; i < busyChildren; ++i) {
+        startBusyChild();
+    }
+    tell(ready);
+    const sched_param none{};
+    if (sched_setscheduler(0, SCHED_IDLE, &none) != 0) {
+        fail("sched_setscheduler");
+    }
+    for (;;) {
+        mprotect(area, bytes, PROT_NONE);
+        mprotect(area, bytes, PROT_READ);
+    }
+}
+
+/// Tells whether the process @p pid does not get on: it sleeps, and has not run between two looks.
+bool doesNotGetOn(int pid)
+{
+    const auto look = [&] {
+        std::ifstream file("/proc/" + std::to_string(pid) + "/status");
+        return std::string((std::istreambuf_iterator<char>(file)), {});
+    };
+    const std::string before = look();
+    usleep(50000);
+    return before.find("State:\tR") == std::string::npos && look() == before;
+}
+
+} // namespace
+
+void getStuck(const std::string &way, const std::vector<std::string> &parameters, int ready)
+{
+    if (way == "environment") {
+        haveUntouchedEnvironment(std::stoull(parameters.at(0)), ready);
+    }
+    if (way == "environment-of") {
+        haveEnvironmentOf(parameters.at(0), ready);
+    }
+    if (way == "memory-lock") {
+        holdMemoryLock(parameters.at(0), ready);
+    }
+    if (way == "exec-lock") {
+        holdExecLock(parameters.at(0), parameters.at(1), ready);
+    }
+    if (way == "starved") {
+        starve(std::stoull(parameters.at(0)) << 30U, ready);
+    }
+    tell(ready);
+    rest();
+}
+
+bool isHeldUp(const std::string &way, int pid)
+{
+    return (way != "memory-lock" && way != "exec-lock") || doesNotGetOn(pid);
+}

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+//
+// Bursts of calls on a booted host: ten seconds after their sender has gone they are over, by
+// whichever daemon.
+#include "attacks/attackers.h"
+#include "attacks/bystander.h"
+#include "packaged/installed_host.h"
+
+#include <csignal>
+
+namespace {
+
+constexpr int burstMs = 10000;
+
+class Burst : public InstalledHost
+{
+protected:
+    void SetUp() override
+    {
+        InstalledHost::SetUp();
+        bystander::prepare();
+        ASSERT_TRUE(isServedWithin(patienceMs));
+    }
+
+    void TearDown() override { attackers.endAll(); }
+
+    static testing::AssertionResult isServedWithin(int timeoutMs)
+    {
+        return bystander::isServedWithin(
+            timeoutMs, frontEndCommand(bystander::caller, {"--json", bystander::method}));
+    }
+
+    Attackers attackers;
+};
+
+TEST_F(Burst, OfSmallAndLargeCallsIsOverTenSecondsAfterItsSender)
+{
+    attackers.run({"flood", "--small", "300", "--large", "4"}, user::ordinary);
+    EXPECT_TRUE(isServedWithin(burstMs));
+}
+
+TEST_F(Burst, OfHundredsOfThousandsOfCallsIsOverTenSecondsAfterItsSender)
+{
+    attackers.run({"flood", "--small", "300000"}, user::ordinary);
+    EXPECT_TRUE(isServedWithin(burstMs));
+}
+
+TEST_F(Burst, OfCallsByAProcessThatCannotBeReadIsOverTenSecondsAfterIt)
+{
+    attackers.startHangingFile(user::ordinary);
+    QProcess &sender = attackers.start(
+        {"stuck-process", "memory-lock", Attackers::hangingFile(), "--", "+300", bystander::method},
+        user::ordinary);
+    ASSERT_EQ(linesUntil(sender, "done", patienceMs), QStringList{"calling"});
+    EXPECT_TRUE(isServedWithin(2 * burstMs)) << "with the sender still there";
+    attackers.endAll();
+    EXPECT_TRUE(isServedWithin(burstMs));
+}
+
+TEST_F(Burst, OfRefusalsHoldsNobodyUpWhileTheJournalStandsStill)
+{
+    const QByteArray journal =
+        mustRun({"systemctl", "show", "--value", "--property=MainPID", "systemd-journald"});
+    ASSERT_EQ(kill(journal.trimmed().toInt(), SIGSTOP), 0);
+    // Each leaves a line in the system log and one on standard error, which is the journal's too.
+    attackers.run({"flood", "--small", "20000"}, user::ordinary);
+    EXPECT_TRUE(isServedWithin(2 * burstMs));
+    ASSERT_EQ(kill(journal.trimmed().toInt(), SIGCONT), 0);
+    EXPECT_TRUE(isServedWithin(burstMs));
+}
+
+} // namespace

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+//
+// Descriptors that come with messages: the receiver has to close them, and has only so many.
+#include "attacks/attacked_host.h"
+#include "support/host_files.h"
+#include "support/process_resources.h"
+
+#include <sys/resource.h>
+
+namespace {
+
+constexpr int bystandersMs = 8000;
+constexpr int mostPerMessage = 16;   // the bus's limit
+constexpr int openFilesLimit = 1024; // a unit's
+
+class Descriptors : public AttackedHost
+{
+protected:
+    void SetUp() override
+    {
+        AttackedHost::SetUp();
+        setOpenFilesLimit(openFilesLimit);
+    }
+
+    [[nodiscard]] int openFiles() const { return openFilesOf(daemon.processId()); }
+
+    void setOpenFilesLimit(int count)
+    {
+        const auto limit = static_cast<rlim_t>(count);
+        const rlimit limits = {limit, openFilesLimit};
+        ASSERT_EQ(prlimit(static_cast<pid_t>(daemon.processId()), RLIMIT_NOFILE, &limits, nullptr),
+                  0);
+    }
+
+    /// Sends @p count descriptors of /dev/null to the daemon, none of which is waited for.
+    void sendDescriptors(int count)
+    {
+        const auto send = [this](int messages, int each) {
+            if (messages > 0 && each > 0) {
+                attackers.run({"flood", "--small", QString::number(messages), "--descriptors",
+                               "/dev/null", QString::number(each)},
+                              user::ordinary);
+            }
+        };
+        send(count / mostPerMessage, mostPerMessage);
+        send(1, count % mostPerMessage);
+    }
+};
+
+TEST_F(Descriptors, AMessageThatHasOneIsRefusedByTheBus)
+{
+    for (const char *count : {"1", "16"}) {
+        const auto answers = attackers.run(
+            {"flood", "--answers", "--descriptors", "/dev/null", count}, user::ordinary);
+        EXPECT_EQ(answers.join(' ').toStdString(), "error org.freedesktop.DBus.Error.AccessDenied");
+    }
+}
+
+TEST_F(Descriptors, InThousandsOfThemNoneStaysWithTheDaemon)
+{
+    holdTheGate();
+    const int before = openFiles();
+    sendDescriptors(200 * mostPerMessage);
+    EXPECT_EQ(openFiles(), before);
+    releaseTheGate();
+    EXPECT_TRUE(isServedWithin(bystandersMs));
+}
+
+TEST_F(Descriptors, SentToItsConnectionsNoneStaysWithTheDaemon)
+{
+    holdTheGate();
+    const int before = openFiles();
+    const QStringList toEach{
+        "--small",       "4",         "--pid", QString::number(daemon.processId()),
+        "--descriptors", "/dev/null", "16"};
+    attackers.run(QStringList{"flood"} + toEach, user::ordinary);
+    attackers.run(QStringList{"flood", "--signal"} + toEach, user::ordinary);
+    EXPECT_EQ(openFiles(), before);
+    releaseTheGate();
+    EXPECT_TRUE(isServedWithin(bystandersMs));
+}
+
+TEST_F(Descriptors, ALingeringSocketHoldsNobodyUp)
+{
+    ASSERT_EQ(host::run({"ip", "link", "set", "lo", "up"}).exitCode, 0);
+    holdTheGate();
+    // The sender is gone before the daemon gets to its message, whose socket is then the last.
+    attackers.run({"flood", "--descriptors", "lingering", "1"}, user::ordinary);
+    releaseTheGate();
+    EXPECT_TRUE(isServedWithin(bystandersMs));
+    expectItCanBeKilled();
+}
+
+TEST_F(Descriptors, AFileOfTheSendersOwnFileSystemHoldsNobodyUp)
+{
+    attackers.startHangingFile(user::ordinary, daemon.processId());
+    holdTheGate();
+    attackers.run({"flood", "--descriptors", Attackers::hangingFile(), "1"}, user::ordinary);
+    releaseTheGate();
+    EXPECT_TRUE(isServedWithin(bystandersMs));
+    expectItCanBeKilled();
+}
+
+// --- separated roles, which only the status tool knows of ---
+
+TEST_F(Descriptors, ThatLeaveNoneForTheStatusToolLetNobodyIn)
+{
+    host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
+    holdTheGate();
+    // The call comes before the descriptors, so that they are there while it is judged.
+    QProcess &member = attackers.startAsFrontEnd(
+        {"flood", "--member", "setInterventionConfig", "a", "b", "2", "--stay"}, user::wheelMember);
+    ASSERT_EQ(linesUntil(member, "sent", patienceMs), QStringList());
+    // The tool's pipe, which is closed as soon as the gate is let go, is the one left over.
+    sendDescriptors(openFilesLimit - openFiles());
+    releaseTheGate("Three Admin : on\n");
+    EXPECT_TRUE(isServedWithin(bystandersMs));
+    EXPECT_EQ(systemLog.takeLines().filter("The caller has no permission").size(), 1);
+    EXPECT_EQ(host::readFile("/etc/halvex/intervention.conf"), "action \"a\"\nb = \"1\"\n");
+}
+
+TEST_F(Descriptors, TooFewForTheStatusToolLetNobodyInWhoChangesAnything)
+{
+    host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
+    // A tool that itself needs hardly any descriptors: it prints its environment.
+    stopDaemon();
+    host::writeFile("/usr/sbin/getstatus", host::readFile("/usr/bin/env"), 0755);
+    startDaemon(soundEnvironment + QStringList{"ROLES=Three Admin : on"});
+    const auto changeAs = [this](unsigned uid) {
+        return call("setInterventionConfig", {"a", "b", "1"}, {uid, bystander::caller.path});
+    };
+    ASSERT_EQ(changeAs(user::secAdmin), Reply{0});
+    ASSERT_EQ(changeAs(user::wheelMember), Reply{-999});
+    const int used = openFiles();
+    int readsWithoutTool = 0;
+    for (int left = 0; left < 12; ++left) {
+        setOpenFilesLimit(used + left);
+        EXPECT_EQ(changeAs(user::wheelMember), Reply{-999}) << left << " left";
+        if (changeAs(user::secAdmin) == Reply{-999} &&
+            call(bystander::method, {}, bystander::caller) == bystander::served) {
+            ++readsWithoutTool;
+        }
+    }
+    EXPECT_GT(readsWithoutTool, 0) << "a reading call does not need the tool's answer";
+    setOpenFilesLimit(openFilesLimit);
+    EXPECT_EQ(changeAs(user::secAdmin), Reply{0});
+}
+
+} // namespace

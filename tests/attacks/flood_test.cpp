@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+//
+// Messages that fill the daemon's queue at the bus, so that the bus drops its answers to the gate.
+#include "attacks/attacked_host.h"
+#include "support/host_files.h"
+
+namespace {
+
+constexpr const char *notifyPath = "/etc/halvex/research/etc/ossec.conf";
+constexpr int connections = 6;
+const QByteArray notifySettings = "<ossec_config><alerts><notify/></alerts></ossec_config>\n";
+
+/// Where the messages go; "PID" stands for the daemon's process id.
+struct Flood
+{
+    const char *name;
+    QStringList options;
+};
+
+void PrintTo(const Flood &flood, std::ostream *stream)
+{
+    *stream << flood.name;
+}
+
+class FloodedGate : public AttackedHost, public testing::WithParamInterface<Flood>
+{
+protected:
+    void SetUp() override
+    {
+        AttackedHost::SetUp();
+        host::writeFile(notifyPath, notifySettings);
+    }
+
+    /// Starts six senders of large messages, of a stranger's.
+    QProcess &startFlood(int milliseconds)
+    {
+        QStringList options = GetParam().options;
+        options.replaceInStrings("PID", QString::number(daemon.processId()));
+        return attackers.start(QStringList{"flood", "--large", "1", "--connections",
+                                           QString::number(connections), "--seconds",
+                                           QString::number(milliseconds / 1000)} +
+                                   options,
+                               user::ordinary);
+    }
+
+    QProcess &startCaller(const QStringList &way, int calls)
+    {
+        return attackers.startAsFrontEnd(
+            QStringList{"stuck-process"} + way +
+                QStringList{"--", QString::number(calls), "setNotifyConfig", "1", "2", "3"},
+            user::ordinary);
+    }
+
+    static void expectOnlyRefusals(const QStringList &answers)
+    {
+        for (const QString &answer : answers) {
+            EXPECT_TRUE(answer == "status -999" || answer.startsWith("error "))
+                << qPrintable(answer);
+        }
+        EXPECT_EQ(host::readFile(notifyPath), notifySettings);
+    }
+
+    /// With two answers lost, a daemon that waits for each as long as libraries do would have gone
+    /// on after fifty seconds: the flood covers both questions, and not the next.
+    static constexpr int floodMs = 40000;
+    static constexpr int answerMs = 15000;
+};
+
+TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
+{
+    QProcess &file = attackers.startHangingFile(user::ordinary);
+    QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1);
+    ASSERT_EQ(linesUntil(caller, "calling", patienceMs), QStringList());
+    QProcess &flood = startFlood(floodMs);
+    for (int i = 0; i < connections; ++i) {
+        EXPECT_EQ(linesUntil(flood, "round", answerMs), QStringList());
+    }
+    file.kill(); // From here on the caller can be read.
+    QStringList answers = linesUntil(caller, "done", answerMs);
+    if (answers.contains("no done")) {
+        ADD_FAILURE() << "a question has not been given up within seconds";
+        flood.waitForFinished(floodMs - answerMs);
+        flood.kill();
+        answers = linesUntil(caller, "done", patienceMs);
+    }
+    EXPECT_EQ(answers.size(), 1) << qPrintable(answers.join(" "));
+    expectOnlyRefusals(answers);
+}
+
+TEST_P(FloodedGate, LetsNoOrdinaryUserInAtAnyMoment)
+{
+    QProcess &flood = startFlood(10000);
+    QProcess &caller = startCaller({"waiting"}, 200);
+    flood.waitForFinished(patienceMs);
+    QStringList answers = linesUntil(caller, "done", patienceMs);
+    ASSERT_EQ(answers.takeFirst(), "calling");
+    EXPECT_EQ(answers.size(), 200);
+    expectOnlyRefusals(answers);
+    EXPECT_TRUE(isServedWithin(10000));
+}
+
+const Flood floods[] = {
+    {"OfAPathThatDoesNotExist", {"--path", "/no/such/path"}},
+    {"OfAMethod", {"--member", "setNotifyConfig", "1", "2"}},
+    {"OfSignalsToItsConnections", {"--signal", "--pid", "PID"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(, FloodedGate, testing::ValuesIn(floods),
+                         [](const auto &flood) { return flood.param.name; });
+
+} // namespace

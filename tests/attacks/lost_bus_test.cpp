@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+//
+// A daemon that does not hear the bus any more, though its event loop runs: systemd's watchdog ends
+// it, and it is back.
+#include "attacks/attackers.h"
+#include "attacks/bystander.h"
+#include "packaged/installed_host.h"
+#include "support/host_files.h"
+
+#include <QDir>
+
+namespace {
+
+class LostBus : public InstalledHost
+{
+protected:
+    void SetUp() override
+    {
+        InstalledHost::SetUp();
+        bystander::prepare();
+        addToUnit("WatchdogSec=2s\n");
+        ASSERT_TRUE(isServed());
+        pid = daemonPid();
+    }
+
+    static testing::AssertionResult isServed()
+    {
+        return bystander::isServedWithin(
+            patienceMs / 2, frontEndCommand(bystander::caller, {"--json", bystander::method}));
+    }
+
+    /// Expects another daemon than before, which serves.
+    void expectItIsBack() const
+    {
+        EXPECT_TRUE(waitFor([this] { return daemonPid() != pid && daemonPid() != 0; }));
+        EXPECT_TRUE(isServed());
+    }
+
+    /// The daemon's thread that reads from the bus; 0 if there is none.
+    [[nodiscard]] int busThread() const
+    {
+        const QString threads = QString("/proc/%1/task/").arg(pid);
+        for (const QString &thread : QDir(threads).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            if (host::readFile(threads + thread + "/comm").startsWith("QDBus")) {
+                return thread.toInt();
+            }
+        }
+        return 0;
+    }
+
+    int pid = 0;
+};
+
+TEST_F(LostBus, ADaemonWhoseBusThreadStandsStillIsEndedAndBack)
+{
+    const int thread = busThread();
+    ASSERT_NE(thread, 0);
+    QProcess stopper;
+    stopper.start(ATTACKERS "/stop-thread", {QString::number(thread)});
+    ASSERT_EQ(linesUntil(stopper, "stopped", patienceMs), QStringList());
+    expectItIsBack();
+    stopper.kill();
+    stopper.waitForFinished();
+}
+
+} // namespace

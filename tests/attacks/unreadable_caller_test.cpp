@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+//
+// Callers that hold the locks under which the kernel would say what they are.
+#include "attacks/attacked_host.h"
+#include "support/host_files.h"
+
+#include <QFile>
+
+namespace {
+
+/// How long a bystander may have to wait for a caller that cannot be read.
+constexpr int patienceWithOthersMs = 8000;
+
+struct Way
+{
+    const char *name;
+    QStringList words; ///< for stuck-process
+};
+
+void PrintTo(const Way &way, std::ostream *stream)
+{
+    *stream << way.name;
+}
+
+class UnreadableCaller : public AttackedHost, public testing::WithParamInterface<Way>
+{
+protected:
+    void SetUp() override
+    {
+        AttackedHost::SetUp();
+        if (GetParam().words.contains(Attackers::hangingFile())) {
+            attackers.startHangingFile(user::ordinary);
+        }
+    }
+
+    /// A caller that makes @p count calls that an ordinary user's front end may make. It runs at a
+    /// front end's place.
+    QProcess &startCaller(int count)
+    {
+        QProcess &process = attackers.startAsFrontEnd(
+            QStringList{"stuck-process"} + GetParam().words +
+                QStringList{"--", QString::number(count), bystander::method},
+            user::ordinary);
+        EXPECT_EQ(linesUntil(process, "calling", patienceMs), QStringList())
+            << process.readAllStandardError().constData();
+        return process;
+    }
+};
+
+TEST_P(UnreadableCaller, IsRefusedAndHoldsNobodyUp)
+{
+    QProcess &caller = startCaller(1);
+    EXPECT_TRUE(isServedWithin(patienceWithOthersMs));
+    EXPECT_EQ(linesUntil(caller, "done", patienceWithOthersMs).join(' ').toStdString(),
+              "status -999");
+}
+
+TEST_P(UnreadableCaller, DoesNotKeepTheDaemonFromBeingKilled)
+{
+    QProcess &caller = startCaller(1);
+    EXPECT_EQ(linesUntil(caller, "done", patienceWithOthersMs).join(' ').toStdString(),
+              "status -999");
+    startCaller(1);
+    expectItCanBeKilled();
+}
+
+TEST_P(UnreadableCaller, LeavesNothingBehindHoweverOftenItCalls)
+{
+    EXPECT_TRUE(isServedWithin(patienceWithOthersMs));
+    const int before = tasksOfDaemon();
+    QProcess &caller = startCaller(6);
+    QProcess &another = startCaller(6);
+    for (QProcess *each : {&caller, &another}) {
+        const QStringList answers = linesUntil(*each, "done", patienceMs);
+        EXPECT_EQ(answers.size(), 6);
+        EXPECT_EQ(answers.count("status -999"), 6);
+    }
+    EXPECT_TRUE(isServedWithin(patienceWithOthersMs));
+    EXPECT_TRUE(waitFor([&] { return tasksOfDaemon() <= before + 1; })) << tasksOfDaemon();
+}
+
+const Way ways[] = {
+    {"HoldingItsMemorysLock", {"memory-lock", Attackers::hangingFile()}},
+    {"HoldingItsExecLock", {"exec-lock", Attackers::hangingFile(), bystander::caller.path}},
+    {"WithAThreadThatGetsNoProcessor", {"starved", "8"}},
+};
+
+INSTANTIATE_TEST_SUITE_P(, UnreadableCaller, testing::ValuesIn(ways),
+                         [](const auto &way) { return way.param.name; });
+
+// The kernel shows no process's file as its environment: the reading ends there.
+TEST_F(AttackedHost, AnEnvironmentThatGoesOnInAHangingFileHoldsNobodyUp)
+{
+    attackers.startHangingFile(user::ordinary);
+    QProcess &caller = attackers.startAsFrontEnd(
+        {"stuck-process", "environment-of", Attackers::hangingFile(), "--", "1", bystander::method},
+        user::ordinary);
+    EXPECT_EQ(linesUntil(caller, "done", patienceWithOthersMs).size(), 2);
+    EXPECT_TRUE(isServedWithin(patienceWithOthersMs));
+}
+
+} // namespace
