@@ -59,8 +59,9 @@ int getAttributes(const char *path, struct stat *status, fuse_file_info * /*file
     return 0;
 }
 
-int openFile(const char *path, fuse_file_info * /*file*/)
+int openFile(const char *path, fuse_file_info *file)
 {
+    file->keep_cache = 1; // or the next to open it would wait for the pages that never come
     return isFile(path) ? 0 : -ENOENT;
 }
 
