@@ -80,7 +80,7 @@ void FaultRun::prepare(const Scenario &scenario)
     if (scenario.isFirstCall || !daemonRuns() || ++callsOfDaemon > callsOfOneDaemon) {
         startAgain();
     }
-    if (callsOfDaemon == 0 && !scenario.isFirstCall) {
+    if (isCold && !scenario.isFirstCall) {
         warmUp(scenario);
     }
     restoreFiles();
@@ -92,6 +92,7 @@ void FaultRun::startAgain()
 {
     restartDaemon();
     callsOfDaemon = 0;
+    isCold = true;
 }
 
 void FaultRun::warmUp(const Scenario &scenario)
@@ -104,9 +105,9 @@ void FaultRun::warmUp(const Scenario &scenario)
             restoreFiles();
             frontEnds.ask(role, scenario.method, scenario.arguments);
             EXPECT_EQ(frontEnds.answer(role, servedWithinMs), usualReply(scenario, role));
-            ++callsOfDaemon;
         }
     }
+    isCold = false;
 }
 
 FaultRun::Outcome FaultRun::callOnce(const Scenario &scenario)

@@ -55,4 +55,5 @@ private:
 
     QList<Thread> threads;
     int callsOfDaemon = 0; ///< since its start
+    bool isCold = true;    ///< it has not been called yet
 };
