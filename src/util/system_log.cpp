@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "util/system_log.h"
 
-#include "util/file_descriptor.h"
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -38,6 +36,13 @@ std::string_view formatLine(Line &line, std::string_view text) noexcept
 
 } // namespace
 
+SystemLog::SystemLog() noexcept : socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+{
+    // Some eighty lines. A queue under systemd holds 512, from all programs.
+    constexpr int bufferBytes = 32 << 10;
+    setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &bufferBytes, sizeof bufferBytes);
+}
+
 void SystemLog::write(std::string_view text) noexcept
 {
     constexpr int refillRatio = 10;
@@ -47,7 +52,6 @@ void SystemLog::write(std::string_view text) noexcept
 
     Line buffer{};
     const std::string_view line = formatLine(buffer, text);
-    const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const auto waitUs = std::chrono::duration_cast<std::chrono::microseconds>(patience).count();
     const timeval timeout{waitUs / 1000000, waitUs % 1000000};
     // A time-out of 0 would mean without a limit.

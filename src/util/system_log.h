@@ -4,27 +4,33 @@
 // reader does not read, and anyone can have lines written.
 #pragma once
 
+#include "util/file_descriptor.h"
+
 #include <chrono>
 #include <string_view>
 
 namespace halvex {
 
-/// How long a system log that is full may keep the daemon waiting. As much again is granted little
-/// by little, within twenty seconds.
+/// How long a system log that is not read may keep the daemon waiting. As much again is granted
+/// little by little, within twenty seconds.
 constexpr std::chrono::milliseconds systemLogPatience(2000);
 
-/// The system log, at /dev/log.
+/// The system log, at /dev/log. Only a part of the log's queue is filled: other programs, the bus
+/// among them, wait without a limit when it is full.
 class SystemLog
 {
 public:
+    SystemLog() noexcept;
+
     /// Writes @p text as syslog(3) does with LOG_INFO and nothing else: facility user, the time,
-    /// the program's name. The line is lost when the log is missing, or remains full although it
-    /// was waited for.
+    /// the program's name. The line is lost when the log is missing, or when earlier lines are not
+    /// read although that was waited for.
     void write(std::string_view text) noexcept;
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    const FileDescriptor socket;
     Clock::duration patience = systemLogPatience;
     Clock::time_point lastLine = Clock::now();
 };
