@@ -11,8 +11,8 @@ namespace halvex {
 namespace {
 
 constexpr qint64 answerTimeoutMs = 5000;
-/// A machine that was suspended finds its ping overdue; the answer is there a moment later.
-constexpr int minMoments = 3;
+/// A daemon that was stopped for a while finds its ping overdue, although the answer has arrived.
+constexpr int minChecks = 3;
 
 } // namespace
 
@@ -51,15 +51,15 @@ bool BusWatch::hearsTheBus()
         ping();
         return true;
     }
-    ++moments;
-    return moments < minMoments || sincePing.elapsed() - servedMs <= answerTimeoutMs;
+    ++checks;
+    return checks < minChecks || sincePing.elapsed() - servedMs <= answerTimeoutMs;
 }
 
 void BusWatch::ping()
 {
     sincePing.start();
     servedMs = 0;
-    moments = 0;
+    checks = 0;
     tick.start();
     constexpr int noTimeout = 0x7fffffff;
     const auto *answer = new QDBusPendingCallWatcher(

@@ -42,9 +42,9 @@ public:
 
     /// Sends a ping unless one is under way, and judges the one that is. Does not wait.
     ///
-    /// @return false when the connection is lost, or when the answer is overdue: for more than
-    ///         answerTimeoutMs, without the time of calls that were let in, seen at several
-    ///         moments. Always true while a call is being served.
+    /// @return false when the connection is lost, or when the answer is overdue: not there after
+    ///         answerTimeoutMs, not counting the time of calls that were let in, in at least
+    ///         minChecks checks. Always true while a call is being served.
     [[nodiscard]] bool hearsTheBus();
 
 private:
@@ -54,7 +54,7 @@ private:
     QTimer tick; ///< wakes the event loop each second while a ping is under way
     QElapsedTimer sincePing;
     qint64 servedMs = 0; ///< how much of that went to calls that were let in
-    int moments = 0;     ///< how often the ping under way has been judged
+    int checks = 0;      ///< how often the ping under way has been judged
     int callDepth = 0;   ///< calls being served; several within a nested event loop
 };
 

@@ -4,6 +4,7 @@
 #include "config/ai_settings.h"
 #include "config/intervention_settings.h"
 #include "config/notify_settings.h"
+#include "dbus/bus_names.h"
 #include "packages/install_error.h"
 #include "packages/upgrade_service.h"
 #include "services/ai_engine.h"
@@ -43,6 +44,7 @@ bool fitIntoReply(std::initializer_list<QString *> texts)
 halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
     : QObject(parent), busWatch(QDBusConnection::systemBus())
 {
+    isProtected = QDBusConnection::systemBus().registerService(halvex::startBusName);
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
     if (!isServerEdition) {
@@ -95,7 +97,7 @@ QString halvexDesktopDaemonService::researchStatePath() const
 
 bool halvexDesktopDaemonService::hearsTheBus()
 {
-    return callerChecker.canAskTheBus() && busWatch.hearsTheBus();
+    return isProtected && callerChecker.canAskTheBus() && busWatch.hearsTheBus();
 }
 
 bool halvexDesktopDaemonService::checkCaller(bool requireAdmin)

@@ -43,8 +43,8 @@ public:
     [[nodiscard]] QString alertsExportPath() const;
     [[nodiscard]] QString researchStatePath() const;
 
-    /// Tells whether the daemon's two connections to the system bus work, and the calls that come
-    /// in are served in good time. Without a connection it never was any use, so that is no.
+    /// Tells whether the daemon's two connections to the system bus work, own the names that
+    /// protect them, and the calls that come in are served in good time.
     [[nodiscard]] bool hearsTheBus();
 
 signals:
@@ -105,6 +105,7 @@ private:
 
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
+    bool isProtected = false; ///< whether startBusName is owned
     SecureCallerChecker callerChecker;
     halvex::SystemLog systemLog;
     halvex::ExpendableWorker exportWorker; ///< writes the alert export

@@ -12,6 +12,7 @@
 #include <grp.h>
 #include <optional>
 #include <pwd.h>
+#include <string>
 #include <unistd.h>
 
 namespace halvex {
@@ -20,10 +21,16 @@ namespace {
 /// The separated administrator role that may manage this daemon.
 constexpr unsigned separatedAdminUid = 600;
 
-/// Asks the status tool. Nothing when it could not be started or read to its answer.
+constexpr const char *statusTool = "/usr/sbin/getstatus";
+
+/// Asks the status tool. Nothing when it is there, but could not be started or read to its answer.
 std::optional<bool> readThreeAdminMode()
 {
-    return querySwitch("/usr/sbin/getstatus", "three admin");
+    // With "exec" the shell makes no process of its own for the tool, which could fail unnoticed.
+    static const std::string command = std::string("exec ") + statusTool;
+    const std::optional<bool> isOn = querySwitch(command.c_str(), "three admin");
+    // A host without the tool has no separated roles.
+    return isOn || access(statusTool, X_OK) == 0 ? isOn : std::optional(false);
 }
 
 } // namespace

@@ -58,8 +58,8 @@ SecureCallerChecker::SecureCallerChecker(QObject *parent)
 {
     if (QDBusConnectionInterface *bus = questions.interface()) {
         bus->setTimeout(halvex::busAnswerTimeoutMs);
-        // Without the name, a flood may keep the answers away. That refuses callers, and no more.
-        static_cast<void>(bus->registerService(halvex::gateBusName));
+        isProtected = bus->registerService(halvex::gateBusName).value() ==
+                      QDBusConnectionInterface::ServiceRegistered;
     }
 }
 

@@ -40,14 +40,15 @@ class SecureCallerChecker : public QObject
     Q_OBJECT
 
 public:
-    /// Connects to the system bus a second time, for the gate's questions alone. Without that
-    /// connection every caller is refused.
+    /// Makes a connection to the system bus for the gate's questions alone. Without that connection
+    /// every caller is refused.
     explicit SecureCallerChecker(QObject *parent = nullptr);
     SecureCallerChecker(const SecureCallerChecker &) = delete;
     SecureCallerChecker &operator=(const SecureCallerChecker &) = delete;
     ~SecureCallerChecker() override;
 
-    /// Judges the sender of @p message, which came in over @p connection.
+    /// Judges the sender of @p message, which came in over @p connection. The latter is not used:
+    /// the gate asks over its own.
     ///
     /// A reason that concerns the process id or a namespace is written as a Qt warning, an
     /// environment that cannot be opened or read as a Qt debug message; a forbidden variable or
@@ -59,8 +60,8 @@ public:
     [[nodiscard]] int verifyCaller(const QDBusMessage &message, const QDBusConnection &connection,
                                    bool requireAdmin);
 
-    /// Tells whether the gate's own connection to the bus stands.
-    [[nodiscard]] bool canAskTheBus() const { return questions.isConnected(); }
+    /// Tells whether the gate's own connection to the bus stands and is protected by its name.
+    [[nodiscard]] bool canAskTheBus() const { return isProtected && questions.isConnected(); }
 
 private:
     [[nodiscard]] bool checkCallerEnvironment(qint32 pid);
@@ -68,5 +69,6 @@ private:
 
     const QSet<QString> allowedExecutables;
     const QDBusConnection questions; ///< the gate's own connection
+    bool isProtected = false;        ///< whether that owns gateBusName
     halvex::ExpendableWorker worker; ///< reads /proc
 };

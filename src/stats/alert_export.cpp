@@ -91,8 +91,7 @@ std::string exportJob(const std::string &paths, const JobControl &control)
     }
     const auto spent =
         std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
-    control.setInterimResult(prepared +
-                             ("given up, for it took too long to write to " + exportPath.string()));
+    control.setInterimResult(prepared + ("the export was given up [" + exportPath.string() + ']'));
     ExportWriter writer(output, exportPath, control, exportPatience - spent);
     return prepared + appendAlertLogs(paths.substr(0, border), ".log", output, writer);
 }

@@ -18,10 +18,10 @@ namespace {
 constexpr std::size_t blockSize = 1UL << 20;
 
 /// Without blocking: somebody's lease on the file must not make the daemon wait.
-constexpr int appending = O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC;
+constexpr int appendFlags = O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC;
 
 /// Where the system shows the open @p file: a link to its entry, by which it can be opened again.
-fs::path linkTo(const FileDescriptor &file)
+fs::path procFdPath(const FileDescriptor &file)
 {
     return "/proc/self/fd/" + std::to_string(file.get());
 }
@@ -49,31 +49,33 @@ bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
         status.st_nlink != 1) {
         return false;
     }
-    // The one link may be another name if ours was just being removed. Renaming a name to itself
-    // does nothing, but only after every such change of the directory has come to its end.
+    // The one link may be another name if ours was just being removed. A self-rename is a no-op,
+    // but it takes the directory's lock, so it waits for concurrent link and unlink calls.
     if (std::rename(path.c_str(), path.c_str()) != 0) {
         return false;
     }
-    // Once removed, the entry stays removed, even if the name is linked to the same file again. So
-    // one that is still in its place was a link all the time, and hence the one that was counted.
+    // The /proc link still shows this path, so our link was never removed: it is the one link
+    // counted above. Once removed, it stays so, even if the name is linked to the same file again.
     std::error_code error;
-    return fs::read_symlink(linkTo(entry), error) ==
+    return fs::read_symlink(procFdPath(entry), error) ==
            fs::canonical(path.parent_path(), error) / path.filename();
 }
 
-/// Opens the export file for appending, empty. Nothing open when what is there cannot be used.
-FileDescriptor openEmpty(const fs::path &path)
+/// Opens the export file for appending, truncated. Nothing open when what is there cannot be used.
+FileDescriptor openTruncated(const fs::path &path)
 {
-    // The name can come and go between the two. Whoever keeps at that gets no export.
+    // The name may appear and vanish between the two calls; give up after ten attempts.
     constexpr int attempts = 10;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         // Where the kernel protects files in such directories, even root can use O_CREAT only where
         // nothing is.
-        FileDescriptor created(open(path.c_str(), appending | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
+        FileDescriptor created(
+            open(path.c_str(), appendFlags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
         if (created.isOpen() || errno != EEXIST) {
             return created;
         }
-        // Opens nothing yet: no pipe's other end, no device notices, and nothing can be waited for.
+        // O_PATH does not open the file: it cannot block, and no FIFO peer or device driver
+        // notices.
         const FileDescriptor entry(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         if (!entry.isOpen() && errno == ENOENT) {
             continue;
@@ -81,9 +83,9 @@ FileDescriptor openEmpty(const fs::path &path)
         if (!entry.isOpen() || !isPlainFileWithOneName(path, entry)) {
             return {};
         }
-        // From here on the name no longer matters: this file was nobody's but the export's. One on
-        // which somebody holds a lease is not waited for, and cannot be opened.
-        FileDescriptor file(open(linkTo(entry).c_str(), appending));
+        // From here on the name does not matter: this file has no other. A lease on it makes open()
+        // fail, as it must not block.
+        FileDescriptor file(open(procFdPath(entry).c_str(), appendFlags));
         return file.isOpen() && ftruncate(file.get(), 0) == 0 ? std::move(file) : FileDescriptor();
     }
     return {};
@@ -100,7 +102,7 @@ FileDescriptor openEmpty(const fs::path &path)
 FileDescriptor prepareExportFile(const fs::path &path)
 {
     constexpr mode_t everyone = 0666;
-    FileDescriptor file = openEmpty(path);
+    FileDescriptor file = openTruncated(path);
     if (!file.isOpen() || fchmod(file.get(), everyone) != 0) {
         return {};
     }
@@ -112,20 +114,25 @@ ExportWriter::ExportWriter(const FileDescriptor &file, fs::path path, const JobC
     : output(file), name(std::move(path)), daemon(control), remaining(patience)
 {
     gathered.reserve(blockSize);
+    daemon.setPatience(std::nullopt); // reading the logs may take its time
 }
 
 template <typename Write>
-auto ExportWriter::withPatience(Write write)
+auto ExportWriter::withPatience(std::size_t size, Write write)
 {
     using std::chrono::milliseconds;
     using std::chrono::steady_clock;
-    daemon.setPatience(std::chrono::ceil<milliseconds>(remaining));
+    const auto slowDisks = [](std::size_t bytes) {
+        return milliseconds(bytes / minExportBytesPerMs);
+    };
+    daemon.setPatience(std::chrono::ceil<milliseconds>(remaining + slowDisks(size)));
     const auto start = steady_clock::now();
     const auto written = write();
     const int error = errno;
-    remaining -= steady_clock::now() - start;
-    remaining += milliseconds(std::max<decltype(written)>(written, 0)) / minExportBytesPerMs;
-    daemon.setPatience(std::nullopt); // reading the logs may take its time
+    const steady_clock::duration excess =
+        steady_clock::now() - start - slowDisks(std::size_t(std::max<ssize_t>(written, 0)));
+    remaining -= std::max(excess, steady_clock::duration::zero());
+    daemon.setPatience(std::nullopt);
     errno = error;
     return written;
 }
@@ -145,21 +152,21 @@ void ExportWriter::append(std::string_view text)
 off_t ExportWriter::copyWithinKernel(const FileDescriptor &source, off_t size)
 {
     flush();
-    // The kernel does not take a file that is open for appending. Should any of these calls fail,
+    // The kernel does not take a file that is open for appendFlags. Should any of these calls fail,
     // nothing is copied.
-    fcntl(output.get(), F_SETFL, appending & ~O_APPEND);
+    fcntl(output.get(), F_SETFL, appendFlags & ~O_APPEND);
     off_t copied = 0;
     ssize_t count = 1;
     while (copied < size && count > 0) {
         constexpr off_t maxAtOnce = 8L << 20;
-        count = withPatience([&] {
+        const auto atOnce = static_cast<std::size_t>(std::min(size - copied, maxAtOnce));
+        count = withPatience(atOnce, [&] {
             lseek(output.get(), 0, SEEK_END);
-            return copy_file_range(source.get(), nullptr, output.get(), nullptr,
-                                   static_cast<std::size_t>(std::min(size - copied, maxAtOnce)), 0);
+            return copy_file_range(source.get(), nullptr, output.get(), nullptr, atOnce, 0);
         });
         copied += std::max<ssize_t>(count, 0);
     }
-    fcntl(output.get(), F_SETFL, appending);
+    fcntl(output.get(), F_SETFL, appendFlags);
     return copied;
 }
 
@@ -167,8 +174,8 @@ void ExportWriter::flush()
 {
     std::string_view bytes = gathered;
     while (!bytes.empty()) {
-        const ssize_t written =
-            withPatience([&] { return write(output.get(), bytes.data(), bytes.size()); });
+        const ssize_t written = withPatience(
+            bytes.size(), [&] { return write(output.get(), bytes.data(), bytes.size()); });
         if (written > 0) {
             bytes.remove_prefix(static_cast<std::size_t>(written));
         } else if (written == 0 || errno != EINTR) {

@@ -22,8 +22,8 @@
 
 namespace halvex {
 
-/// How long all changes of the export file may keep the daemon waiting, in total, and the rate of
-/// a slow disk: writing may take as much longer as that disk would.
+/// How long all changes of the export file may keep the daemon waiting, in total, beyond the time
+/// that a disk takes which writes minExportBytesPerMs.
 constexpr std::chrono::milliseconds exportPatience(2000);
 constexpr std::size_t minExportBytesPerMs = 4UL << 10;
 
@@ -61,7 +61,7 @@ public:
 
 private:
     template <typename Write>
-    auto withPatience(Write write);
+    auto withPatience(std::size_t size, Write write);
 
     const FileDescriptor &output;
     const std::filesystem::path name;

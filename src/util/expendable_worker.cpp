@@ -161,6 +161,11 @@ void JobControl::setInterimResult(const std::string &result) const
     tell(channel, {Word::Kind::InterimResult, result.size()}, result);
 }
 
+ExpendableWorker::ExpendableWorker()
+{
+    leftBehind.reserve(maxLeftBehind + 1); // giving up must not fail
+}
+
 ExpendableWorker::~ExpendableWorker()
 {
     giveUp();
@@ -176,7 +181,11 @@ std::optional<std::string> ExpendableWorker::run(Job job, const std::string &inp
         giveUp();
         isSent = start() && send(job, input);
     }
-    return isSent ? receive(patience) : std::nullopt;
+    if (!isSent) {
+        giveUp(); // what has been sent of the order must not precede the next one
+        return std::nullopt;
+    }
+    return receive(patience);
 }
 
 bool ExpendableWorker::start()

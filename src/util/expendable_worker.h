@@ -41,13 +41,17 @@ private:
 /// the process was made.
 using Job = std::string (*)(const std::string &input, const JobControl &control);
 
+/// How many processes of one worker may be left behind. Each waits in a system call that cannot be
+/// interrupted.
+constexpr std::size_t maxLeftBehind = 64;
+
 /// A child process that does one job after the other. It is made for the first job, and again after
 /// each one that had to be given up. It closes all inherited files but standard error, and exits
 /// with the daemon.
 class ExpendableWorker
 {
 public:
-    ExpendableWorker() = default;
+    ExpendableWorker();
     ExpendableWorker(const ExpendableWorker &) = delete;
     ExpendableWorker &operator=(const ExpendableWorker &) = delete;
     /// Ends the process.
@@ -76,9 +80,5 @@ private:
     pid_t process = -1;
     std::vector<pid_t> leftBehind; ///< killed, but not yet gone
 };
-
-/// How many given-up processes of one worker may be left behind. Each is one that its user holds in
-/// a system call that cannot be interrupted.
-constexpr std::size_t maxLeftBehind = 64;
 
 } // namespace halvex

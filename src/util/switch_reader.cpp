@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <memory>
 #include <string_view>
+#include <sys/wait.h>
 
 namespace halvex {
 namespace {
@@ -15,6 +16,8 @@ struct PipeCloser
 {
     void operator()(std::FILE *pipe) const { static_cast<void>(pclose(pipe)); }
 };
+
+using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
 
 bool startsWith(std::string_view text, std::string_view beginning)
 {
@@ -57,7 +60,7 @@ bool readSwitchFromCommand(const char *command, const char *key)
 std::optional<bool> querySwitch(const char *command, const char *key)
 {
     // "e" keeps the pipe out of every other child.
-    const std::unique_ptr<std::FILE, PipeCloser> pipe(popen(command, "re"));
+    Pipe pipe(popen(command, "re"));
     if (!pipe) {
         return std::nullopt;
     }
@@ -68,7 +71,11 @@ std::optional<bool> querySwitch(const char *command, const char *key)
             return isOn;
         }
     }
-    return std::ferror(pipe.get()) != 0 ? std::nullopt : std::optional(false);
+    const bool isCutShort = std::ferror(pipe.get()) != 0;
+    const int status = pclose(pipe.release());
+    const bool isNotStarted =
+        WIFEXITED(status) && (WEXITSTATUS(status) == 126 || WEXITSTATUS(status) == 127);
+    return isCutShort || isNotStarted ? std::nullopt : std::optional(false);
 }
 
 } // namespace halvex

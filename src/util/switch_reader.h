@@ -18,8 +18,9 @@ namespace halvex {
 ///         is no such line or the command cannot be run. The exit status does not count.
 [[nodiscard]] bool readSwitchFromCommand(const char *command, const char *key);
 
-/// Like readSwitchFromCommand(), but returns nothing when the shell cannot be started or its output
-/// cannot be read: then nothing is known of the switch.
+/// Like readSwitchFromCommand(), but returns nothing when the shell cannot be started, its output
+/// cannot be read, or it prints no answer and exits with 126 or 127, by which a shell says that the
+/// command could not be started. Then nothing is known of the switch.
 [[nodiscard]] std::optional<bool> querySwitch(const char *command, const char *key);
 
 /// Reads the switch @p key from one line of a status tool.

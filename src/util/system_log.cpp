@@ -34,14 +34,16 @@ std::string_view formatLine(Line &line, std::string_view text) noexcept
     return {line.data(), std::min<std::size_t>(std::size_t(std::max(length, 0)), line.size() - 1)};
 }
 
-} // namespace
-
-SystemLog::SystemLog() noexcept : socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+FileDescriptor openSocket() noexcept
 {
+    FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     // Some eighty lines. A queue under systemd holds 512, from all programs.
     constexpr int bufferBytes = 32 << 10;
     setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &bufferBytes, sizeof bufferBytes);
+    return socket;
 }
+
+} // namespace
 
 void SystemLog::write(std::string_view text) noexcept
 {
@@ -50,6 +52,9 @@ void SystemLog::write(std::string_view text) noexcept
     patience =
         std::min<Clock::duration>(patience + (start - lastLine) / refillRatio, systemLogPatience);
 
+    if (!socket.isOpen()) {
+        socket = openSocket();
+    }
     Line buffer{};
     const std::string_view line = formatLine(buffer, text);
     const auto waitUs = std::chrono::duration_cast<std::chrono::microseconds>(patience).count();
@@ -58,8 +63,10 @@ void SystemLog::write(std::string_view text) noexcept
     const int flags = waitUs > 0 ? MSG_NOSIGNAL : MSG_NOSIGNAL | MSG_DONTWAIT;
     constexpr sockaddr_un log{AF_UNIX, "/dev/log"};
     if (setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout) == 0) {
-        sendto(socket.get(), line.data(), line.size(), flags,
-               reinterpret_cast<const sockaddr *>(&log), sizeof log);
+        while (sendto(socket.get(), line.data(), line.size(), flags,
+                      reinterpret_cast<const sockaddr *>(&log), sizeof log) < 0 &&
+               errno == EINTR) {
+        }
     }
     lastLine = Clock::now();
     patience = std::max<Clock::duration>(patience - (lastLine - start), Clock::duration::zero());

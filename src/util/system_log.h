@@ -11,8 +11,8 @@
 
 namespace halvex {
 
-/// How long a system log that is not read may keep the daemon waiting. As much again is granted
-/// little by little, within twenty seconds.
+/// How long a system log that is not read may keep the daemon waiting. A tenth of the time that
+/// passes is added again, up to this limit.
 constexpr std::chrono::milliseconds systemLogPatience(2000);
 
 /// The system log, at /dev/log. Only a part of the log's queue is filled: other programs, the bus
@@ -20,8 +20,6 @@ constexpr std::chrono::milliseconds systemLogPatience(2000);
 class SystemLog
 {
 public:
-    SystemLog() noexcept;
-
     /// Writes @p text as syslog(3) does with LOG_INFO and nothing else: facility user, the time,
     /// the program's name. The line is lost when the log is missing, or when earlier lines are not
     /// read although that was waited for.
@@ -30,7 +28,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    const FileDescriptor socket;
+    FileDescriptor socket;
     Clock::duration patience = systemLogPatience;
     Clock::time_point lastLine = Clock::now();
 };

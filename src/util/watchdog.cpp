@@ -97,7 +97,9 @@ std::unique_ptr<Watchdog> startWatchdog()
     if (socketName.isEmpty() || interval.count() <= 0 || !isForUs) {
         return nullptr;
     }
-    const auto half = std::chrono::duration_cast<milliseconds>(interval / 2);
+    // What the check finds must not wait for minutes.
+    constexpr microseconds maxInterval(10'000'000);
+    const auto half = std::chrono::duration_cast<milliseconds>(std::min(interval / 2, maxInterval));
     return std::make_unique<Watchdog>(socketName,
                                       std::clamp(half, milliseconds(1), milliseconds(INT_MAX)));
 }

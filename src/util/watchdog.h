@@ -48,7 +48,8 @@ private:
 };
 
 /// Starts the watchdog if the service manager asks for it in the environment (NOTIFY_SOCKET,
-/// WATCHDOG_USEC, WATCHDOG_PID), with half the interval that it gives.
+/// WATCHDOG_USEC, WATCHDOG_PID), with half the interval that it gives, and every ten
+/// seconds at least.
 ///
 /// Takes the three variables out of the environment in any case, so that no child speaks in the
 /// daemon's name. Never blocks; logs nothing.

@@ -59,6 +59,9 @@ protected:
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first()}), Reply{0});
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first(), {"ENV="}}),
                   Reply{-999});
+        // The first refusal opens the system log for good.
+        EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first(), {"ENV="}}),
+                  Reply{-999});
         const int before = openFilesOf(daemon.processId());
         const auto result = host::run(
             frontEndCommand(Caller{uid}, {QString::number(seed + uid), QString::number(calls)}));

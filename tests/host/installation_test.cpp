@@ -56,10 +56,14 @@ TEST(Installation, LetsOnlyRootBeTheDaemonAndEverybodyCallItsMethodsAlone)
              << callAtIt.arg("Get") << callAtIt.arg("GetAll")
              << "<deny " + toIt + " min_fds=\"1\"/>"
              << "<deny send_destination=\"com.norva.halvex.desktop.gate\"/>"
+             << "<deny send_destination=\"com.norva.halvex.desktop.start\" send_type=\"signal\" "
+                "send_broadcast=\"false\"/>"
+             << "<deny send_destination=\"com.norva.halvex.desktop.start\" min_fds=\"1\"/>"
              << "</policy>"
              << "<policy user=\"root\">"
              << "<allow own=\"com.norva.halvex.desktop\"/>"
              << "<allow own=\"com.norva.halvex.desktop.gate\"/>"
+             << "<allow own=\"com.norva.halvex.desktop.start\"/>"
              << "<allow " + toIt + " send_type=\"signal\" max_fds=\"0\"/>"
              << "</policy>"
              << "</busconfig>";
