@@ -4,7 +4,6 @@
 #include "faults/system_call_errors.h"
 #include "support/host_files.h"
 
-#include <QElapsedTimer>
 #include <QSet>
 
 #include <algorithm>
@@ -55,6 +54,20 @@ bool endsConnection(const Fault &fault)
     return fault.call == "sendmsg" && (fault.error == "ENOBUFS" || fault.error == "ENOMEM");
 }
 
+/// Whether @p content is the beginning of @p whole. A log that could only be read in part is cut
+/// off in the export, and ended by a line feed.
+bool isCutOff(const QString &path, const QByteArray &content, const QByteArray &whole)
+{
+    if (path != exportPath) {
+        return whole.startsWith(content);
+    }
+    const QByteArray line = whole.left(whole.indexOf('\n'));
+    const QList<QByteArray> lines = content.split('\n');
+    return lines.size() <= whole.count('\n') + 1 &&
+           std::all_of(lines.begin(), lines.end(),
+                       [&](const QByteArray &each) { return line.startsWith(each); });
+}
+
 /// What is wrong with @p files after the call that was answered with @p reply.
 QString faultOfFiles(const Scenario &scenario, const std::optional<Reply> &reply,
                      const Files &files, const Files &before)
@@ -65,8 +78,9 @@ QString faultOfFiles(const Scenario &scenario, const std::optional<Reply> &reply
         const bool isItsFile = mayChange && file.key() == scenario.changedFile;
         const bool isSaved = isItsFile && scenario.saysWhetherSaved && reply && reply->status == 0;
         if (isSaved ? *file != scenario.newContent
-                    : !isOld && !(isItsFile && scenario.newContent.startsWith(*file))) {
-            return file.key() + " is left with: " + QString::fromUtf8(file->left(200));
+                    : !isOld && !(isItsFile && isCutOff(file.key(), *file, scenario.newContent))) {
+            return file.key() +
+                   " is left with: " + QString::fromUtf8(file->left(100)).replace('\n', "\\n");
         }
     }
     return {};
