@@ -2,7 +2,7 @@
 //
 // Cuts a process off the system bus, as if the bus had closed its connections.
 //
-//   cut-bus PID      prints how many connections there were
+//   cut-bus PID [COUNT]      COUNT of them, the oldest first; all when it is not given
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -26,15 +26,16 @@ bool leadsToTheBus(int socket)
 
 int main(int argc, char **argv)
 {
-    const pid_t pid = argc == 2 ? std::atoi(argv[1]) : 0;
+    const pid_t pid = argc >= 2 ? std::atoi(argv[1]) : 0;
+    constexpr int maxDescriptors = 1024;
+    const int count = argc == 3 ? std::atoi(argv[2]) : maxDescriptors;
     const auto process = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
     if (process < 0) {
         std::perror("cut-bus");
         return 2;
     }
-    constexpr int mostDescriptors = 1024;
     int connections = 0;
-    for (int number = 0; number < mostDescriptors; ++number) {
+    for (int number = 0; number < maxDescriptors && connections < count; ++number) {
         const auto copy = static_cast<int>(syscall(SYS_pidfd_getfd, process, number, 0));
         if (copy >= 0) {
             if (leadsToTheBus(copy)) {

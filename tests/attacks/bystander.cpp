@@ -19,7 +19,7 @@ testing::AssertionResult bystander::isServedWithin(int timeoutMs, const QStringL
     do {
         QProcess process;
         process.start(command.first(), command.mid(1));
-        if (!process.waitForFinished(timeoutMs - static_cast<int>(timer.elapsed()))) {
+        if (!process.waitForFinished(qMax(0, timeoutMs - static_cast<int>(timer.elapsed())))) {
             process.kill();
             process.waitForFinished();
             break;

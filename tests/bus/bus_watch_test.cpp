@@ -41,6 +41,15 @@ protected:
         return {message.data(), static_cast<int>(length)};
     }
 
+    QByteArray messageBesidesSignsOfLife()
+    {
+        QByteArray message;
+        do {
+            message = nextMessage();
+        } while (message == "WATCHDOG=1");
+        return message;
+    }
+
     const halvex::FileDescriptor manager{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
 };
 
@@ -67,22 +76,24 @@ TEST_F(BusWatch, ADaemonThatHasLostTheBusAsksForItsEnd)
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
     bus.kill();
     ASSERT_TRUE(bus.waitForFinished(patienceMs));
-    QByteArray message;
-    do {
-        message = nextMessage();
-    } while (message == "WATCHDOG=1");
-    EXPECT_EQ(message, "WATCHDOG=trigger");
+    EXPECT_EQ(messageBesidesSignsOfLife(), "WATCHDOG=trigger");
+}
+
+TEST_F(BusWatch, ADaemonWhoseGateHasLostTheBusAsksForItsEnd)
+{
+    EXPECT_EQ(nextMessage(), "WATCHDOG=1");
+    // The gate's connection is made first.
+    const auto cut = host::run({CUT_BUS, QString::number(daemon.processId()), "1"});
+    ASSERT_EQ(cut.exitCode, 0) << cut.errors.constData();
+    EXPECT_EQ(call("getEventTotalCount", {}, Caller{user::ordinary}).status, -999);
+    EXPECT_EQ(messageBesidesSignsOfLife(), "WATCHDOG=trigger");
 }
 
 TEST_F(BusWatch, ADaemonWhoseBusDoesNotAnswerAsksForItsEnd)
 {
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
     ASSERT_EQ(kill(static_cast<pid_t>(bus.processId()), SIGSTOP), 0);
-    QByteArray message;
-    do {
-        message = nextMessage();
-    } while (message == "WATCHDOG=1");
-    EXPECT_EQ(message, "WATCHDOG=trigger");
+    EXPECT_EQ(messageBesidesSignsOfLife(), "WATCHDOG=trigger");
     ASSERT_EQ(kill(static_cast<pid_t>(bus.processId()), SIGCONT), 0);
 }
 

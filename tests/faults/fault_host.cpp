@@ -47,6 +47,13 @@ QByteArray allAlerts()
     return longLog + shortLog;
 }
 
+FrontEnds::~FrontEnds()
+{
+    while (!processes.empty()) {
+        giveUp(processes.begin()->first);
+    }
+}
+
 QProcess &FrontEnds::started(Role role)
 {
     std::unique_ptr<QProcess> &process = processes[role];

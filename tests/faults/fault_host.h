@@ -37,6 +37,11 @@ using Files = QMap<QString, QByteArray>;
 class FrontEnds
 {
 public:
+    FrontEnds() = default;
+    ~FrontEnds();
+    FrontEnds(const FrontEnds &) = delete;
+    FrontEnds &operator=(const FrontEnds &) = delete;
+
     /// Has @p role call @p method; the answer comes with answer().
     void ask(Role role, const QString &method, const QStringList &arguments);
 

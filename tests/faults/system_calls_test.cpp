@@ -55,8 +55,12 @@ TEST_P(SystemCalls, EachMayFail)
 {
     const QList<Fault> faults = chosenFaults();
     ASSERT_FALSE(faults.isEmpty());
+    const bool isSample = !qEnvironmentVariableIsSet("HALVEX_FAULTS");
     for (const Fault &fault : faults) {
         tryFault(GetParam(), fault);
+        if (isSample && numbers.slow > 0 && numbers.findings > 0) {
+            break; // each daemon that hangs takes more than half a minute
+        }
     }
     std::printf("TRIED %s: %d faults, %d not reached, %d slow, %d findings\n",
                 qPrintable(GetParam().name), numbers.faults, numbers.notReached, numbers.slow,
