@@ -105,10 +105,10 @@ private:
 
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
-    bool isProtected = false; ///< whether startBusName is owned
+    bool isProtected = false;              ///< whether startBusName is owned
+    halvex::ExpendableWorker exportWorker; ///< writes the alert export; made before any thread
     SecureCallerChecker callerChecker;
     halvex::SystemLog systemLog;
-    halvex::ExpendableWorker exportWorker; ///< writes the alert export
     halvex::BusWatch busWatch;
     QTimer idleTimer; ///< fires when no call has come for a second
 };

@@ -4,48 +4,61 @@
 #include <QTextCodec>
 
 #include <algorithm>
+#include <array>
+#include <string>
 
 namespace halvex {
 namespace {
 
-const QStringList forbiddenEnvironmentNames{"LD_PRELOAD", "LD_LIBRARY_PATH", "LD_AUDIT", "BASH_ENV",
-                                            "ENV",        "PYTHONPATH",      "PERL5OPT"};
+constexpr std::array<std::string_view, 7> forbiddenEnvironmentNames{
+    "LD_PRELOAD", "LD_LIBRARY_PATH", "LD_AUDIT", "BASH_ENV", "ENV", "PYTHONPATH", "PERL5OPT"};
+
+bool isForbidden(std::string_view entry)
+{
+    const auto nameLength = entry.find('=');
+    return nameLength != std::string_view::npos &&
+           std::find(forbiddenEnvironmentNames.begin(), forbiddenEnvironmentNames.end(),
+                     entry.substr(0, nameLength)) != forbiddenEnvironmentNames.end();
+}
+
+/// Tells whether @p fits holds for one of the pieces between the @p separator characters of @p
+/// text.
+template <typename Predicate>
+bool anyPiece(std::string_view text, char separator, Predicate fits)
+{
+    std::size_t start = 0;
+    while (start < text.size()) {
+        const std::size_t end = std::min(text.find(separator, start), text.size());
+        if (fits(text.substr(start, end - start))) {
+            return true;
+        }
+        start = end + 1;
+    }
+    return false;
+}
 
 } // namespace
 
-QString environmentText(const QByteArray &block)
+QStringList environmentEntries(const QByteArray &block)
 {
     QByteArray bytes = block;
     bytes.replace("\r", "");
     QTextCodec::ConverterState noByteOrderMark(QTextCodec::IgnoreHeader);
     QString text =
         QTextCodec::codecForLocale()->toUnicode(bytes.constData(), bytes.size(), &noByteOrderMark);
-    return text.replace(QChar('\0'), QChar('\n'));
+    return text.replace(QChar('\0'), QChar('\n')).split('\n');
 }
 
-QStringList environmentEntries(const QString &text)
+bool holdsForbiddenName(std::string_view block)
 {
-    return text.split('\n');
-}
-
-bool holdsForbiddenName(const QString &text)
-{
-    int start = 0;
-    while (start < text.size()) {
-        const int lineFeed = text.indexOf('\n', start);
-        const int end = lineFeed < 0 ? text.size() : lineFeed;
-        const QStringView entry = QStringView(text).mid(start, end - start);
-        const auto isSet = [entry](const QString &name) {
-            return entry.size() > name.size() && entry.startsWith(name) &&
-                   entry[name.size()] == '=';
-        };
-        if (std::any_of(forbiddenEnvironmentNames.begin(), forbiddenEnvironmentNames.end(),
-                        isSet)) {
-            return true;
-        }
-        start = end + 1;
+    if (block.find('\r') != std::string_view::npos) {
+        std::string withoutReturns(block);
+        withoutReturns.erase(std::remove(withoutReturns.begin(), withoutReturns.end(), '\r'),
+                             withoutReturns.end());
+        return holdsForbiddenName(withoutReturns);
     }
-    return false;
+    return anyPiece(block, '\0',
+                    [](std::string_view piece) { return anyPiece(piece, '\n', isForbidden); });
 }
 
 } // namespace halvex

@@ -1,29 +1,28 @@
 // SPDX-License-Identifier: MIT
 //
 // Does a calling process's initial environment carry a variable that makes a loader or an
-// interpreter run somebody else's code? Pure text work on the bytes of /proc/PID/environ.
+// interpreter run somebody else's code? Pure work on the bytes of /proc/PID/environ.
 #pragma once
 
 #include <QByteArray>
-#include <QString>
 #include <QStringList>
+
+#include <string_view>
 
 namespace halvex {
 
-/// An environment @p block decoded by the locale's codec, with a line feed in place of each NUL and
-/// without carriage returns, as text files are read.
+/// The entries of an environment @p block, decoded by the locale's codec, empty ones kept.
 ///
-/// No byte-order mark is looked for: one would let a caller choose an encoding in which no name is
-/// recognised.
-[[nodiscard]] QString environmentText(const QByteArray &block);
+/// NUL and line feed both end an entry, so a value that holds a line feed yields two. Carriage
+/// returns are dropped, as when text files are read. No byte-order mark is looked for.
+[[nodiscard]] QStringList environmentEntries(const QByteArray &block);
 
-/// The entries of an environment @p text, which a line feed ends; empty ones are kept. A value that
-/// holds a line feed yields two.
-[[nodiscard]] QStringList environmentEntries(const QString &text);
-
-/// Tells whether one of the entries of @p text sets, to whatever value, a variable that refuses a
-/// caller: LD_PRELOAD, LD_LIBRARY_PATH, LD_AUDIT, BASH_ENV, ENV, PYTHONPATH or PERL5OPT. Takes no
-/// memory for entries, of which an environment may hold millions.
-[[nodiscard]] bool holdsForbiddenName(const QString &text);
+/// Tells whether one of the entries of @p block sets, to whatever value, a variable that refuses a
+/// caller: LD_PRELOAD, LD_LIBRARY_PATH, LD_AUDIT, BASH_ENV, ENV, PYTHONPATH or PERL5OPT.
+///
+/// The bytes are judged, not the decoded text: the names and the ends of entries are ASCII, which
+/// stands for itself in every locale. So nothing in a value can hide what follows it, neither a
+/// byte-order mark nor a broken character. Uses nothing of Qt.
+[[nodiscard]] bool holdsForbiddenName(std::string_view block);
 
 } // namespace halvex

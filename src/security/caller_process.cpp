@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "security/caller_process.h"
 
+#include "security/caller_environment.h"
 #include "util/file_descriptor.h"
 
 #include <QFile>
@@ -41,19 +42,17 @@ std::string readLink(const std::string &path)
 /// @return nothing after an error, or when there are more than @p maxBytes
 std::optional<std::string> readAll(const FileDescriptor &file, std::size_t maxBytes)
 {
-    constexpr std::size_t blockSize = 64UL << 10;
     std::string content;
+    std::array<char, 64UL << 10> block; // no initial value: all that is used is read first
     while (content.size() <= maxBytes) {
-        const std::size_t size = content.size();
-        content.resize(size + blockSize);
-        const ssize_t count = read(file.get(), &content[size], blockSize);
-        content.resize(size + static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        const ssize_t count = read(file.get(), block.data(), block.size());
         if (count == 0) {
             return content;
         }
         if (count < 0 && errno != EINTR) {
             return std::nullopt;
         }
+        content.append(block.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     }
     return std::nullopt;
 }
@@ -65,14 +64,20 @@ FileDescriptor openForReading(const std::string &path)
 
 // --- the jobs, which run in the worker ---
 
-/// The state as one character, six lines of links, and the environment.
-std::string surroundingsJob(const std::string &pid, const JobControl & /*control*/)
+constexpr char wantedMark = '+';
+
+/// @param input  the process id, and then wantedMark if the environment is wanted, a blank if not
+/// @return the state as one character, six lines of links, and the environment if it is wanted
+std::string surroundingsJob(const std::string &input, const JobControl & /*control*/)
 {
+    const std::string pid = input.substr(0, input.size() - 1);
     std::optional<std::string> environment;
     auto state = EnvironmentState::NotOpened;
     if (const auto file = openForReading(procPath(pid, "environ")); file.isOpen()) {
         environment = readAll(file, maxEnvironmentBytes);
-        state = environment ? EnvironmentState::Read : EnvironmentState::NotRead;
+        state = !environment                       ? EnvironmentState::NotRead
+                : holdsForbiddenName(*environment) ? EnvironmentState::Forbidden
+                                                   : EnvironmentState::Read;
     }
     std::string result(1, static_cast<char>(state));
     for (const std::string &each : {std::string(hostPid), pid}) {
@@ -80,7 +85,8 @@ std::string surroundingsJob(const std::string &pid, const JobControl & /*control
             result += readLink(procPath(each, std::string("ns/") + name)) + '\n';
         }
     }
-    return result + environment.value_or(std::string());
+    const bool isWanted = input.back() == wantedMark;
+    return isWanted ? result + environment.value_or(std::string()) : result;
 }
 
 bool isFile(const std::string &path)
@@ -150,10 +156,11 @@ std::string programPathJob(const std::string &pid, const JobControl & /*control*
 
 } // namespace
 
-CallerSurroundings readSurroundings(ExpendableWorker &worker, qint32 pid)
+CallerSurroundings readSurroundings(ExpendableWorker &worker, qint32 pid, bool wantsEnvironment)
 {
     CallerSurroundings surroundings;
-    const auto result = worker.run(surroundingsJob, std::to_string(pid), callerReadTimeoutMs);
+    const std::string input = std::to_string(pid) + (wantsEnvironment ? wantedMark : ' ');
+    const auto result = worker.run(surroundingsJob, input, callerReadTimeoutMs);
     if (!result) {
         return surroundings;
     }

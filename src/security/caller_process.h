@@ -35,18 +35,23 @@ enum class EnvironmentState : char {
     NotOpened, ///< there is no such process any more, or no access to it
     NotRead,   ///< an error on the way, more than maxEnvironmentBytes, or given up
     Read,
+    Forbidden, ///< read, and it sets a variable that refuses a caller
 };
 
 struct CallerSurroundings
 {
     EnvironmentState state = EnvironmentState::NotRead;
-    QByteArray environment; ///< all of /proc/PID/environ; empty unless it was read
+    QByteArray environment; ///< all of /proc/PID/environ, if it was read and asked for
     NamespaceLinks host;    ///< of process 1
     NamespaceLinks caller;
 };
 
-/// Reads the initial environment of @p pid, and its namespaces beside those of process 1.
-[[nodiscard]] CallerSurroundings readSurroundings(ExpendableWorker &worker, qint32 pid);
+/// Reads and judges the initial environment of @p pid, and reads its namespaces beside those of
+/// process 1.
+///
+/// @param wantsEnvironment  whether the environment itself is part of the answer
+[[nodiscard]] CallerSurroundings readSurroundings(ExpendableWorker &worker, qint32 pid,
+                                                  bool wantsEnvironment);
 
 /// Finds the canonical path of the program that @p pid runs: that of its executable or, only if
 /// root may not look at that, of its first argument.

@@ -104,20 +104,21 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
 bool SecureCallerChecker::checkCallerEnvironment(qint32 pid)
 {
     const QString path = QString("/proc/%1/environ").arg(pid);
-    const CallerSurroundings surroundings = halvex::readSurroundings(worker, pid);
-    if (surroundings.state != EnvironmentState::Read) {
-        qDebug() << (surroundings.state == EnvironmentState::NotOpened ? "file.open failed"
-                                                                       : "file.read failed")
-                 << path;
+    // A large environment takes time to be passed on and formatted.
+    const bool isLogged = QLoggingCategory::defaultCategory()->isDebugEnabled();
+    const CallerSurroundings surroundings = halvex::readSurroundings(worker, pid, isLogged);
+    if (surroundings.state == EnvironmentState::NotOpened) {
+        qDebug() << "file.open failed" << path;
         return false;
     }
-    const QString environment = halvex::environmentText(surroundings.environment);
-    // Without this, a large environment would be formatted even where nobody is to see it, which
-    // takes several times as long as judging it.
-    if (QLoggingCategory::defaultCategory()->isDebugEnabled()) {
-        qDebug() << "environVars" << halvex::environmentEntries(environment);
+    if (surroundings.state == EnvironmentState::NotRead) {
+        qDebug() << "file.read failed" << path;
+        return false;
     }
-    return !halvex::holdsForbiddenName(environment) && sharesHostNamespaces(surroundings, pid);
+    if (isLogged) {
+        qDebug() << "environVars" << halvex::environmentEntries(surroundings.environment);
+    }
+    return surroundings.state == EnvironmentState::Read && sharesHostNamespaces(surroundings, pid);
 }
 
 bool SecureCallerChecker::isAllowedExecutable(qint32 pid)

@@ -1,174 +1,61 @@
 // SPDX-License-Identifier: MIT
 #include "util/expendable_worker.h"
 
+#include "util/socket_io.h"
+#include "util/worker_process.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <csignal>
-#include <cstdint>
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
 namespace halvex {
-namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-using Deadline = std::optional<steady_clock::time_point>;
-
-/// Precedes each input. The worker is a copy of the daemon, so a function has the same address in
-/// both.
-struct Order
-{
-    Job job;
-    std::uint64_t inputSize;
-};
-
-/// Precedes each result, and sets each limit.
-struct Word
-{
-    enum class Kind : std::uint64_t { Result, InterimResult, Patience, NoLimit } kind;
-    std::uint64_t value; ///< the size of the result in bytes, or the limit in milliseconds
-};
-
-/// Tells whether @p error means that the same call may succeed.
-bool isTransient(int error)
-{
-    return error == EINTR || error == EAGAIN;
-}
-
-bool sendAll(int socket, const void *bytes, std::size_t size)
-{
-    const char *next = static_cast<const char *>(bytes);
-    while (size > 0) {
-        const ssize_t count = ::send(socket, next, size, MSG_NOSIGNAL);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        next += count;
-        size -= static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
-/// Waits until @p socket can be read, or @p deadline has passed.
-bool isReadableBefore(const Deadline &deadline, int socket)
-{
-    pollfd ready{socket, POLLIN, 0};
-    while (true) {
-        int timeoutMs = -1;
-        if (deadline) {
-            const auto remaining =
-                std::chrono::ceil<milliseconds>(*deadline - steady_clock::now()).count();
-            timeoutMs = static_cast<int>(std::clamp<decltype(remaining)>(remaining, 0, INT_MAX));
-        }
-        const int count = poll(&ready, 1, timeoutMs);
-        if (count >= 0 || !isTransient(errno)) {
-            return count > 0;
-        }
-    }
-}
-
-bool receiveAll(int socket, void *bytes, std::size_t size, const Deadline &deadline)
-{
-    char *next = static_cast<char *>(bytes);
-    while (size > 0) {
-        if (!isReadableBefore(deadline, socket)) {
-            return false;
-        }
-        const ssize_t count = recv(socket, next, size, MSG_DONTWAIT);
-        if (count < 0 && isTransient(errno)) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        next += count;
-        size -= static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
-/// Sends @p word and @p bytes to the daemon, if there is one. Ends the process when it does not
-/// wait any more.
-void tell(int socket, const Word &word, const std::string &bytes = {})
-{
-    if (socket < 0) {
-        return;
-    }
-    if (!sendAll(socket, &word, sizeof word) || !sendAll(socket, bytes.data(), bytes.size())) {
-        _exit(1);
-    }
-}
-
-void serve(int socket)
-{
-    Order order{};
-    while (receiveAll(socket, &order, sizeof order, std::nullopt)) {
-        std::string input(order.inputSize, '\0');
-        if (!receiveAll(socket, input.data(), input.size(), std::nullopt)) {
-            return;
-        }
-        const std::string result = order.job(input, JobControl(socket));
-        tell(socket, {Word::Kind::Result, result.size()}, result);
-    }
-}
-
-/// The whole life of the child process.
-[[noreturn]] void live(int socket, pid_t daemon) noexcept
-{
-    // A name of its own tells an administrator what hangs.
-    prctl(PR_SET_NAME, "halvex-worker");
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() != daemon) {
-        _exit(1); // it has exited before the line above
-    }
-    // The daemon's connections and files must not stay open in a process that may hang.
-    constexpr int ownSocket = 3;
-    const int nothing = open("/dev/null", O_RDWR);
-    if (dup2(nothing, STDIN_FILENO) < 0 || dup2(nothing, STDOUT_FILENO) < 0 ||
-        (socket != ownSocket && dup2(socket, ownSocket) < 0)) {
-        _exit(1);
-    }
-    closefrom(ownSocket + 1);
-    try {
-        serve(ownSocket);
-    } catch (...) {
-        _exit(1); // without a core file, which would hold what callers have sent
-    }
-    _exit(0);
-}
-
-} // namespace
-
-void JobControl::setPatience(std::optional<milliseconds> limit) const
-{
-    tell(channel, limit ? Word{Word::Kind::Patience, std::uint64_t(limit->count())}
-                        : Word{Word::Kind::NoLimit, 0});
-}
-
-void JobControl::setInterimResult(const std::string &result) const
-{
-    tell(channel, {Word::Kind::InterimResult, result.size()}, result);
-}
 
 ExpendableWorker::ExpendableWorker()
 {
     leftBehind.reserve(maxLeftBehind + 1); // giving up must not fail
+    makeTemplate();
 }
 
 ExpendableWorker::~ExpendableWorker()
 {
     giveUp();
+    endTemplate();
+}
+
+void ExpendableWorker::makeTemplate()
+{
+    auto [ours, theirs] = makeConnection();
+    if (!ours.isOpen()) {
+        return;
+    }
+    const pid_t daemon = getpid();
+    templateProcess = fork();
+    if (templateProcess == 0) {
+        liveAsTemplate(theirs.get(), daemon);
+    }
+    if (templateProcess > 0) {
+        templateChannel = std::move(ours);
+    }
+}
+
+void ExpendableWorker::endTemplate()
+{
+    templateChannel = FileDescriptor();
+    if (templateProcess > 0) {
+        kill(templateProcess, SIGKILL);
+        while (waitpid(templateProcess, nullptr, 0) < 0 && errno == EINTR) {
+        }
+        templateProcess = -1;
+    }
 }
 
 std::optional<std::string> ExpendableWorker::run(Job job, const std::string &input,
@@ -193,22 +80,25 @@ bool ExpendableWorker::start()
     if (channel.isOpen()) {
         return true;
     }
-    reap();
+    forgetExited();
     if (leftBehind.size() >= maxLeftBehind) {
         return false;
     }
-    std::array<int, 2> ends{};
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+    auto [ours, theirs] = makeConnection();
+    if (!ours.isOpen()) {
         return false;
     }
-    FileDescriptor ours(ends[0]);
-    const FileDescriptor theirs(ends[1]);
-    const pid_t daemon = getpid();
-    process = fork();
-    if (process == 0) {
-        live(theirs.get(), daemon);
+    std::optional<FileDescriptor> answer;
+    if (sendDescriptor(templateChannel.get(), theirs)) {
+        answer = receiveDescriptor(templateChannel.get());
     }
-    if (process < 0) {
+    if (!answer) {
+        // Somebody has killed it. The next job gets another.
+        endTemplate();
+        makeTemplate();
+    }
+    process = answer ? std::move(*answer) : FileDescriptor();
+    if (!process.isOpen()) {
         return false;
     }
     channel = std::move(ours);
@@ -250,20 +140,20 @@ std::optional<std::string> ExpendableWorker::receive(milliseconds patience)
 void ExpendableWorker::giveUp()
 {
     channel = FileDescriptor();
-    if (process > 0) {
-        kill(process, SIGKILL);
-        leftBehind.push_back(std::exchange(process, -1));
+    if (process.isOpen()) {
+        syscall(SYS_pidfd_send_signal, process.get(), SIGKILL, nullptr, 0);
+        leftBehind.push_back(std::exchange(process, FileDescriptor()));
     }
-    reap();
+    forgetExited();
 }
 
-void ExpendableWorker::reap()
+void ExpendableWorker::forgetExited()
 {
-    const auto isGone = [](pid_t each) {
-        const pid_t reaped = waitpid(each, nullptr, WNOHANG);
-        return reaped == each || (reaped < 0 && errno == ECHILD);
+    const auto hasExited = [](const FileDescriptor &each) {
+        pollfd exited{each.get(), POLLIN, 0};
+        return poll(&exited, 1, 0) == 1;
     };
-    leftBehind.erase(std::remove_if(leftBehind.begin(), leftBehind.end(), isGone),
+    leftBehind.erase(std::remove_if(leftBehind.begin(), leftBehind.end(), hasExited),
                      leftBehind.end());
 }
 

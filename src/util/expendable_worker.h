@@ -48,13 +48,17 @@ constexpr std::size_t maxLeftBehind = 64;
 /// A child process that does one job after the other. It is made for the first job, and again after
 /// each one that had to be given up. It closes all inherited files but standard error, and exits
 /// with the daemon.
+///
+/// It is a copy of a template: a process that is made with this object, when the daemon is still
+/// small and has one thread. A copy of the daemon itself would keep what it held at that moment.
 class ExpendableWorker
 {
 public:
+    /// Makes the template.
     ExpendableWorker();
     ExpendableWorker(const ExpendableWorker &) = delete;
     ExpendableWorker &operator=(const ExpendableWorker &) = delete;
-    /// Ends the process.
+    /// Ends both processes.
     ~ExpendableWorker();
 
     /// Has @p job done and waits for its result, for at most @p patience unless the job itself sets
@@ -73,12 +77,16 @@ private:
     [[nodiscard]] bool start();
     [[nodiscard]] bool send(Job job, const std::string &input);
     [[nodiscard]] std::optional<std::string> receive(std::chrono::milliseconds patience);
+    void makeTemplate();
+    void endTemplate();
     void giveUp();
-    void reap();
+    void forgetExited();
 
-    FileDescriptor channel; ///< not open while there is no process
-    pid_t process = -1;
-    std::vector<pid_t> leftBehind; ///< killed, but not yet gone
+    pid_t templateProcess = -1;
+    FileDescriptor templateChannel;
+    FileDescriptor channel;                 ///< not open while there is no process
+    FileDescriptor process;                 ///< refers to it, as pidfd_open(2) says
+    std::vector<FileDescriptor> leftBehind; ///< killed, but not yet gone
 };
 
 } // namespace halvex

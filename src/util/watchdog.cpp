@@ -80,9 +80,9 @@ void Watchdog::sendKeepAlive()
     if (check && !check()) {
         notify(socketName, "WATCHDOG=trigger");
         // No call may begin now: the end that is under way could cut what it writes.
-        constexpr std::chrono::seconds untilEnded(10);
-        std::this_thread::sleep_for(untilEnded);
-        return;
+        while (true) {
+            std::this_thread::sleep_for(std::chrono::hours(1));
+        }
     }
     notify(socketName, "WATCHDOG=1");
     sinceKeepAlive.start();

@@ -49,11 +49,14 @@ TEST(Installation, LetsOnlyRootBeTheDaemonAndEverybodyCallItsMethodsAlone)
     for (const MethodCall &each : allMethodCalls()) {
         expected << callAtIt.arg(each.name);
     }
-    expected << "<allow " + toIt + " send_interface=\"org.freedesktop.DBus.Introspectable\" " +
-                    "send_type=\"method_call\" send_member=\"Introspect\"/>"
-             << "<allow " + toIt + " send_type=\"method_call\" " +
-                    "send_interface=\"org.freedesktop.DBus.Peer\"/>"
-             << callAtIt.arg("Get") << callAtIt.arg("GetAll")
+    for (const char *path :
+         {"/", "/com", "/com/norva", "/com/norva/halvex", "/com/norva/halvex/desktop"}) {
+        expected << "<allow " + toIt + " send_path=\"" + path +
+                        "\" send_interface=\"org.freedesktop.DBus.Introspectable\" " +
+                        "send_type=\"method_call\" send_member=\"Introspect\"/>";
+    }
+    expected << "<allow " + toIt + " send_path=\"/com/norva/halvex/desktop\" " +
+                    "send_type=\"method_call\" send_interface=\"org.freedesktop.DBus.Peer\"/>"
              << "<deny " + toIt + " min_fds=\"1\"/>"
              << "<deny send_destination=\"com.norva.halvex.desktop.gate\"/>"
              << "<deny send_destination=\"com.norva.halvex.desktop.start\" send_type=\"signal\" "
@@ -64,6 +67,7 @@ TEST(Installation, LetsOnlyRootBeTheDaemonAndEverybodyCallItsMethodsAlone)
              << "<allow own=\"com.norva.halvex.desktop\"/>"
              << "<allow own=\"com.norva.halvex.desktop.gate\"/>"
              << "<allow own=\"com.norva.halvex.desktop.start\"/>"
+             << "<deny receive_type=\"signal\" min_fds=\"1\"/>"
              << "<allow " + toIt + " send_type=\"signal\" max_fds=\"0\"/>"
              << "</policy>"
              << "</busconfig>";
@@ -85,6 +89,7 @@ TEST(Installation, HasAUnitOfWhichEachLineIsMeant)
             "[Unit]",
             "Description=Root daemon behind the desktop front end of the host-security suite",
             "Documentation=man:halvex-desktop-daemon(8) man:com.norva.halvex.desktop(5)",
+            "StartLimitIntervalSec=0",
             "[Service]",
             "Type=dbus",
             "BusName=com.norva.halvex.desktop",

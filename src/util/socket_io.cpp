@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+#include "util/socket_io.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+namespace halvex {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// Tells whether @p error means that the same call may succeed.
+bool isTransient(int error)
+{
+    return error == EINTR || error == EAGAIN;
+}
+
+/// Waits until @p socket can be read, or @p deadline has passed.
+bool isReadableBefore(const Deadline &deadline, int socket)
+{
+    pollfd ready{socket, POLLIN, 0};
+    while (true) {
+        int timeoutMs = -1;
+        if (deadline) {
+            const auto remaining =
+                std::chrono::ceil<milliseconds>(*deadline - steady_clock::now()).count();
+            timeoutMs = static_cast<int>(std::clamp<decltype(remaining)>(remaining, 0, INT_MAX));
+        }
+        const int count = poll(&ready, 1, timeoutMs);
+        if (count >= 0 || !isTransient(errno)) {
+            return count > 0;
+        }
+    }
+}
+
+} // namespace
+
+std::array<FileDescriptor, 2> makeConnection()
+{
+    std::array<int, 2> ends{-1, -1};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        return {};
+    }
+    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+}
+
+bool sendAll(int socket, const void *bytes, std::size_t size)
+{
+    const char *next = static_cast<const char *>(bytes);
+    while (size > 0) {
+        const ssize_t count = ::send(socket, next, size, MSG_NOSIGNAL);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        next += count;
+        size -= static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+bool receiveAll(int socket, void *bytes, std::size_t size, const Deadline &deadline)
+{
+    char *next = static_cast<char *>(bytes);
+    while (size > 0) {
+        if (!isReadableBefore(deadline, socket)) {
+            return false;
+        }
+        const ssize_t count = recv(socket, next, size, MSG_DONTWAIT);
+        if (count < 0 && isTransient(errno)) {
+            continue;
+        }
+        if (count <= 0) {
+            return false;
+        }
+        next += count;
+        size -= static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+bool sendDescriptor(int socket, const FileDescriptor &descriptor)
+{
+    char something = 0;
+    iovec bytes{&something, sizeof something};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
+    msghdr message{};
+    message.msg_iov = &bytes;
+    message.msg_iovlen = 1;
+    if (descriptor.isOpen()) {
+        message.msg_control = control.data();
+        message.msg_controllen = control.size();
+        cmsghdr *header = CMSG_FIRSTHDR(&message);
+        header->cmsg_level = SOL_SOCKET;
+        header->cmsg_type = SCM_RIGHTS;
+        header->cmsg_len = CMSG_LEN(sizeof(int));
+        const int number = descriptor.get();
+        std::memcpy(CMSG_DATA(header), &number, sizeof number);
+    }
+    ssize_t count = 0;
+    do {
+        count = sendmsg(socket, &message, MSG_NOSIGNAL);
+    } while (count < 0 && errno == EINTR);
+    return count == sizeof something;
+}
+
+std::optional<FileDescriptor> receiveDescriptor(int socket)
+{
+    char something = 0;
+    iovec bytes{&something, sizeof something};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
+    msghdr message{};
+    message.msg_iov = &bytes;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    ssize_t count = 0;
+    do {
+        count = recvmsg(socket, &message, MSG_CMSG_CLOEXEC);
+    } while (count < 0 && isTransient(errno));
+    if (count != sizeof something) {
+        return std::nullopt;
+    }
+    const cmsghdr *header = CMSG_FIRSTHDR(&message);
+    if (header == nullptr || header->cmsg_type != SCM_RIGHTS) {
+        return FileDescriptor();
+    }
+    int number = -1;
+    std::memcpy(&number, CMSG_DATA(header), sizeof number);
+    return FileDescriptor(number);
+}
+
+} // namespace halvex
