@@ -29,7 +29,7 @@ namespace halvex {
 /// a line feed at its end: the search is repeated for ever.
 ///
 /// @return 0 when the file was opened for writing; -1 when a name is empty, the action has no
-///         header, or the file cannot be read, is larger than largestSettingsFile or cannot be
+///         header, or the file cannot be read, is larger than maxSettingsFileSize or cannot be
 ///         opened for writing; the file is then untouched
 [[nodiscard]] int setInterventionConfig(const QString &configPath, const QString &blockTimePath,
                                         const QString &actionName, const QString &fieldName,

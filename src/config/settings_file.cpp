@@ -10,7 +10,7 @@ namespace halvex {
 std::optional<QByteArray> readSettingsFile(const QString &path)
 {
     QFile file;
-    if (!openRegularFile(file, path, QIODevice::ReadOnly) || file.size() > largestSettingsFile) {
+    if (!openRegularFile(file, path, QIODevice::ReadOnly) || file.size() > maxSettingsFileSize) {
         return std::nullopt;
     }
     const QByteArray content = file.readAll();

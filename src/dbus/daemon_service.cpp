@@ -27,8 +27,8 @@ namespace {
 /// would lose its name for good.
 bool fitIntoReply(std::initializer_list<QString *> texts)
 {
-    constexpr int mostTextBytes = 31 << 20;
-    int remaining = mostTextBytes;
+    constexpr int maxTextBytes = 31 << 20;
+    int remaining = maxTextBytes;
     for (const QString *text : texts) {
         const int size = text->toUtf8().size();
         if (size > remaining) {
