@@ -3,7 +3,7 @@
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
 #include "security/process_environment.h"
-#include "util/system_log.h"
+#include "util/standard_streams.h"
 #include "util/watchdog.h"
 
 #include <QCoreApplication>

@@ -33,9 +33,4 @@ private:
     Clock::time_point lastLine = Clock::now();
 };
 
-/// Makes writes to standard output and standard error fail instead of waiting, where these are
-/// sockets, as under systemd: what journald does not take in time is lost. Streams of any other
-/// kind are left alone, for somebody else may share them.
-void keepOutputFromBlocking() noexcept;
-
 } // namespace halvex
