@@ -16,9 +16,8 @@ namespace halvex {
 ///
 /// @param fieldValue  the value without its quotes; empty when action or field is not there;
 ///                    untouched for a block time of 0 or none, and on failure
-/// @return 0 when the file was read, found or not; -1 when a name is empty, readSettingsFile()
-/// fails
-///         or the block time is no number
+/// @return 0 when the file was read, whether or not it has the field; -1 when a name is empty,
+///         readSettingsFile() fails, or the block time is no number
 [[nodiscard]] int getInterventionConfig(const QString &configPath, const QString &blockTimePath,
                                         const QString &actionName, const QString &fieldName,
                                         QString &fieldValue);

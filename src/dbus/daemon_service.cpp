@@ -23,8 +23,8 @@
 
 namespace {
 
-/// The system bus takes no message of more than 32 MiB, and cuts off whoever sends one: the daemon
-/// would lose its name for good.
+/// The system bus takes no message of more than 32 MiB, and disconnects the sender of a longer one:
+/// the daemon would lose its name.
 bool fitIntoReply(std::initializer_list<QString *> texts)
 {
     constexpr int maxTextBytes = 31 << 20;

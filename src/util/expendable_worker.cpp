@@ -30,7 +30,7 @@ struct Order
     std::uint64_t inputSize;
 };
 
-/// Precedes each result, and sets each limit.
+/// Precedes each result; sets a limit by itself.
 struct Word
 {
     enum class Kind : std::uint64_t { Result, InterimResult, Patience, NoLimit } kind;
@@ -98,8 +98,8 @@ bool receiveAll(int socket, void *bytes, std::size_t size, const Deadline &deadl
     return true;
 }
 
-/// Sends @p word and @p bytes to the daemon, if there is one. Ends the process when it does not
-/// wait any more.
+/// Sends @p word and @p bytes to the daemon, if @p socket leads to it. Exits the process when the
+/// daemon has closed its end.
 void tell(int socket, const Word &word, const std::string &bytes = {})
 {
     if (socket < 0) {
@@ -130,7 +130,7 @@ void serve(int socket)
     prctl(PR_SET_NAME, "halvex-worker");
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != daemon) {
-        _exit(1); // it has exited before the line above
+        _exit(1); // the daemon exited before the line above
     }
     // The daemon's connections and files must not stay open in a process that may hang.
     constexpr int ownSocket = 3;
