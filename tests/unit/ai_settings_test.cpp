@@ -112,7 +112,7 @@ TEST_F(AiSettingsModule, AMissingFileFailsAndIsNotMade)
     EXPECT_FALSE(QFile::exists(path));
 }
 
-TEST_F(AiSettingsModule, AFolderInTheFilesPlaceFails)
+TEST_F(AiSettingsModule, ADirectoryInTheFilesPlaceFails)
 {
     ASSERT_TRUE(QDir().mkpath(path));
     EXPECT_EQ(halvex::getAiConfig(path, 0, "a", value), -1);

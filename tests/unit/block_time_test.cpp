@@ -77,7 +77,7 @@ TEST_F(BlockTime, AMissingFileFailsAndIsNotMade)
     EXPECT_FALSE(QFile::exists(path));
 }
 
-TEST_F(BlockTime, AFolderInTheFilesPlaceFails)
+TEST_F(BlockTime, ADirectoryInTheFilesPlaceFails)
 {
     ASSERT_TRUE(QDir().mkpath(path));
     int timeout = 0;

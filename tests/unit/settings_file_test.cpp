@@ -33,7 +33,7 @@ TEST(SettingsFile, AnEmptyFileIsRead)
     EXPECT_EQ(halvex::readSettingsFile(path), QByteArray());
 }
 
-TEST(SettingsFile, AMissingFileOrAFolderIsNot)
+TEST(SettingsFile, AMissingFileOrADirectoryIsNot)
 {
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
     ASSERT_TRUE(QDir().mkpath(path));
