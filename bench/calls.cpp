@@ -173,7 +173,7 @@ void printRowOfStarts(const QString &daemon, const QString &reference)
     process.waitForFinished();
 }
 
-/// Prints what one call takes that gives @p status, for whoever compares.
+/// Prints what one call takes that gives @p status, for comparisons.
 void printSecondsOfOne(int status)
 {
     const double seconds =

@@ -67,18 +67,18 @@ int peakGrowthOf(const bench::Action &action)
 
 void measureExport(const char *what, int count, int size)
 {
-    const QString folder = "/srv/bench/alerts";
-    QDir(folder).removeRecursively();
+    const QString directory = "/srv/bench/alerts";
+    QDir(directory).removeRecursively();
     const QByteArray line = QByteArray(127, 'x') + '\n';
     for (int i = 0; i < count; ++i) {
-        write(QString("%1/%2/%3.log").arg(folder).arg(i % 50).arg(i), line.repeated(size / 128));
+        write(QString("%1/%2/%3.log").arg(directory).arg(i % 50).arg(i), line.repeated(size / 128));
     }
     halvex::ExpendableWorker worker;
     const char *output = "/srv/bench/export.log";
     const char *list = "/srv/bench/list";
     run({"find", "/srv/bench/alerts", "-name", "*.log", "-print0", nullptr}, list);
     const auto exportAll = [&] {
-        if (halvex::generateLogFile(worker, folder, output) != 0) {
+        if (halvex::generateLogFile(worker, directory, output) != 0) {
             std::exit(1);
         }
     };
@@ -95,7 +95,7 @@ void measureExport(const char *what, int count, int size)
     std::printf("| %s: memory that it takes | %d KiB | | | none |\n", what,
                 peakGrowthOf(exportAll));
     std::fflush(stdout); // a child would print it again
-    QDir(folder).removeRecursively();
+    QDir(directory).removeRecursively();
     unlink(output);
 }
 

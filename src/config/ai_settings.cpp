@@ -39,8 +39,8 @@ constexpr bool isIndicator(char byte)
 /// with millions of bytes that can begin a node is refused before it takes the host's memory.
 std::string textOf(const QByteArray &content)
 {
-    constexpr int mostIndicators = 2'000'000;
-    if (std::count_if(content.begin(), content.end(), isIndicator) > mostIndicators) {
+    constexpr int maxIndicators = 2'000'000;
+    if (std::count_if(content.begin(), content.end(), isIndicator) > maxIndicators) {
         throw std::length_error("too many nodes");
     }
     return content.toStdString();
@@ -124,7 +124,7 @@ YAML::Node changeableRoot(const QByteArray &content)
 /// Quotes and escapes stay below this. Two things can lengthen a text beyond it, and a file that
 /// needs so much is not worth the memory: aliases, whose nodes are written out at each place, and
 /// indentation, which a long list deep inside flow brackets gets anew on each of its lines.
-constexpr std::size_t longestTextFrom(std::size_t size)
+constexpr std::size_t maxTextBytesFrom(std::size_t size)
 {
     constexpr std::size_t base = std::size_t(16) << 20;
     return base + 8 * size;
@@ -145,7 +145,7 @@ std::string withSetting(const QByteArray &content, const std::vector<std::string
         size += component.size();
     }
     YAML::Emitter emitter;
-    emitNode(emitter, changed, longestTextFrom(size));
+    emitNode(emitter, changed, maxTextBytesFrom(size));
     if (!emitter.good()) {
         throw std::runtime_error(emitter.GetLastError());
     }
@@ -181,7 +181,7 @@ int readAiSetting(const QString &path, const QString &key, QString &value)
 int setAiConfig(const QString &path, int type, const QString &key, const QString &value)
 {
     if (type != knownType || key.isEmpty() || value.isEmpty() ||
-        key.count('.') >= mostKeyComponents) {
+        key.count('.') >= maxKeyComponents) {
         return -1;
     }
     const std::optional<QByteArray> content = readSettingsFile(path);

@@ -42,14 +42,14 @@ bool looksLikeByteOrderMark(const std::string &key)
 /// emitter itself sees to that, but counts the key as it is before it is escaped.
 bool isLongWhenEmitted(const std::string &key, YAML::EMITTER_MANIP format)
 {
-    constexpr std::size_t longestKey = 1024;
-    constexpr std::size_t longestEscape = 4; // for each byte
-    if (key.size() * longestEscape < longestKey) {
+    constexpr std::size_t maxKeyBytes = 1024;
+    constexpr std::size_t maxEscapeBytes = 4; // for each byte
+    if (key.size() * maxEscapeBytes < maxKeyBytes) {
         return false;
     }
     YAML::Emitter alone;
     alone << format << key;
-    return alone.size() > longestKey;
+    return alone.size() > maxKeyBytes;
 }
 
 void emitKey(YAML::Emitter &emitter, const std::string &key, int depth)
@@ -117,9 +117,9 @@ void setNestedValue(YAML::Node result, const YAML::Node &node,
     }
 }
 
-void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t longestText, int depth)
+void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t maxTextBytes, int depth)
 {
-    if (depth > deepestNode || emitter.size() > longestText) {
+    if (depth > maxNodeDepth || emitter.size() > maxTextBytes) {
         throw std::length_error("too deep or too long a document");
     }
     switch (node.Type()) {
@@ -133,7 +133,7 @@ void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t longes
     case YAML::NodeType::Sequence:
         emitter << YAML::BeginSeq;
         for (const auto &element : node) {
-            emitNode(emitter, element, longestText, depth + 1);
+            emitNode(emitter, element, maxTextBytes, depth + 1);
         }
         emitter << YAML::EndSeq;
         break;
@@ -141,7 +141,7 @@ void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t longes
         emitter << YAML::BeginMap;
         for (const auto &entry : node) {
             emitKey(emitter, entry.first.as<std::string>(), depth);
-            emitNode(emitter, entry.second, longestText, depth + 1);
+            emitNode(emitter, entry.second, maxTextBytes, depth + 1);
         }
         emitter << YAML::EndMap;
         break;

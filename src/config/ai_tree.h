@@ -15,11 +15,11 @@
 namespace halvex {
 
 /// How deep the YAML library reads a node, the root counted as 1. It refuses a deeper document.
-constexpr int deepestNode = 499;
+constexpr int maxNodeDepth = 499;
 
 /// How many components a key can have: as many maps one inside the other, and the value in the
 /// innermost.
-constexpr int mostKeyComponents = deepestNode - 1;
+constexpr int maxKeyComponents = maxNodeDepth - 1;
 
 /// Steps from @p root into the map entry that each component of the dotted @p key names.
 ///
@@ -43,12 +43,12 @@ void setNestedValue(YAML::Node result, const YAML::Node &node,
 /// library reads one, else an int, else a double-quoted text. Keys are emitted as the text they
 /// are.
 ///
-/// @param longestText  how many bytes the whole text may have, or little more: aliases of aliases
-///                     can make it grow without bounds
-/// @param depth        of @p node in the document, its root's being 1
+/// @param maxTextBytes  how many bytes the whole text may have, or little more: aliases of aliases
+///                      can make it grow without bounds
+/// @param depth         of @p node in the document, its root's being 1
 /// @throws std::exception when a key is a map or a sequence, when the text grows too long, or when
-///         the tree is deeper than deepestNode, as one that contains itself is
-void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t longestText,
+///         the tree is deeper than maxNodeDepth, as one that contains itself is
+void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t maxTextBytes,
               int depth = 1);
 
 } // namespace halvex

@@ -16,9 +16,8 @@ namespace halvex {
 ///
 /// @param fieldValue  the value without its quotes; empty when action or field is not there;
 ///                    untouched for a block time of 0 or none, and on failure
-/// @return 0 when the file was read, found or not; -1 when a name is empty, readSettingsFile()
-/// fails
-///         or the block time is no number
+/// @return 0 when the file was read, whether or not it has the field; -1 when a name is empty,
+///         readSettingsFile() fails, or the block time is no number
 [[nodiscard]] int getInterventionConfig(const QString &configPath, const QString &blockTimePath,
                                         const QString &actionName, const QString &fieldName,
                                         QString &fieldValue);
@@ -29,7 +28,7 @@ namespace halvex {
 /// a line feed at its end: the search is repeated for ever.
 ///
 /// @return 0 when the file was opened for writing; -1 when a name is empty, the action has no
-///         header, or the file cannot be read, is larger than largestSettingsFile or cannot be
+///         header, or the file cannot be read, is larger than maxSettingsFileSize or cannot be
 ///         opened for writing; the file is then untouched
 [[nodiscard]] int setInterventionConfig(const QString &configPath, const QString &blockTimePath,
                                         const QString &actionName, const QString &fieldName,

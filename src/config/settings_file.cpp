@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "config/settings_file.h"
 
+#include "util/delayed_termination.h"
 #include "util/regular_file.h"
 
 #include <QFile>
@@ -10,7 +11,7 @@ namespace halvex {
 std::optional<QByteArray> readSettingsFile(const QString &path)
 {
     QFile file;
-    if (!openRegularFile(file, path, QIODevice::ReadOnly) || file.size() > largestSettingsFile) {
+    if (!openRegularFile(file, path, QIODevice::ReadOnly) || file.size() > maxSettingsFileSize) {
         return std::nullopt;
     }
     const QByteArray content = file.readAll();
@@ -23,6 +24,7 @@ std::optional<QByteArray> readSettingsFile(const QString &path)
 
 WriteResult writeSettingsFile(const QString &path, std::string_view content)
 {
+    const DelayedTermination untilWritten;
     QFile file;
     if (!openRegularFile(file, path, QIODevice::WriteOnly)) {
         return WriteResult::NotOpened;

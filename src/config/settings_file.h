@@ -14,12 +14,12 @@ namespace halvex {
 
 /// The largest settings file that is read, in bytes. Its text must stay within Qt's 2 GiB also when
 /// each byte is escaped to six, or to two in UTF-16.
-constexpr qint64 largestSettingsFile = qint64(256) << 20;
+constexpr qint64 maxSettingsFileSize = qint64(256) << 20;
 
 /// Reads all bytes of the file at @p path. Never waits for a FIFO's other end, a device or a lease.
 ///
 /// @return nothing when the file is missing, is not a regular file, cannot be opened or read, or is
-///         larger than largestSettingsFile
+///         larger than maxSettingsFileSize
 [[nodiscard]] std::optional<QByteArray> readSettingsFile(const QString &path);
 
 /// What came of a write to a settings file.

@@ -23,12 +23,12 @@
 
 namespace {
 
-/// The system bus takes no message of more than 32 MiB, and cuts off whoever sends one: the daemon
-/// would lose its name for good.
+/// The system bus takes no message of more than 32 MiB, and disconnects the sender of a longer one:
+/// the daemon would lose its name.
 bool fitIntoReply(std::initializer_list<QString *> texts)
 {
-    constexpr int mostTextBytes = 31 << 20;
-    int remaining = mostTextBytes;
+    constexpr int maxTextBytes = 31 << 20;
+    int remaining = maxTextBytes;
     for (const QString *text : texts) {
         const int size = text->toUtf8().size();
         if (size > remaining) {

@@ -3,7 +3,8 @@
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
 #include "security/process_environment.h"
-#include "util/system_log.h"
+#include "util/delayed_termination.h"
+#include "util/standard_streams.h"
 #include "util/watchdog.h"
 
 #include <QCoreApplication>
@@ -21,13 +22,16 @@ int main(int argc, char **argv)
     static_cast<void>(setlocale(LC_ALL, "")); // a host without that locale is no reason to stop
     // A file or a journal gets each printed line at once, not when the daemon ends.
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ));
-
     halvex::keepOutputFromBlocking();
 
     // Destroyed in the reverse order, the bus handle first.
     const QCoreApplication application(argc, argv);
     const auto watchdog = halvex::startWatchdog();
-    const auto service = std::make_unique<halvexDesktopDaemonService>();
+    const auto service = [] {
+        // Its constructor starts the thread that reads the bus, which must not take SIGTERM.
+        const halvex::DelayedTermination whileThreadsStart;
+        return std::make_unique<halvexDesktopDaemonService>();
+    }();
     const auto adapter = std::make_unique<halvexDesktopDaemonAdapter>(service.get());
     QDBusConnection bus = QDBusConnection::systemBus();
 

@@ -113,7 +113,7 @@ std::string firstArgumentOf(const std::string &pid)
 {
     const FileDescriptor file = openForReading(procPath(pid, "cmdline"));
     std::string argument;
-    // It counts as a path, so one that is too long for a path is like none.
+    // An argument that is too long for a path cannot be one, and is ignored.
     while (argument.size() < PATH_MAX) {
         std::array<char, PATH_MAX> bytes{};
         const ssize_t count = read(file.get(), bytes.data(), bytes.size());

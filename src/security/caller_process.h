@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // What the kernel says about a process, read from /proc. The process may belong to an attacker, who
-// can make several of these reads hang. They are made by an expendable worker, and given up after
-// callerReadTimeoutMs.
+// can make several of these reads hang. An expendable worker makes them, and they are given up
+// after callerReadTimeoutMs.
 #pragma once
 
 #include "util/expendable_worker.h"
@@ -20,7 +20,7 @@ namespace halvex {
 constexpr std::chrono::milliseconds callerReadTimeoutMs(1000);
 
 /// The largest environment that is read, in bytes. The kernel starts no program with arguments and
-/// environment of more than 6 MiB; a process that has more gave it to itself.
+/// environment of more than 6 MiB. A process can only get a larger one by a change of its own.
 constexpr std::size_t maxEnvironmentBytes = (6UL << 20) + (64UL << 10);
 
 /// The namespaces in which a caller must be with process 1.
@@ -56,10 +56,9 @@ struct CallerSurroundings
 /// Finds the canonical path of the program that @p pid runs: that of its executable or, only if
 /// root may not look at that, of its first argument.
 ///
-/// @return nothing when the path is unknown, leads to no file, or leads to another file than the
-/// one
-///         that runs (a program that was deleted or renamed since); nor when the reading was given
-///         up or the path is not in the locale's encoding
+/// @return nothing when the path is unknown or leads to no file; when it leads to another file than
+///         the process runs, because its program was deleted or renamed since; when the read was
+///         given up; and when the path is not in the locale's encoding
 [[nodiscard]] std::optional<QByteArray> readProgramPath(ExpendableWorker &worker, qint32 pid);
 
 } // namespace halvex

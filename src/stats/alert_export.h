@@ -25,9 +25,8 @@ namespace halvex {
 /// tree that cannot be walked to its end, a failed write (a full disk) and an export that is given
 /// up each leave the debug message "Filesystem error: " and a description; what was copied stays.
 ///
-/// @param worker  does the work; given up when somebody keeps it from writing to the export file
-/// for
-///                more than exportPatience
+/// @param worker  does the work; given up when its writes to the export file are held up for more
+///                than exportPatience in total
 /// @return 0 exported; -1 the export file cannot be prepared, without a message
 [[nodiscard]] int generateLogFile(ExpendableWorker &worker, const QString &alertsDirPath,
                                   const QString &exportPath);

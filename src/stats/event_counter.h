@@ -16,7 +16,7 @@ namespace halvex {
 /// @param count  the text between the quotes of the first complete entry, unchanged; empty when the
 ///               file holds none; untouched on failure
 /// @return 0 when the file was read; -1 when it is missing, is not a regular file or cannot be
-/// opened
+///         opened
 [[nodiscard]] int getEventTotalCount(const QString &statePath, QString &count);
 
 /// The value of the entry events_processed='…' in one @p line of the state file.

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // The file that the alert logs are exported to. It lies in a directory where every user can plant
-// whatever they like under its name, and the daemon is root. So the entry is looked at without
-// being opened. Only a regular file that has this name and no other is reused, and all further
-// steps work on the open file. Whatever else lies there is never opened, emptied, changed or
-// removed.
+// anything under its name, and the daemon is root. So the entry is looked at without being opened.
+// Only a regular file that has this name and no other is reused, and all further steps work on the
+// open file. Anything else is never opened, emptied, changed or removed.
 //
-// Everyone may open the export, and can then make each of its changes wait, without a limit and
-// without a signal that helps. So all of this belongs into an expendable worker.
+// Everyone may open the export, and can then make each change of it wait without a limit, where no
+// signal interrupts it. So all of this must run in an expendable worker.
 #pragma once
 
 #include "util/expendable_worker.h"
@@ -27,8 +26,8 @@ namespace halvex {
 constexpr std::chrono::milliseconds exportPatience(2000);
 constexpr std::size_t minExportBytesPerMs = 4UL << 10;
 
-/// Creates the export file, or empties the one that exists whoever owns it, and gives it the mode
-/// 0666, whatever the umask.
+/// Creates the export file, or empties the one that exists, which may belong to any user. Gives it
+/// the mode 0666; the umask does not count.
 ///
 /// What is not a regular file, has other names too, has something mounted on it or a lease held on
 /// it is left exactly as it is. While the name comes and goes, a few attempts are made. Needs /proc

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Work that others can make hang: a read of a process whose memory is locked, a write to a file
-// whose inode is locked. Such a system call has no time-out, and some cannot even be interrupted by
-// a signal. It is made in a child process, which is killed when it takes too long. The daemon
-// itself can always go on, and can always be killed.
+// Runs system calls that other users can make hang, such as a read of a process whose memory is
+// locked, or a write to a file whose inode is locked. They have no time-out, and some cannot be
+// interrupted by a signal. A child process makes them, and is killed when it takes too long. So the
+// daemon itself never hangs in them, and can always be killed.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -17,37 +17,38 @@
 
 namespace halvex {
 
-/// A job's way to speak to the daemon, which waits for it.
+/// Connects a job with the daemon, which waits for the job's result.
 class JobControl
 {
 public:
-    /// Speaks to nobody: the job is done in the process that wants it done.
+    /// For a job that runs in the same process as its user: all functions do nothing.
     JobControl() = default;
     explicit JobControl(int socket) noexcept : channel(socket) {}
 
-    /// Sets how long the daemon waits from now on, in place of the earlier limit. Nothing means
-    /// without a limit. Ends the process when the daemon does not wait any more.
+    /// Sets how long the daemon waits from now on, in place of the earlier limit. Without a value
+    /// there is no limit. Exits the process when the daemon has given the job up.
     void setPatience(std::optional<std::chrono::milliseconds> limit) const;
 
-    /// Sets what the daemon gets if it has to give the job up from now on.
+    /// Sets the result that run() returns if the job is given up after this call. Exits the process
+    /// when the daemon has given the job up already.
     void setInterimResult(const std::string &result) const;
 
 private:
     int channel = -1;
 };
 
-/// What a worker does: turns an input into a result. It runs in another process, and so cannot
-/// change anything in the daemon. It must not use Qt, whose locks another thread may have held when
-/// the process was made.
+/// A function that makes a result from an input. It runs in another process, so it cannot change
+/// anything in the daemon. It must not use Qt: another thread may have held a lock of Qt when the
+/// process was made.
 using Job = std::string (*)(const std::string &input, const JobControl &control);
 
-/// How many processes of one worker may be left behind. Each waits in a system call that cannot be
-/// interrupted.
+/// How many processes of one worker may be left behind, which were killed but hang in a system call
+/// that cannot be interrupted.
 constexpr std::size_t maxLeftBehind = 64;
 
-/// A child process that does one job after the other. It is made for the first job, and again after
-/// each one that had to be given up. It closes all inherited files but standard error, and exits
-/// with the daemon.
+/// A child process that runs one job after the other. It is made for the first job, and made anew
+/// for the next job after one was given up. It closes all inherited files but standard error, and
+/// exits with the daemon.
 ///
 /// It is a copy of a template: a process that is made with this object, when the daemon is still
 /// small and has one thread. A copy of the daemon itself would keep what it held at that moment.
@@ -61,15 +62,15 @@ public:
     /// Ends both processes.
     ~ExpendableWorker();
 
-    /// Has @p job done and waits for its result, for at most @p patience unless the job itself sets
+    /// Runs @p job and waits for its result, for at most @p patience unless the job itself sets
     /// another limit. Logs nothing.
     ///
-    /// A process that is given up is killed. If even that has no effect it is left behind: it
-    /// exits once the system call returns that it hangs in.
+    /// If the job takes longer, it is given up: its process is killed. A process that hangs in a
+    /// system call that cannot be interrupted is left behind. It exits when that call returns.
     ///
     /// @return the result; the interim result, or nothing if there is none, when the job took too
-    ///         long or its process exited; nothing when that could not be made, or maxLeftBehind
-    ///         processes are left behind already
+    ///         long or its process exited; nothing when the process could not be made, or
+    ///         maxLeftBehind processes are left behind already
     [[nodiscard]] std::optional<std::string> run(Job job, const std::string &input,
                                                  std::chrono::milliseconds patience);
 

@@ -6,12 +6,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
-#include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <syslog.h>
-#include <unistd.h>
 
 namespace halvex {
 namespace {
@@ -70,20 +67,6 @@ void SystemLog::write(std::string_view text) noexcept
     }
     lastLine = Clock::now();
     patience = std::max<Clock::duration>(patience - (lastLine - start), Clock::duration::zero());
-}
-
-void keepOutputFromBlocking() noexcept
-{
-    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
-        struct stat status = {};
-        if (fstat(stream, &status) == 0 && S_ISSOCK(status.st_mode)) {
-            // Room for what is written before journald gets its turn.
-            constexpr int bufferBytes = 8 << 20;
-            setsockopt(stream, SOL_SOCKET, SO_SNDBUFFORCE, &bufferBytes, sizeof bufferBytes);
-            const int flags = fcntl(stream, F_GETFL);
-            fcntl(stream, F_SETFL, std::max(flags, 0) | O_NONBLOCK);
-        }
-    }
 }
 
 } // namespace halvex

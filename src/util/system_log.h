@@ -11,8 +11,8 @@
 
 namespace halvex {
 
-/// How long a system log that is not read may keep the daemon waiting. A tenth of the time that
-/// passes is added again, up to this limit.
+/// How long the daemon waits for a system log that is not read, in total. A tenth of the time that
+/// passes is added again, up to this limit: two seconds in twenty.
 constexpr std::chrono::milliseconds systemLogPatience(2000);
 
 /// The system log, at /dev/log. Only a part of the log's queue is filled: other programs, the bus
@@ -21,8 +21,8 @@ class SystemLog
 {
 public:
     /// Writes @p text as syslog(3) does with LOG_INFO and nothing else: facility user, the time,
-    /// the program's name. The line is lost when the log is missing, or when earlier lines are not
-    /// read although that was waited for.
+    /// the program's name. The line is lost when the log is missing, or when it takes no line
+    /// before the time to wait is used up.
     void write(std::string_view text) noexcept;
 
 private:
@@ -32,10 +32,5 @@ private:
     Clock::duration patience = systemLogPatience;
     Clock::time_point lastLine = Clock::now();
 };
-
-/// Makes writes to standard output and standard error fail instead of waiting, where these are
-/// sockets, as under systemd: what journald does not take in time is lost. Streams of any other
-/// kind are left alone, for somebody else may share them.
-void keepOutputFromBlocking() noexcept;
 
 } // namespace halvex

@@ -15,8 +15,8 @@
 namespace halvex {
 namespace {
 
-/// Sends @p word and @p bytes to the daemon, if there is one. Ends the process when it does not
-/// wait any more.
+/// Sends @p word and @p bytes to the daemon, if @p socket leads to it. Exits the process when the
+/// daemon has closed its end.
 void tell(int socket, const Word &word, const std::string &bytes = {})
 {
     if (socket < 0) {
@@ -59,9 +59,13 @@ int closeAllBut(int kept)
 /// Has this process exit with its parent @p parent.
 void exitWith(pid_t parent)
 {
+    // The daemon makes its template while it does not take this signal itself.
+    sigset_t none{};
+    sigemptyset(&none);
+    static_cast<void>(pthread_sigmask(SIG_SETMASK, &none, nullptr));
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) {
-        _exit(1); // it has exited before the line above
+        _exit(1); // the parent exited before the line above
     }
 }
 

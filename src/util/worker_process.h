@@ -18,7 +18,7 @@ struct Order
     std::uint64_t inputSize;
 };
 
-/// Precedes each result, and sets each limit.
+/// Precedes each result; sets a limit by itself.
 struct Word
 {
     enum class Kind : std::uint64_t { Result, InterimResult, Patience, NoLimit } kind;

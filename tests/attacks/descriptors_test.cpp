@@ -10,7 +10,7 @@
 namespace {
 
 constexpr int bystandersMs = 8000;
-constexpr int mostPerMessage = 16;   // the bus's limit
+constexpr int maxPerMessage = 16;    // the bus's limit
 constexpr int openFilesLimit = 1024; // a unit's
 
 class Descriptors : public AttackedHost
@@ -42,8 +42,8 @@ protected:
                               user::ordinary);
             }
         };
-        send(count / mostPerMessage, mostPerMessage);
-        send(1, count % mostPerMessage);
+        send(count / maxPerMessage, maxPerMessage);
+        send(1, count % maxPerMessage);
     }
 };
 
@@ -60,7 +60,7 @@ TEST_F(Descriptors, InThousandsOfThemNoneStaysWithTheDaemon)
 {
     holdTheGate();
     const int before = openFiles();
-    sendDescriptors(200 * mostPerMessage);
+    sendDescriptors(200 * maxPerMessage);
     EXPECT_EQ(openFiles(), before);
     releaseTheGate();
     EXPECT_TRUE(isServedWithin(bystandersMs));

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int mostKib = 200 * 1024;
+constexpr int maxMemoryKib = 200 * 1024;
 
 class LargeEnvironment : public AttackedHost
 {
@@ -28,7 +28,7 @@ TEST_F(LargeEnvironment, IsRefusedWithoutBeingKept)
 {
     EXPECT_TRUE(isServedWithin(patienceMs));
     EXPECT_EQ(answerWith("67108864", {bystander::method}), "calling status -999");
-    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), mostKib);
+    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), maxMemoryKib);
 }
 
 TEST_F(LargeEnvironment, OfGigabytesIsRefusedAtOnce)
@@ -38,7 +38,7 @@ TEST_F(LargeEnvironment, OfGigabytesIsRefusedAtOnce)
     const rlimit limit = {bytes, bytes};
     ASSERT_EQ(prlimit(static_cast<pid_t>(daemon.processId()), RLIMIT_AS, &limit, nullptr), 0);
     EXPECT_EQ(answerWith("8589934592", {bystander::method}), "calling status -999");
-    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), mostKib);
+    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), maxMemoryKib);
     EXPECT_TRUE(isServedWithin(patienceMs));
 }
 
@@ -65,7 +65,7 @@ TEST_F(LargeEnvironment, AsLargeAsAProgramCanBeStartedWithIsJudgedLikeAnyOther)
     const QStringList command = frontEndCommand(bystander::caller, {"--json", bystander::method});
     EXPECT_EQ(answerWithLargestEnvironment(command, "LAST=1"), bystander::served);
     EXPECT_EQ(answerWithLargestEnvironment(command, "ENV=1"), (Reply{-999, {""}}));
-    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), mostKib);
+    EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), maxMemoryKib);
 }
 
 } // namespace

@@ -141,13 +141,13 @@ TEST_F(AlertExport, AnEmptyLogContributesNothing)
     EXPECT_EQ(exported(), "\n");
 }
 
-TEST_F(AlertExport, ALinkedLogIsExportedAndALinkedFolderNotEntered)
+TEST_F(AlertExport, ALinkedLogIsExportedAndALinkedDirectoryNotEntered)
 {
     host::writeFile("/srv/elsewhere/archive", "linked\n");
     host::writeFile("/srv/elsewhere/inside.log", "not reached\n");
     ASSERT_TRUE(QFile::link("/srv/elsewhere/archive", alerts + "/linked.log"));
-    ASSERT_TRUE(QFile::link("/srv/elsewhere", alerts + "/folder"));
-    ASSERT_TRUE(QFile::link("/srv/elsewhere", alerts + "/folder.log"));
+    ASSERT_TRUE(QFile::link("/srv/elsewhere", alerts + "/directory"));
+    ASSERT_TRUE(QFile::link("/srv/elsewhere", alerts + "/directory.log"));
     ASSERT_TRUE(QFile::link("/srv/missing", alerts + "/broken.log"));
     ASSERT_TRUE(QFile::link("/srv/elsewhere/archive", alerts + "/linked.txt"));
     startDaemon();
@@ -155,9 +155,9 @@ TEST_F(AlertExport, ALinkedLogIsExportedAndALinkedFolderNotEntered)
     EXPECT_EQ(messagesOfTheCall(), QStringList());
 }
 
-TEST_F(AlertExport, AFolderNamedLikeALogIsWalked)
+TEST_F(AlertExport, ADirectoryNamedLikeALogIsWalked)
 {
-    writeLog("folder.log/inside.log", "inside\n");
+    writeLog("directory.log/inside.log", "inside\n");
     startDaemon();
     EXPECT_EQ(exported(), "inside\n");
 }
@@ -182,7 +182,7 @@ TEST_F(AlertExport, WhatIsNamedLikeALogButIsNoFileIsNotEvenOpened)
     ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     ASSERT_TRUE(QFile::link(pipePath, alerts + "/linked-pipe.log"));
     writeLog("real.log", "real\n");
-    // Whoever opened the pipe would get what is in it.
+    // A process that opened the pipe would get what is in it.
     const int pipe = open(pipePath.constData(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(write(pipe, "pipe\n", 5), 5);
     const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);

@@ -221,9 +221,9 @@ TEST_F(CallerGate, ARunningProgramIsRefusedThoughItsNameNowLeadsToAFrontEnd)
 TEST_F(CallerGate, AFileOfTheSameNumberOnAnotherFileSystemIsNotTheProgramThatRuns)
 {
     // The first file on each of two new file systems.
-    for (const char *folder : {"/srv/bin", "/etc/halvex"}) {
-        ASSERT_TRUE(QDir().mkpath(folder));
-        ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "fresh", folder}).exitCode, 0);
+    for (const char *directory : {"/srv/bin", "/etc/halvex"}) {
+        ASSERT_TRUE(QDir().mkpath(directory));
+        ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "fresh", directory}).exitCode, 0);
     }
     copyFrontEnd("/srv/bin/stranger", "/usr/sbin/halvex-desktop");
     copyFrontEnd("/etc/halvex/halvex-desktop-wrapper", "/usr/sbin/halvex-desktop");
@@ -289,7 +289,7 @@ TEST_F(HiddenProgram, IsJudgedByItsFirstArgument)
     EXPECT_FALSE(letsRead(withFirstArgument("")));
 }
 
-TEST_F(HiddenProgram, ARelativeFirstArgumentIsResolvedFromTheDaemonsFolder)
+TEST_F(HiddenProgram, ARelativeFirstArgumentIsResolvedFromTheDaemonsDirectory)
 {
     stopDaemon();
     daemon.setWorkingDirectory("/usr");

@@ -54,16 +54,16 @@ protected:
         startDaemon();
     }
 
-    static void mountSmallDisk(const QString &folder)
+    static void mountSmallDisk(const QString &directory)
     {
-        ASSERT_TRUE(QDir().mkpath(folder));
-        ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "-o", "size=8k", "small", folder}).exitCode,
+        ASSERT_TRUE(QDir().mkpath(directory));
+        ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "-o", "size=8k", "small", directory}).exitCode,
                   0);
     }
 
-    static void remount(const QString &folder, const QString &options)
+    static void remount(const QString &directory, const QString &options)
     {
-        ASSERT_EQ(host::run({"mount", "-o", "remount," + options, folder}).exitCode, 0);
+        ASSERT_EQ(host::run({"mount", "-o", "remount," + options, directory}).exitCode, 0);
     }
 };
 
@@ -72,7 +72,7 @@ protected:
 /// A store, the change that is made to it, and how that ends.
 struct Store
 {
-    const char *folder;
+    const char *directory;
     const char *path;
     QByteArray content;
     QString method;
@@ -133,8 +133,8 @@ TEST_F(Faults, AFullDiskCutsTheSettingsOffAndLeavesThemTheirOwnerAndMode)
         const auto changeTo = [&](const QString &value) {
             return change(store.method, store.arguments + QStringList{value});
         };
-        mountSmallDisk(store.folder);
-        remount(store.folder, "size=1m");
+        mountSmallDisk(store.directory);
+        remount(store.directory, "size=1m");
         host::writeFile(store.path, store.content, 0640);
         ASSERT_EQ(chown(store.path, 4001, 4002), 0);
         EXPECT_EQ(changeTo(longText), Reply{0});
@@ -142,14 +142,14 @@ TEST_F(Faults, AFullDiskCutsTheSettingsOffAndLeavesThemTheirOwnerAndMode)
         EXPECT_GT(whole.size(), longText.size());
 
         host::writeFile(store.path, store.content, 0640);
-        remount(store.folder, "size=8k");
+        remount(store.directory, "size=8k");
         EXPECT_EQ(changeTo(longText), Reply{store.onAFullDisk});
         EXPECT_TRUE(host::readFile(store.path) == whole.left(8192)) << "it holds what fitted";
         EXPECT_EQ(host::ownerAndMode(store.path), "4001:4002 0640");
         expectItServes();
 
         // Room alone does not bring back what is lost.
-        remount(store.folder, "size=1m");
+        remount(store.directory, "size=1m");
         if (store.afterwards) {
             EXPECT_EQ(changeTo("2"), Reply{*store.afterwards});
             EXPECT_TRUE(host::readFile(store.path).startsWith(whole.left(8192)));
@@ -161,22 +161,22 @@ TEST_F(Faults, AFullDiskCutsTheSettingsOffAndLeavesThemTheirOwnerAndMode)
         host::writeFile(store.path, store.content, 0640);
         EXPECT_EQ(changeTo("2"), Reply{0});
         EXPECT_EQ(host::readFile(store.path), store.changed);
-        EXPECT_EQ(host::run({"umount", store.folder}).exitCode, 0);
+        EXPECT_EQ(host::run({"umount", store.directory}).exitCode, 0);
     }
 }
 
 TEST_F(Faults, AReadOnlyDiskKeepsTheSettingsAsTheyAre)
 {
     for (const Store &store : stores) {
-        mountSmallDisk(store.folder);
+        mountSmallDisk(store.directory);
         host::writeFile(store.path, store.content, 0640);
-        remount(store.folder, "ro");
+        remount(store.directory, "ro");
         EXPECT_EQ(change(store.method, store.arguments + QStringList{"2"}),
                   Reply{store.onAReadOnlyDisk})
             << store.path;
         EXPECT_EQ(host::readFile(store.path), store.content) << store.path;
         expectItServes();
-        EXPECT_EQ(host::run({"umount", store.folder}).exitCode, 0);
+        EXPECT_EQ(host::run({"umount", store.directory}).exitCode, 0);
     }
 }
 

@@ -77,7 +77,7 @@ protected:
         EXPECT_EQ(call("getEventTotalCount", {}, lasting), (Reply{-1, {""}})) << "no such file";
     }
 
-    /// Whoever runs a front end that waits for its answers.
+    /// A front end that waits for its answers.
     inline static const Caller lasting{user::root, frontEndPaths.first()};
 };
 

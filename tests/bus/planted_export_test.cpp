@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The export file's name is anybody's to use: what the daemon does with whatever it finds there,
-// under each setting of the kernel's own protections of such folders.
+// under each setting of the kernel's own protections of such directories.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/kernel_protections.h"
@@ -159,11 +159,11 @@ TEST_P(PlantedExport, ASymbolicLinkToNothingMakesNothing)
     EXPECT_EQ(look(exportPath).st_mode & S_IFMT, static_cast<mode_t>(S_IFLNK));
 }
 
-TEST_P(PlantedExport, ASymbolicLinkToAFolderIsNotFollowed)
+TEST_P(PlantedExport, ASymbolicLinkToADirectoryIsNotFollowed)
 {
-    ASSERT_EQ(mkdir("/tmp/folder", 0755), 0);
-    ASSERT_EQ(symlink("/tmp/folder", exportPath), 0);
-    expectRefusal("/tmp/folder");
+    ASSERT_EQ(mkdir("/tmp/directory", 0755), 0);
+    ASSERT_EQ(symlink("/tmp/directory", exportPath), 0);
+    expectRefusal("/tmp/directory");
 }
 
 TEST_P(PlantedExport, APipeIsNotWaitedFor)
@@ -209,7 +209,7 @@ TEST_P(PlantedExport, ABlockDeviceIsNotOpened)
     expectRefusal();
 }
 
-TEST_P(PlantedExport, AFolderIsRefused)
+TEST_P(PlantedExport, ADirectoryIsRefused)
 {
     ASSERT_EQ(mkdir(exportPath, 0700), 0);
     expectRefusal();
@@ -258,8 +258,8 @@ TEST_P(PlantedExport, WhatWasPlantedAndIsGoneDoesNotMatterAnyMore)
     expectExport();
 }
 
-/// Somebody else's process that owns the export file and holds a lease on it: whoever opens the
-/// file has to wait until the holder lets go, which this one never does.
+/// Somebody else's process that owns the export file and holds a lease on it: to open the file
+/// means to wait until the holder lets go, which this one never does.
 class LeaseHolder
 {
 public:

@@ -216,7 +216,7 @@ TEST_F(ServiceChanges, ASystemctlThatFailsIsMissingOrDiesIsAFailure)
 TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentAndThePackageToolACleanedOne)
 {
     const QByteArray report = "tr '\\0' '\\n' </proc/$$/environ >/run/environment.${0##*/}\n"
-                              "readlink /proc/$$/cwd >/run/folder.${0##*/}\n"
+                              "readlink /proc/$$/cwd >/run/directory.${0##*/}\n"
                               "readlink /proc/$$/fd/0 >/run/input.${0##*/}\n";
     host::writeStandIn("/usr/bin/systemctl", report);
     host::writeStandIn("/usr/bin/pellmar", report);
@@ -236,11 +236,11 @@ TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentAndThePackageToolAClean
         EXPECT_THAT(systemctl, Contains(QByteArray(removed)));
         EXPECT_THAT(pellmar, Not(Contains(QByteArray(removed))));
     }
-    // systemctl keeps the daemon's own folder, and nobody writes to its standard input.
-    EXPECT_EQ(host::readFile("/run/folder.systemctl").trimmed(),
+    // systemctl keeps the daemon's own directory, and nobody writes to its standard input.
+    EXPECT_EQ(host::readFile("/run/directory.systemctl").trimmed(),
               QFile::symLinkTarget(QString("/proc/%1/cwd").arg(daemon.processId())));
     EXPECT_TRUE(host::readFile("/run/input.systemctl").startsWith("pipe:"));
-    EXPECT_EQ(host::readFile("/run/folder.pellmar"), "/tmp\n");
+    EXPECT_EQ(host::readFile("/run/directory.pellmar"), "/tmp\n");
     EXPECT_EQ(host::readFile("/run/input.pellmar"), "/dev/null\n");
 }
 

@@ -8,8 +8,12 @@
 #include <QFile>
 
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <fcntl.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -166,6 +170,33 @@ TEST_F(SettingsFiles, AFifoWithAnOpenOtherEndIsAFailureAndGetsNothing)
         EXPECT_EQ(read(otherEnd, &byte, 1), -1);
         close(otherEnd);
     }
+}
+
+TEST_F(SettingsFiles, ATerminationWaitsUntilTheFileIsWritten)
+{
+    daemonMayEnd = true;
+    const QByteArray padding = "<padding>" + QByteArray(48 << 20, 'x') + "</padding>\n";
+    host::writeFile(notifyPath, "<ossec_config>\n<alerts>\n<notify>\n"
+                                "<notify_fold>1</notify_fold>\n</notify>\n</alerts>\n" +
+                                    padding + "</ossec_config>\n");
+    const int notices = inotify_init1(IN_CLOEXEC);
+    ASSERT_GE(inotify_add_watch(notices, QFile::encodeName(notifyPath), IN_MODIFY), 0);
+    const auto pid = static_cast<pid_t>(daemon.processId());
+    std::thread terminator([notices, pid] {
+        // The first change is that the file is truncated.
+        char event[sizeof(inotify_event) + NAME_MAX + 1];
+        EXPECT_GT(read(notices, event, sizeof event), 0);
+        EXPECT_EQ(kill(pid, SIGTERM), 0);
+    });
+    static_cast<void>(call("setNotifyConfig", {"0", "30", "2"}));
+    terminator.join();
+    close(notices);
+    EXPECT_TRUE(daemon.waitForFinished(patienceMs));
+    EXPECT_TRUE(host::readFile(notifyPath) ==
+                "<ossec_config>\n<alerts>\n<notify>\n<notify_fold>2</notify_fold>\n"
+                "<notify_disabled>0</notify_disabled>\n<notify_timeout>30</notify_timeout>\n"
+                "</notify>\n</alerts>\n" +
+                    padding + "</ossec_config>\n");
 }
 
 } // namespace

@@ -180,8 +180,7 @@ TEST_F(StartUp, WithoutABusItSaysSoTwiceAndEndsWithStatus1)
 TEST_F(StartUp, ANameThatIsTakenEndsASecondDaemonWithStatus1)
 {
     startDaemon();
-    // The fresh connection that is asked for its last error has none: the name's
-    // owner is no error.
+    // The fresh connection that is asked for its last error has none: the name's owner is no error.
     EXPECT_EQ(runDaemonToItsEnd({"PATH=/usr/bin"}), 1);
     EXPECT_EQ(daemonMessages(), (QStringList{"\"\" "}));
     EXPECT_EQ(call("getEventTotalCount").status, -1) << "the first daemon goes on serving";
@@ -211,7 +210,7 @@ TEST_F(StartUp, NoDescriptorOfTheDaemonsReachesAChild)
     EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{0});
     EXPECT_EQ(call("setServiceStatus", {"halvex.net.ai", "0", "0"}), Reply{0});
     for (const QString &tool : childPrograms) {
-        // The three standard streams, and the folder that ls itself reads.
+        // The three standard streams, and the directory that ls itself reads.
         EXPECT_EQ(host::readFile("/run/" + tool.section('/', -1) + ".fd"), "0\n1\n2\n3\n")
             << qPrintable(tool);
     }

@@ -179,7 +179,7 @@ private:
         if (oneIn(2)) {
             return random.oneOf(boundaries);
         }
-        // One in a call: the bus cuts off whoever sends more than 32 MiB.
+        // One in a call: the bus disconnects the sender of a message of more than 32 MiB.
         if (!hasLongText && oneIn(1000)) {
             hasLongText = true;
             return longText();

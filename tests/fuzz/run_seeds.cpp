@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs a fuzz target over the inputs in a folder, once each: the seeds, and whatever was found.
+// Runs a fuzz target over the inputs in a directory, once each: the seeds, and whatever was found.
 #include "fuzz/fuzz_target.h"
 
 #include <QDir>
@@ -12,9 +12,9 @@ int main(int argc, char **argv)
     QLoggingCategory::setFilterRules("default=false");
     int runs = 0;
     for (int i = 1; i < argc; ++i) {
-        const QDir folder(argv[i]);
-        for (const QString &name : folder.entryList(QDir::Files)) {
-            QFile file(folder.filePath(name));
+        const QDir directory(argv[i]);
+        for (const QString &name : directory.entryList(QDir::Files)) {
+            QFile file(directory.filePath(name));
             if (!file.open(QIODevice::ReadOnly)) {
                 return 1;
             }

@@ -83,7 +83,7 @@ TEST(BootedHost, TwoAtATimeDoNotKnowEachOther)
     EXPECT_EQ(result.output, "active\n") << result.errors.constData();
 }
 
-TEST(BootedHost, ASharedFolderIsTheRealOne)
+TEST(BootedHost, ASharedDirectoryIsTheRealOne)
 {
     ASSERT_TRUE(QDir().mkpath("/srv/shared"));
     EXPECT_EQ(runOnHost("echo x >/srv/shared/result", {"--share", "/srv/shared"}).exitCode, 0);

@@ -12,13 +12,13 @@
 
 namespace {
 
-/// The files below @p folder, as paths below it.
-QStringList filesBelow(const QString &folder)
+/// The files below @p directory, as paths below it.
+QStringList filesBelow(const QString &directory)
 {
     QStringList files;
-    QDirIterator walk(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    QDirIterator walk(directory, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
     while (walk.hasNext()) {
-        files << walk.next().mid(folder.size());
+        files << walk.next().mid(directory.size());
     }
     files.sort();
     return files;

@@ -64,7 +64,7 @@ TEST(ThrowawayHost, NoProcessStays)
     EXPECT_EQ(host::run({"pgrep", "-f", "sleep 98765"}).output, "");
 }
 
-TEST(ThrowawayHost, TheFoldersForEverybodyAreEmpty)
+TEST(ThrowawayHost, TheDirectoriesForEverybodyAreEmpty)
 {
     host::writeFile("/tmp/outside", "x");
     host::writeFile("/run/outside", "x");
@@ -97,7 +97,7 @@ TEST(ThrowawayHost, KernelSettingsAreReadOnly)
     EXPECT_NE(runInHost("echo 1 > /proc/sys/vm/swappiness").exitCode, 0);
 }
 
-TEST(ThrowawayHost, ASharedFolderIsTheRealOne)
+TEST(ThrowawayHost, ASharedDirectoryIsTheRealOne)
 {
     ASSERT_TRUE(QDir().mkpath("/srv/shared"));
     EXPECT_EQ(runInHost("echo x > /srv/shared/result", {"--share", "/srv/shared"}).exitCode, 0);

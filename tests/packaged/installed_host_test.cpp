@@ -212,7 +212,7 @@ TEST_F(InstalledHost, AStuckDaemonIsEndedAndIsBack)
     mustRun({"systemctl", "stop", unit});
     addToUnit("WatchdogSec=2s\n");
     host::writeScript("/usr/sbin/getstatus", "[ -e /run/well ] || exec sleep infinity\n");
-    // Whoever it is stuck with gets the bus's answer that it is gone.
+    // The caller whose call it is stuck in gets the bus's answer that the daemon is gone.
     EXPECT_EQ(call("getEventTotalCount", {}, otto).error, "org.freedesktop.DBus.Error.NoReply");
     host::writeFile("/run/well", "");
     EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
@@ -400,8 +400,8 @@ TEST_F(InstalledHost, APackageInAnotherRootLeavesThisHostAlone)
 QStringList filesOfTheHost()
 {
     QStringList files;
-    for (const char *folder : {"/etc", "/usr", "/lib/systemd", "/var", "/opt", "/srv", "/tmp"}) {
-        QDirIterator walk(folder,
+    for (const char *directory : {"/etc", "/usr", "/lib/systemd", "/var", "/opt", "/srv", "/tmp"}) {
+        QDirIterator walk(directory,
                           QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                           QDirIterator::Subdirectories);
         while (walk.hasNext()) {

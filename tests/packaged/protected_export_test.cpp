@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The export under the unit's capabilities, where the kernel protects files in shared folders.
+// The export under the unit's capabilities, where the kernel protects files in shared directories.
 #include "packaged/installed_host.h"
 #include "support/host_files.h"
 #include "support/kernel_protections.h"

@@ -180,7 +180,7 @@ TEST_F(CommandRunner, TheEnvironmentIsTheDaemonsWithoutTheSixNames)
     EXPECT_THAT(expected, testing::Contains(QString("KEPT=a b=c")));
 }
 
-TEST_F(CommandRunner, ItRunsInTheFolderTmp)
+TEST_F(CommandRunner, ItRunsInTheDirectoryTmp)
 {
     ASSERT_TRUE(QDir::setCurrent("/usr"));
     EXPECT_TRUE(run("readlink /proc/$$/cwd"));
@@ -199,7 +199,7 @@ TEST_F(CommandRunner, NoOtherFileIsOpenInTheShell)
     QFile file("/run/open");
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     EXPECT_TRUE(run("ls /proc/self/fd"));
-    // The three standard streams, and the folder that ls itself reads.
+    // The three standard streams, and the directory that ls itself reads.
     EXPECT_EQ(output, "0\n1\n2\n3\n");
 }
 

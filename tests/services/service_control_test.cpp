@@ -177,7 +177,7 @@ TEST_F(ServiceControl, WhatSystemctlPrintsIsNotHeardHoweverMuch)
     EXPECT_EQ(restartService("halvex-ebpf"), 0);
 }
 
-TEST_F(ServiceControl, SystemctlGetsTheDaemonsOwnEnvironmentAndFolder)
+TEST_F(ServiceControl, SystemctlGetsTheDaemonsOwnEnvironmentAndDirectory)
 {
     for (const char *name : {"IFS", "CDPATH", "ENV", "BASH_ENV", "LD_LIBRARY_PATH"}) {
         qputenv(name, "/kept");

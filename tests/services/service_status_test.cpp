@@ -168,7 +168,7 @@ TEST_F(ServiceStatus, ANameThatLooksLikeAnOptionIsANameAllTheSame)
                                                  "systemctl <status> <--> <->"}));
 }
 
-TEST_F(ServiceStatus, SystemctlGetsTheDaemonsOwnEnvironmentAndFolder)
+TEST_F(ServiceStatus, SystemctlGetsTheDaemonsOwnEnvironmentAndDirectory)
 {
     for (const char *name : {"IFS", "CDPATH", "ENV", "BASH_ENV", "LD_LIBRARY_PATH"}) {
         qputenv(name, "/kept");

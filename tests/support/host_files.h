@@ -9,7 +9,7 @@
 
 namespace host {
 
-/// Writes @p bytes to @p path, whose folders are made as needed, with exactly the mode @p mode.
+/// Writes @p bytes to @p path, whose directories are made as needed, with exactly the mode @p mode.
 void writeFile(const QString &path, const QByteArray &bytes, unsigned mode = 0644);
 
 /// Writes an executable shell script that runs @p body under /bin/sh.

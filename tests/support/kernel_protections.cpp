@@ -11,15 +11,15 @@
 
 namespace {
 
-constexpr const char *folder = "/proc/sys/fs/";
+constexpr const char *directory = "/proc/sys/fs/";
 
 void write(const QString &name, const QByteArray &value)
 {
-    QFile file(folder + name);
+    QFile file(directory + name);
     EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(value) == value.size())
         << qPrintable(name);
     file.close();
-    EXPECT_EQ(host::readFile(folder + name).trimmed(), value.trimmed()) << qPrintable(name);
+    EXPECT_EQ(host::readFile(directory + name).trimmed(), value.trimmed()) << qPrintable(name);
 }
 
 } // namespace
@@ -27,8 +27,8 @@ void write(const QString &name, const QByteArray &value)
 KernelProtections::KernelProtections()
 {
     EXPECT_EQ(host::run({"mount", "-o", "remount,bind,rw", "/proc/sys"}).exitCode, 0);
-    for (const QString &name : QDir(folder).entryList({"protected_*"}, QDir::Files)) {
-        before[name] = host::readFile(folder + name);
+    for (const QString &name : QDir(directory).entryList({"protected_*"}, QDir::Files)) {
+        before[name] = host::readFile(directory + name);
     }
 }
 

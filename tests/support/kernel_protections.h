@@ -5,8 +5,8 @@
 #include <QMap>
 #include <QString>
 
-/// Changes the kernel's protections of shared folders (/proc/sys/fs/protected_*), and gives them
-/// back their values at its end of life.
+/// Changes the kernel's protections of shared directories (/proc/sys/fs/protected_*), and gives
+/// them back their values at its end of life.
 ///
 /// The kernel is the real machine's and every process on it sees the change: for machines that are
 /// there to be tested on, and for tests beside which no other runs.

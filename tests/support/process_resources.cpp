@@ -21,7 +21,7 @@ int memoryOf(qint64 pid, const char *field)
 
 int openFilesOf(qint64 pid)
 {
-    const QDir folder(QString("/proc/%1/fd").arg(pid));
-    EXPECT_TRUE(folder.exists()) << qPrintable(folder.path());
-    return folder.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+    const QDir directory(QString("/proc/%1/fd").arg(pid));
+    EXPECT_TRUE(directory.exists()) << qPrintable(directory.path());
+    return directory.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A disposable host as the suite has it, without the daemon: users, the status tool's stand-in and
+// A throwaway host as the suite has it, without the daemon: users, the status tool's stand-in and
 // the front end's, at the paths where a real host has them; and how a front end calls.
 #pragma once
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The main function of every test program. The tests write to fixed paths of the host as root, so
-// it runs them only on a disposable host of the program's kind (HOST_NAME): started anywhere else,
+// it runs them only on a throwaway host of the program's kind (HOST_NAME): started anywhere else,
 // the program starts itself again on one (HOST_SCRIPT).
 #include <QCoreApplication>
 
@@ -18,12 +18,12 @@
 
 namespace {
 
-bool isOnDisposableHost()
+bool isOnThrowawayHost()
 {
     std::array<char, 64> name{};
     const bool hasItsName = gethostname(name.data(), name.size() - 1) == 0 &&
                             std::string_view(name.data()) == HOST_NAME;
-    // A real host may have that name, but neither runs a test as process 1 nor has this folder.
+    // A real host may have that name, but neither runs a test as process 1 nor has this directory.
     return hasItsName && (getpid() == 1 || access("/booted-host", F_OK) == 0);
 }
 
@@ -37,7 +37,7 @@ bool onlyListsTests(int argc, char **argv)
     return false;
 }
 
-int startOnDisposableHost(char **argv)
+int startOnThrowawayHost(char **argv)
 {
     std::array<char, PATH_MAX> self{};
     if (readlink("/proc/self/exe", self.data(), self.size() - 1) <= 0) {
@@ -66,8 +66,8 @@ int startOnDisposableHost(char **argv)
 
 int main(int argc, char **argv)
 {
-    if (!isOnDisposableHost() && !onlyListsTests(argc, argv)) {
-        return startOnDisposableHost(argv);
+    if (!isOnThrowawayHost() && !onlyListsTests(argc, argv)) {
+        return startOnThrowawayHost(argv);
     }
     const QCoreApplication application(argc, argv);
     testing::InitGoogleMock(&argc, argv);

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr const char *folder = "/run/tls-server/";
+constexpr const char *directory = "/run/tls-server/";
 
 void runOpenssl(const QStringList &arguments)
 {
@@ -24,7 +24,7 @@ void runOpenssl(const QStringList &arguments)
 
 QString in(const char *file)
 {
-    return QString(folder) + file;
+    return QString(directory) + file;
 }
 
 void makeCertificates()
@@ -65,7 +65,7 @@ bool networkThreadRuns()
 
 TlsServer::TlsServer(Authority authority)
 {
-    EXPECT_TRUE(QDir().mkpath(folder));
+    EXPECT_TRUE(QDir().mkpath(directory));
     makeCertificates();
     if (authority == Authority::Trusted) {
         trustAuthority();

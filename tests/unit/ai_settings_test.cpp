@@ -15,7 +15,7 @@
 namespace {
 
 constexpr const char *path = "/usr/lib/halvex_net_ai/config.yaml";
-constexpr int mostComponents = 498;
+constexpr int maxComponents = 498;
 
 /// A key of @p count components, all of which are "a".
 QString keyOf(int count)
@@ -112,7 +112,7 @@ TEST_F(AiSettingsModule, AMissingFileFailsAndIsNotMade)
     EXPECT_FALSE(QFile::exists(path));
 }
 
-TEST_F(AiSettingsModule, AFolderInTheFilesPlaceFails)
+TEST_F(AiSettingsModule, ADirectoryInTheFilesPlaceFails)
 {
     ASSERT_TRUE(QDir().mkpath(path));
     EXPECT_EQ(halvex::getAiConfig(path, 0, "a", value), -1);
@@ -406,12 +406,12 @@ TEST_F(AiSettingsModule, ADiskWithoutRoomForAByteIsNotNoticed)
 
 TEST_F(AiSettingsModule, TheLongestKeyIsReadBackAndALongerOneRefused)
 {
-    const QString longest = keyOf(mostComponents);
+    const QString longest = keyOf(maxComponents);
     changed("b: 1\n", longest, "x");
     EXPECT_EQ(halvex::getAiConfig(path, 0, longest, value), 0);
     EXPECT_EQ(value, "x");
-    EXPECT_TRUE(isRefused("b: 1\n", keyOf(mostComponents + 1)));
-    EXPECT_TRUE(isRefused("b: 1\n", QString(mostComponents, '.')));
+    EXPECT_TRUE(isRefused("b: 1\n", keyOf(maxComponents + 1)));
+    EXPECT_TRUE(isRefused("b: 1\n", QString(maxComponents, '.')));
 }
 
 TEST_F(AiSettingsModule, AKeyOfMillionsOfFullStopsCostsNoMoreThanItsLength)

@@ -255,9 +255,9 @@ TEST(AiTree, AliasesOfAliasesCannotFillTheMemory)
 
 TEST(AiTree, TheDeepestTreeIsReadBackAndADeeperOneIsNotEmitted)
 {
-    const std::string deepest = emitted(nestedMaps(halvex::mostKeyComponents));
+    const std::string deepest = emitted(nestedMaps(halvex::maxKeyComponents));
     EXPECT_EQ(emitted(deepest), deepest);
-    EXPECT_THROW(emitted(nestedMaps(halvex::mostKeyComponents + 1)), std::length_error);
+    EXPECT_THROW(emitted(nestedMaps(halvex::maxKeyComponents + 1)), std::length_error);
 }
 
 TEST(AiTree, TheLimitIsTheLibrarysOwn)
@@ -269,12 +269,12 @@ TEST(AiTree, TheLimitIsTheLibrarysOwn)
         }
         return yaml + std::string(std::size_t(depth), ' ') + "x";
     };
-    EXPECT_NO_THROW(YAML::Load(nested(halvex::mostKeyComponents)));
-    EXPECT_THROW(YAML::Load(nested(halvex::mostKeyComponents + 1)), YAML::DeepRecursion);
-    EXPECT_NO_THROW(
-        YAML::Load(std::string(halvex::deepestNode, '[') + std::string(halvex::deepestNode, ']')));
-    EXPECT_THROW(YAML::Load(std::string(halvex::deepestNode + 1, '[') +
-                            std::string(halvex::deepestNode + 1, ']')),
+    EXPECT_NO_THROW(YAML::Load(nested(halvex::maxKeyComponents)));
+    EXPECT_THROW(YAML::Load(nested(halvex::maxKeyComponents + 1)), YAML::DeepRecursion);
+    EXPECT_NO_THROW(YAML::Load(std::string(halvex::maxNodeDepth, '[') +
+                               std::string(halvex::maxNodeDepth, ']')));
+    EXPECT_THROW(YAML::Load(std::string(halvex::maxNodeDepth + 1, '[') +
+                            std::string(halvex::maxNodeDepth + 1, ']')),
                  YAML::DeepRecursion);
 }
 

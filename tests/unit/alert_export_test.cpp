@@ -64,14 +64,14 @@ protected:
     MessageLog log;
 };
 
-TEST_F(AlertExportModule, AMissingFolderForTheExportIsAFailure)
+TEST_F(AlertExportModule, AMissingDirectoryForTheExportIsAFailure)
 {
     EXPECT_EQ(generate(alerts, "/tmp/missing/export.log"), -1);
     EXPECT_FALSE(QFile::exists("/tmp/missing"));
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(AlertExportModule, AFolderThatIsALinkHoldsTheExportToo)
+TEST_F(AlertExportModule, ADirectoryThatIsALinkHoldsTheExportToo)
 {
     ASSERT_TRUE(QDir().mkpath("/srv/real"));
     ASSERT_TRUE(QFile::link("/srv/real", "/srv/linked"));
@@ -102,24 +102,24 @@ TEST_F(AlertExportModule, ThePreparedFileIsEmptyAndAppendedTo)
     EXPECT_EQ(fcntl(output.get(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(AlertExportModule, AnUnreadableFolderEndsTheWalkAtOnceAndWhatWasCopiedStays)
+TEST_F(AlertExportModule, AnUnreadableDirectoryEndsTheWalkAtOnceAndWhatWasCopiedStays)
 {
     ASSERT_EQ(mkdir("/run/alerts/locked", 0700), 0);
     for (int i = 0; i < 40; ++i) {
         host::writeFile(QString("/run/alerts/%1.log").arg(i), QByteArray::number(i) + '\n');
     }
-    QByteArray linesBeforeTheFolder;
+    QByteArray linesBeforeTheDirectory;
     for (const auto &entry : std::filesystem::directory_iterator(alerts)) {
         if (entry.path().filename() == "locked") {
             break;
         }
-        linesBeforeTheFolder += QByteArray::fromStdString(entry.path().stem()) + '\n';
+        linesBeforeTheDirectory += QByteArray::fromStdString(entry.path().stem()) + '\n';
     }
     const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
     ASSERT_EQ(seteuid(2002), 0);
     const QString error = append(output);
     ASSERT_EQ(seteuid(0), 0);
-    EXPECT_EQ(host::readFile(exportPath), linesBeforeTheFolder);
+    EXPECT_EQ(host::readFile(exportPath), linesBeforeTheDirectory);
     EXPECT_TRUE(error.startsWith("filesystem error: ") && error.contains("Permission denied"))
         << qPrintable(error);
 }
@@ -147,7 +147,7 @@ TEST_F(AlertExportModule, ALogThatCannotBeOpenedIsLeftOutInSilence)
     EXPECT_EQ(error, "");
 }
 
-/// Holds a lease on a file until its end of life: whoever opens the file has to wait for us.
+/// Holds a lease on a file until its end of life: to open the file means to wait for us.
 class Lease
 {
 public:

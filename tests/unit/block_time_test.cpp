@@ -77,7 +77,7 @@ TEST_F(BlockTime, AMissingFileFailsAndIsNotMade)
     EXPECT_FALSE(QFile::exists(path));
 }
 
-TEST_F(BlockTime, AFolderInTheFilesPlaceFails)
+TEST_F(BlockTime, ADirectoryInTheFilesPlaceFails)
 {
     ASSERT_TRUE(QDir().mkpath(path));
     int timeout = 0;
@@ -173,7 +173,7 @@ TEST_F(BlockTime, AFifoIsNeitherReadNorRewritten)
 
 TEST_F(BlockTime, AFileBeyondTheLimitIsNeitherReadNorRewritten)
 {
-    constexpr qint64 size = halvex::largestSettingsFile + 1;
+    constexpr qint64 size = halvex::maxSettingsFileSize + 1;
     host::writeFile(path, "TIMEOUT=\n");
     ASSERT_EQ(truncate(path, size), 0);
     int timeout = 12345;

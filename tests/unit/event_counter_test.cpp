@@ -109,7 +109,7 @@ TEST(EventCounter, AFifoInTheFilesPlaceCannotBeOpened)
     EXPECT_EQ(count, "untouched");
 }
 
-TEST(EventCounter, AFolderInTheFilesPlaceCannotBeOpened)
+TEST(EventCounter, ADirectoryInTheFilesPlaceCannotBeOpened)
 {
     ASSERT_TRUE(QDir().mkpath(statePath));
     QString count = "untouched";

@@ -50,7 +50,7 @@ TEST_F(HostEdition, WithoutTheFileItIsNoneAndTheFileIsNamed)
     EXPECT_EQ(log.messages(), QStringList{"warning: Cannot open /etc/os-release"});
 }
 
-TEST_F(HostEdition, AFolderInTheFilesPlaceIsSurvived)
+TEST_F(HostEdition, ADirectoryInTheFilesPlaceIsSurvived)
 {
     ASSERT_TRUE(QDir().mkpath(osRelease));
     EXPECT_FALSE(halvex::detectServerEdition());

@@ -72,7 +72,7 @@ TEST_F(NotifySettingsModule, AMissingFileFails)
     EXPECT_FALSE(QFile::exists(path));
 }
 
-TEST_F(NotifySettingsModule, AFolderInTheFilesPlaceFails)
+TEST_F(NotifySettingsModule, ADirectoryInTheFilesPlaceFails)
 {
     ASSERT_TRUE(QDir().mkpath(path));
     EXPECT_EQ(get(), -1);

@@ -33,7 +33,7 @@ TEST(SettingsFile, AnEmptyFileIsRead)
     EXPECT_EQ(halvex::readSettingsFile(path), QByteArray());
 }
 
-TEST(SettingsFile, AMissingFileOrAFolderIsNot)
+TEST(SettingsFile, AMissingFileOrADirectoryIsNot)
 {
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
     ASSERT_TRUE(QDir().mkpath(path));
@@ -49,17 +49,17 @@ TEST(SettingsFile, AFileThatFailsWhileItIsReadIsNot)
 TEST(SettingsFile, AFileAtTheLimitIsRead)
 {
     host::writeFile(path, "");
-    ASSERT_EQ(truncate(path, halvex::largestSettingsFile), 0);
+    ASSERT_EQ(truncate(path, halvex::maxSettingsFileSize), 0);
     const std::optional<QByteArray> content = halvex::readSettingsFile(path);
     ASSERT_TRUE(content);
-    EXPECT_EQ(content->size(), halvex::largestSettingsFile);
+    EXPECT_EQ(content->size(), halvex::maxSettingsFileSize);
 }
 
 TEST(SettingsFile, AFileBeyondTheLimitIsNotReadAndNotMentioned)
 {
     const MessageLog log;
     host::writeFile(path, "");
-    ASSERT_EQ(truncate(path, halvex::largestSettingsFile + 1), 0);
+    ASSERT_EQ(truncate(path, halvex::maxSettingsFileSize + 1), 0);
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
     ASSERT_EQ(truncate(path, off_t(1) << 32), 0);
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
