@@ -180,7 +180,7 @@ TEST_F(SettingsFiles, ATerminationWaitsUntilTheFileIsWritten)
                                 "<notify_fold>1</notify_fold>\n</notify>\n</alerts>\n" +
                                     padding + "</ossec_config>\n");
     const int notices = inotify_init1(IN_CLOEXEC);
-    ASSERT_GE(inotify_add_watch(notices, QFile::encodeName(notifyPath), IN_MODIFY), 0);
+    ASSERT_GE(inotify_add_watch(notices, qPrintable(notifyPath), IN_MODIFY), 0);
     const auto pid = static_cast<pid_t>(daemon.processId());
     std::thread terminator([notices, pid] {
         // The first change is that the file is truncated.
