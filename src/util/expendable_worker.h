@@ -63,6 +63,8 @@ public:
     /// A process that is given up is killed. If even that has no effect it is left behind: it
     /// exits once the system call returns that it hangs in.
     ///
+    /// Throws std::bad_alloc when there is no memory for the result; the process is given up then.
+    ///
     /// @return the result; the interim result, or nothing if there is none, when the job took too
     ///         long or its process exited; nothing when that could not be made, or maxLeftBehind
     ///         processes are left behind already
