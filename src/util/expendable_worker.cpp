@@ -72,7 +72,13 @@ std::optional<std::string> ExpendableWorker::run(Job job, const std::string &inp
         giveUp(); // what has been sent of the order must not precede the next one
         return std::nullopt;
     }
-    return receive(patience);
+    try {
+        return receive(patience);
+    } catch (...) {
+        // There is no memory for the result. What is left of it must not pass for the next one.
+        giveUp();
+        throw;
+    }
 }
 
 bool ExpendableWorker::start()

@@ -68,6 +68,8 @@ public:
     /// If the job takes longer, it is given up: its process is killed. A process that hangs in a
     /// system call that cannot be interrupted is left behind. It exits when that call returns.
     ///
+    /// Throws std::bad_alloc when there is no memory for the result; the process is given up then.
+    ///
     /// @return the result; the interim result, or nothing if there is none, when the job took too
     ///         long or its process exited; nothing when the process could not be made, or
     ///         maxLeftBehind processes are left behind already

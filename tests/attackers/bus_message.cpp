@@ -88,6 +88,14 @@ Message makeMessage(const Address &address, const std::vector<std::string> &argu
     return Message(message);
 }
 
+void appendList(DBusMessage *message, int count)
+{
+    const std::vector<const char *> texts(static_cast<std::size_t>(count), "x");
+    const char *const *items = texts.data();
+    dbus_message_append_args(message, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &items, count,
+                             DBUS_TYPE_INVALID);
+}
+
 std::string answerTo(DBusConnection *bus, DBusMessage *message, int timeoutMs)
 {
     Error error;

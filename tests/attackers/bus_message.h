@@ -30,6 +30,9 @@ DBusConnection *connectToBus();
 /// A message with the texts @p arguments. One that starts with "variant:" goes into a variant.
 Message makeMessage(const Address &address, const std::vector<std::string> &arguments);
 
+/// Appends a list of @p count texts of one character each to @p message.
+void appendList(DBusMessage *message, int count);
+
 /// Sends @p message and waits for its answer, for @p timeoutMs at most.
 ///
 /// @return "status N" for an answer that begins with a number, "answer" for any other one, and

@@ -11,6 +11,9 @@
 //   --small COUNT          COUNT messages with the TEXTs; 1 if --large is not given either
 //   --large COUNT          after those, COUNT messages with a text of 33 MB behind the TEXTs, or
 //                          in the last of them if that is "variant:"
+//   --list COUNT           instead of that text, the large messages have a list of COUNT texts of
+//   one
+//                          character each behind the TEXTs
 //   --descriptors KIND N   each message has N descriptors; KIND is a path, or "lingering"
 //   --connections N        all of that through N connections at once
 //   --seconds N            all of that again and again, for N seconds; "round" is printed
@@ -40,6 +43,7 @@ struct Orders
     unsigned pid = 0;
     int small = 0;
     int large = 0;
+    int listed = 0;
     std::string descriptorKind;
     int descriptors = 0;
     int connections = 1;
@@ -79,6 +83,8 @@ Orders readOrders(int argc, char **argv)
             orders.small = std::stoi(value());
         } else if (word == "--large") {
             orders.large = std::stoi(value());
+        } else if (word == "--list") {
+            orders.listed = std::stoi(value());
         } else if (word == "--descriptors") {
             orders.descriptorKind = value();
             orders.descriptors = std::stoi(value());
@@ -115,7 +121,7 @@ public:
             destinations = namesOfProcess(bus, orders.pid);
         }
         std::vector<std::string> largeTexts = orders.texts;
-        if (orders.large > 0) {
+        if (orders.large > 0 && orders.listed == 0) {
             if (largeTexts.empty() || largeTexts.back() != "variant:") {
                 largeTexts.emplace_back();
             }
@@ -126,6 +132,9 @@ public:
             address.destination = destination;
             smallMessages.push_back(prepared(address, orders.texts));
             largeMessages.push_back(prepared(address, largeTexts));
+            if (orders.listed > 0) {
+                appendList(largeMessages.back().get(), orders.listed);
+            }
         }
     }
 

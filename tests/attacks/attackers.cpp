@@ -40,7 +40,8 @@ void end(QProcess &process)
 
 Attackers::Attackers()
 {
-    for (const char *program : {"blocked-write", "flood", "hanging-file", "stuck-process"}) {
+    for (const char *program :
+         {"blocked-write", "flood", "hanging-file", "slow-log", "stuck-process"}) {
         host::writeFile(QString(directory) + program,
                         host::readFile(QString(ATTACKERS "/") + program), 0755);
     }

@@ -3,26 +3,22 @@
 // An export whose file somebody else holds: a write from memory that never comes has the lock that
 // every other change of the file needs.
 #include "attacks/attacked_host.h"
+#include "stats/export_file.h"
 #include "support/host_files.h"
+
+#include <QDir>
+#include <QThread>
+
+#include <chrono>
 
 namespace {
 
 constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 constexpr int answerTimeoutMs = 8000;
 
-class HeldExport : public AttackedHost
+class Export : public AttackedHost
 {
 protected:
-    void SetUp() override
-    {
-        AttackedHost::SetUp();
-        host::writeFile("/var/log/halvex/logs/alerts/a.log", "alert\n");
-        ASSERT_EQ(call("generateLogFile", {}, bystander::caller), Reply{0});
-        QProcess &file = attackers.startHangingFile(user::ordinary);
-        attackers.start({"blocked-write", exportPath, Attackers::hangingFile()}, user::ordinary);
-        ASSERT_EQ(linesUntil(file, "read", patienceMs), QStringList());
-    }
-
     static void startExport(QProcess &process)
     {
         const QStringList command =
@@ -38,6 +34,26 @@ protected:
         process.kill();
         process.waitForFinished();
         return parseReply(process.readAllStandardOutput()).status;
+    }
+
+    /// Takes the export file's lock.
+    void holdExportFile()
+    {
+        QProcess &file = attackers.startHangingFile(user::ordinary);
+        attackers.start({"blocked-write", exportPath, Attackers::hangingFile()}, user::ordinary);
+        ASSERT_EQ(linesUntil(file, "read", patienceMs), QStringList());
+    }
+};
+
+class HeldExport : public Export
+{
+protected:
+    void SetUp() override
+    {
+        Export::SetUp();
+        host::writeFile("/var/log/halvex/logs/alerts/a.log", "alert\n");
+        ASSERT_EQ(call("generateLogFile", {}, bystander::caller), Reply{0});
+        holdExportFile();
     }
 };
 
@@ -72,6 +88,69 @@ TEST_F(HeldExport, LeavesNothingBehindOnceItIsLetGo)
                host::readFile(exportPath) == "alert\n";
     }));
     EXPECT_TRUE(waitFor([&] { return tasksOfDaemon() <= before; })) << tasksOfDaemon();
+}
+
+// --- while the logs are copied ---
+
+/// An export whose logs come slowly: it has copied the first half, and waits for the second.
+class SlowExport : public Export
+{
+protected:
+    void SetUp() override
+    {
+        Export::SetUp();
+        const QString directory = "/var/log/halvex/logs/alerts";
+        ASSERT_TRUE(QDir().mkpath(directory));
+        log = &attackers.start({"slow-log", directory}, user::root);
+        ASSERT_EQ(linesUntil(*log, "ready", patienceMs), QStringList())
+            << log->readAllStandardError().constData();
+        startExport(exporter);
+        ASSERT_EQ(linesUntil(*log, "waiting", patienceMs), QStringList());
+        ASSERT_EQ(host::readFile(exportPath), lines(bytes / 2));
+    }
+
+    void TearDown() override
+    {
+        Export::TearDown();
+        exporter.kill();
+        exporter.waitForFinished();
+    }
+
+    /// Lets the second half be read.
+    void finishLog()
+    {
+        log->write("\n");
+        ASSERT_TRUE(log->waitForBytesWritten(patienceMs));
+    }
+
+    static QByteArray lines(int size) { return QByteArray("alert!!\n").repeated(size / 8); }
+
+    static constexpr int bytes = 4 << 20;
+    QProcess exporter;
+
+private:
+    QProcess *log = nullptr;
+};
+
+TEST_F(SlowExport, WhoseFileIsTakenMeanwhileIsGivenUpWithinSecondsAndKeepsWhatItHas)
+{
+    holdExportFile();
+    finishLog();
+    EXPECT_EQ(statusOf(exporter), 0);
+    EXPECT_TRUE(isServedWithin(answerTimeoutMs));
+    EXPECT_EQ(daemonMessages().last(),
+              "Filesystem error:  the export was given up [/tmp/halvex_alerts.log]");
+    EXPECT_TRUE(host::readFile(exportPath).startsWith(lines(bytes / 2)));
+}
+
+TEST_F(SlowExport, OfALogThatTakesItsTimeIsComplete)
+{
+    // For longer than others may keep the export from being written.
+    QThread::msleep(2 * std::chrono::milliseconds(halvex::exportPatience).count());
+    finishLog();
+    EXPECT_EQ(statusOf(exporter), 0);
+    EXPECT_TRUE(host::readFile(exportPath) == lines(bytes));
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
 }
 
 } // namespace

@@ -4,14 +4,11 @@
 // bus.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
-#include "util/file_descriptor.h"
+#include "support/service_manager.h"
 
 #include <QByteArray>
 
-#include <array>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <csignal>
 
 namespace {
 
@@ -21,25 +18,11 @@ protected:
     void SetUp() override
     {
         DaemonHost::SetUp();
-        constexpr sockaddr_un address{AF_UNIX, "/run/notify"};
-        ASSERT_EQ(bind(manager.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address),
-                  0);
-        // An idle daemon gives a sign of life every second.
-        startDaemon(soundEnvironment +
-                    QStringList{"NOTIFY_SOCKET=/run/notify", "WATCHDOG_USEC=2000000"});
+        startDaemon(soundEnvironment + ServiceManager::variables());
     }
 
     /// What the daemon says next; empty when it stays silent.
-    QByteArray nextMessage()
-    {
-        std::array<char, 100> message{};
-        pollfd ready{manager.get(), POLLIN, 0};
-        if (poll(&ready, 1, patienceMs) != 1) {
-            return {};
-        }
-        const auto length = recv(manager.get(), message.data(), message.size(), 0);
-        return {message.data(), static_cast<int>(length)};
-    }
+    [[nodiscard]] QByteArray nextMessage() const { return manager.nextMessage(); }
 
     QByteArray messageBesidesSignsOfLife()
     {
@@ -50,7 +33,39 @@ protected:
         return message;
     }
 
-    const halvex::FileDescriptor manager{socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    /// Makes each call take four tenths of a second in the gate, which notes its coming and going.
+    static void slowTheGateDown()
+    {
+        host::writeScript("/usr/sbin/getstatus", "echo begin >>/run/gate.log; sleep 0.4; "
+                                                 "echo end >>/run/gate.log\n");
+        host::writeFile(gateLog, "");
+    }
+
+    /// Sends @p count calls, none of which is waited for, from a program at @p path.
+    void sendCalls(int count, const QString &path)
+    {
+        host::writeFile(path, host::readFile(FLOOD), 0755);
+        // It stays on the bus, or the gate would refuse it without running the tool.
+        const QStringList command =
+            frontEndCommand({user::ordinary, path}, {"--small", QString::number(count), "--stay"});
+        sender.start(command.first(), command.mid(1));
+        ASSERT_TRUE(sender.waitForReadyRead(patienceMs))
+            << sender.readAllStandardError().constData();
+    }
+
+    /// How often the gate's log has @p word, "begin" or "end".
+    static int noted(const char *word) { return host::readFile(gateLog).count(word); }
+
+    void TearDown() override
+    {
+        sender.kill();
+        sender.waitForFinished();
+        DaemonHost::TearDown();
+    }
+
+    static constexpr const char *gateLog = "/run/gate.log";
+    QProcess sender;
+    const ServiceManager manager;
 };
 
 TEST_F(BusWatch, AnIdleDaemonIsAlive)
@@ -69,6 +84,30 @@ TEST_F(BusWatch, ADaemonWhoseCallerWaitsForALongTimeIsAlive)
     for (int i = 0; i < 20; ++i) {
         ASSERT_EQ(nextMessage(), "WATCHDOG=1");
     }
+}
+
+TEST_F(BusWatch, ADaemonWithAQueueOfAcceptedCallsIsAlive)
+{
+    constexpr int calls = 20; // eight seconds, longer than an answer of the bus may take
+    slowTheGateDown();
+    sendCalls(calls, "/usr/sbin/halvex-desktop");
+    int signsAfterwards = 0;
+    while (signsAfterwards < 10) {
+        ASSERT_EQ(nextMessage(), "WATCHDOG=1");
+        signsAfterwards += noted("end") == calls ? 1 : 0;
+    }
+}
+
+TEST_F(BusWatch, ADaemonWithAQueueOfAStrangersCallsAsksForItsEndBetweenTwoOfThem)
+{
+    constexpr int calls = 100;
+    slowTheGateDown();
+    sendCalls(calls, "/usr/local/bin/stranger");
+    EXPECT_EQ(messageBesidesSignsOfLife(), "WATCHDOG=trigger");
+    const int begun = noted("begin");
+    EXPECT_EQ(noted("end"), begun) << "in the middle of a call";
+    EXPECT_LT(begun, calls) << "when all were served";
+    EXPECT_GT(begun, 1);
 }
 
 TEST_F(BusWatch, ADaemonThatHasLostTheBusAsksForItsEnd)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A file that is larger than the memory that is left. The sanitizers' allocator does not throw, so
-// these cases are not part of a sanitized build.
+// A file or an environment that is larger than the memory that is left. The sanitizers' allocator
+// does not throw, so these cases are not part of a sanitized build.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 
@@ -88,6 +88,37 @@ TEST_F(MemoryLimit, AnAiFileOfThatSizeIsAFailure)
     EXPECT_TRUE(host::readFile(aiPath) == content);
     setLimit(RLIM_INFINITY);
     EXPECT_EQ(call("getAiConfig", {"0", "a"}), (Reply{0, {"1"}}));
+}
+
+/// A caller with nearly the largest environment that the kernel gives a program.
+Caller callerWithLargeEnvironment()
+{
+    constexpr int texts = 60;
+    constexpr int textBytes = 100000;
+    Caller caller;
+    for (int i = 0; i < texts; ++i) {
+        caller.environment << QString("T%1=").arg(i) + QString(textBytes, 'x');
+    }
+    return caller;
+}
+
+TEST_F(MemoryLimit, AnEnvironmentOfThatSizeIsARefusal)
+{
+    // A quarter of the stack goes to arguments and environment, 6 MiB at the most.
+    const rlimit stack = {64UL << 20U, RLIM_INFINITY};
+    ASSERT_EQ(setrlimit(RLIMIT_STACK, &stack), 0);
+    host::writeFile(statePath, "events_processed='7'\n");
+    const Caller caller = callerWithLargeEnvironment();
+    // The process that reads environments is there by now, and is not limited.
+    ASSERT_EQ(call("getEventTotalCount"), (Reply{0, {"7"}}));
+    leaveMemory(1);
+    EXPECT_EQ(call("getEventTotalCount", {}, caller), (Reply{-999, {""}}));
+    EXPECT_EQ(systemLog.takeLines(),
+              QStringList{"<14>halvex-desktop-daemon: The caller has no permission"});
+    setLimit(RLIM_INFINITY);
+    EXPECT_EQ(call("getEventTotalCount"), (Reply{0, {"7"}}));
+    EXPECT_EQ(call("getEventTotalCount", {}, caller), (Reply{0, {"7"}}));
+    EXPECT_EQ(systemLog.takeLines(), QStringList());
 }
 
 } // namespace

@@ -61,6 +61,12 @@ void DaemonHost::TearDown()
 
 void DaemonHost::startDaemon(const QStringList &environment, const QStringList &wrapper)
 {
+    ASSERT_NO_FATAL_FAILURE(launchDaemon(environment, wrapper));
+    awaitDaemon();
+}
+
+void DaemonHost::launchDaemon(const QStringList &environment, const QStringList &wrapper)
+{
     host::writeFile(outputPath, {});
     host::writeFile(messagesPath, {});
     daemon.setStandardOutputFile(outputPath);
@@ -69,6 +75,10 @@ void DaemonHost::startDaemon(const QStringList &environment, const QStringList &
     const QStringList command = wrapper + QStringList{DAEMON} + daemonArguments;
     daemon.start(command.first(), command.mid(1));
     ASSERT_TRUE(daemon.waitForStarted()) << qPrintable(daemon.errorString());
+}
+
+void DaemonHost::awaitDaemon()
+{
     ASSERT_TRUE(waitFor([this] {
         return daemonMessages().contains("dbus service start ") ||
                (daemon.waitForFinished(0), daemon.state() == QProcess::NotRunning);

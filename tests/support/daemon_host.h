@@ -27,6 +27,13 @@ protected:
     void startDaemon(const QStringList &environment = soundEnvironment,
                      const QStringList &wrapper = {});
 
+    /// Starts the daemon without waiting until it serves.
+    void launchDaemon(const QStringList &environment = soundEnvironment,
+                      const QStringList &wrapper = {});
+
+    /// Waits until the daemon that was launched serves the bus.
+    void awaitDaemon();
+
     /// Starts the daemon where it must end by itself, and returns its exit status.
     [[nodiscard]] int runDaemonToItsEnd(const QStringList &environment);
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "support/host_files.h"
+#include "support/wait_for.h"
 #include "util/file_descriptor.h"
 #include "util/watchdog.h"
 
@@ -13,6 +15,7 @@
 #include <array>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -67,6 +70,12 @@ protected:
     {
         char message = 0;
         return recv(manager.get(), &message, sizeof message, MSG_DONTWAIT) >= 0;
+    }
+
+    /// Tells whether the process @p pid waits for something.
+    static bool sleeps(pid_t pid)
+    {
+        return host::readFile(QString("/proc/%1/stat").arg(pid)).contains(") S ");
     }
 
     static bool anyVariableIsLeft()
@@ -172,21 +181,29 @@ TEST_F(Watchdog, GivesNoSignOfLifeBeforeItsCheckHasSucceeded)
 
 TEST_F(Watchdog, AFailedCheckAsksTheManagerToEndTheDaemonWhichThenBeginsNothing)
 {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
     const pid_t daemon = fork();
     if (daemon == 0) {
         qputenv("WATCHDOG_PID", QByteArray::number(getpid()));
         const auto watchdog = halvex::startWatchdog();
-        watchdog->setCheck([] { return false; });
+        watchdog->setCheck([&ends] {
+            // The event loop's next event, which it would deliver before it waits for anything.
+            QTimer::singleShot(0, [&ends] { static_cast<void>(write(ends[1], "x", 1)); });
+            return false;
+        });
         QEventLoop loop;
-        QTimer::singleShot(1000, [] { _exit(1); }); // would come during the wait for the end
         _exit(loop.exec());
     }
     EXPECT_EQ(nextMessage(), "WATCHDOG=trigger");
-    QThread::msleep(1500);
-    EXPECT_EQ(waitpid(daemon, nullptr, WNOHANG), 0);
+    EXPECT_TRUE(waitFor([daemon] { return sleeps(daemon); }));
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), -1) << "it has gone on before it slept";
     EXPECT_FALSE(hasMessage());
     EXPECT_EQ(kill(daemon, SIGKILL), 0);
     EXPECT_EQ(waitpid(daemon, nullptr, 0), daemon);
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_F(Watchdog, AManagerThatDoesNotReadIsNotWaitedFor)

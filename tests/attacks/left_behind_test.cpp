@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+//
+// Workers that even killing does not end: each waits for the lock of a file that somebody else
+// holds. Their number is limited.
+#include "attacks/attackers.h"
+#include "support/host_files.h"
+#include "support/suite_host.h"
+#include "util/expendable_worker.h"
+
+#include <chrono>
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+using halvex::ExpendableWorker;
+using halvex::JobControl;
+using std::chrono::milliseconds;
+
+/// Long enough for a job that ends, however slow the machine is.
+constexpr milliseconds ample(60000);
+constexpr const char *heldPath = "/tmp/held";
+
+std::string writeTo(const std::string &path, const JobControl &control)
+{
+    const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    // From here on it may be killed, at best when it waits already.
+    control.setPatience(milliseconds(20));
+    return write(file, "x", 1) == 1 ? "written" : "not written";
+}
+
+std::string reverse(const std::string &input, const JobControl & /*control*/)
+{
+    return {input.rbegin(), input.rend()};
+}
+
+/// How many child processes this one has.
+int children()
+{
+    return host::readFile(QString("/proc/self/task/%1/children").arg(getpid())).count(' ');
+}
+
+class WorkersLeftBehind : public SuiteHost
+{
+protected:
+    Attackers attackers;
+};
+
+TEST_F(WorkersLeftBehind, AreNoMoreThanTheLimitUntilTheyCanEnd)
+{
+    constexpr int mostLeftBehind = halvex::maxLeftBehind;
+    constexpr int attempts = 10 * mostLeftBehind;
+    host::writeFile(heldPath, "", 0666);
+    QProcess &file = attackers.startHangingFile(user::ordinary);
+    attackers.start({"blocked-write", heldPath, Attackers::hangingFile()}, user::ordinary);
+    ASSERT_EQ(linesUntil(file, "read", patienceMs), QStringList());
+    const int before = children();
+
+    ExpendableWorker worker;
+    for (int i = 0; i < attempts && children() < before + mostLeftBehind; ++i) {
+        EXPECT_EQ(worker.run(writeTo, heldPath, ample), std::nullopt);
+    }
+    ASSERT_EQ(children(), before + mostLeftBehind);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(worker.run(reverse, "abc", ample), std::nullopt);
+        EXPECT_EQ(children(), before + mostLeftBehind) << "no process may be made";
+    }
+
+    attackers.endAll();
+    EXPECT_TRUE(waitFor([&worker] { return worker.run(reverse, "abc", ample) == "cba"; }));
+    // Those that were left behind are waited for as others are given up.
+    const auto hang = [](const std::string &, const JobControl &) -> std::string {
+        for (;;) {
+            pause();
+        }
+    };
+    EXPECT_TRUE(waitFor([&] {
+        EXPECT_EQ(worker.run(hang, "", milliseconds(1)), std::nullopt);
+        return children() <= 1;
+    })) << children();
+}
+
+} // namespace

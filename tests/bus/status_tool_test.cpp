@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+//
+// A status tool that cannot be started, and one that fails. Only what it does not say because it
+// could not be asked keeps administrators from changing the system.
+#include "support/daemon_host.h"
+#include "support/host_files.h"
+
+namespace {
+
+constexpr const char *tool = "/usr/sbin/getstatus";
+constexpr const char *interventionPath = "/etc/halvex/intervention.conf";
+
+class StatusTool : public DaemonHost
+{
+protected:
+    void SetUp() override
+    {
+        DaemonHost::SetUp();
+        host::writeFile(interventionPath, "action \"block\" {\n  timeout = \"1\"\n}\n");
+        host::writeFile("/etc/halvex/interventions/.block_time", "");
+        startDaemon();
+        ASSERT_NO_FATAL_FAILURE(expectTheModeIsOff("while the tool works"));
+    }
+
+    [[nodiscard]] Reply changeAs(unsigned uid)
+    {
+        return call("setInterventionConfig", {"block", "timeout", "1"}, Caller{uid});
+    }
+
+    [[nodiscard]] Reply readAs(unsigned uid)
+    {
+        return call("getInterventionConfig", {"block", "timeout"}, Caller{uid});
+    }
+
+    void expectEverybodyReads(const char *when)
+    {
+        for (const unsigned uid : {user::root, user::wheelMember, user::ordinary, user::secAdmin}) {
+            EXPECT_EQ(readAs(uid), (Reply{0, {"1"}})) << uid << ' ' << when;
+        }
+    }
+
+    void expectTheModeIsOff(const char *when)
+    {
+        EXPECT_EQ(changeAs(user::root), Reply{0}) << when;
+        EXPECT_EQ(changeAs(user::wheelMember), Reply{0}) << when;
+        EXPECT_EQ(changeAs(user::secAdmin), Reply{-999}) << when;
+        expectEverybodyReads(when);
+    }
+
+    void expectNobodyChanges(const char *when)
+    {
+        const QByteArray before = host::readFile(interventionPath);
+        for (const unsigned uid : {user::root, user::wheelMember, user::secAdmin}) {
+            EXPECT_EQ(changeAs(uid), Reply{-999}) << uid << ' ' << when;
+        }
+        EXPECT_EQ(host::readFile(interventionPath), before);
+        expectEverybodyReads(when);
+    }
+
+    /// The exit status of a shell that becomes the tool, as the daemon's does.
+    static int statusOfShell()
+    {
+        return host::run({"/bin/sh", "-c", "exec /usr/sbin/getstatus"}).exitCode;
+    }
+};
+
+TEST_F(StatusTool, WhoseInterpreterIsMissingLetsNobodyChangeAnything)
+{
+    host::writeFile(tool, "#!/no/such/interpreter\necho three admin: off\n", 0755);
+    ASSERT_EQ(statusOfShell(), 127);
+    expectNobodyChanges("without the interpreter");
+    host::writeScript(tool, "echo three admin: off\n");
+    expectTheModeIsOff("once the tool works again");
+}
+
+TEST_F(StatusTool, WhoseInterpreterCannotBeExecutedLetsNobodyChangeAnything)
+{
+    host::writeFile(tool, "#!/etc/passwd\necho three admin: off\n", 0755);
+    ASSERT_EQ(statusOfShell(), 126);
+    expectNobodyChanges("with an interpreter that is no program");
+    host::writeScript(tool, "echo three admin: off\n");
+    expectTheModeIsOff("once the tool works again");
+}
+
+TEST_F(StatusTool, ThatIsNotExecutableMeansThatTheModeIsOff)
+{
+    host::writeFile(tool, "#!/bin/sh\necho three admin: on\n", 0644);
+    expectTheModeIsOff("without the mode bits");
+}
+
+TEST_F(StatusTool, ThatPrintsNothingAndFailsMeansThatTheModeIsOff)
+{
+    for (const char *end : {"exit 0", "exit 1", "exit 2", "exit 3", "kill -TERM $$",
+                            "kill -KILL $$", "kill -SEGV $$"}) {
+        host::writeScript(tool, QByteArray(end) + '\n');
+        expectTheModeIsOff(end);
+    }
+}
+
+} // namespace
