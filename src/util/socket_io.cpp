@@ -18,7 +18,7 @@ using std::chrono::steady_clock;
 /// Tells whether @p error means that the same call may succeed.
 bool isTransient(int error)
 {
-    return error == EINTR || error == EAGAIN;
+    return error == EINTR || error == EAGAIN || error == ENOMEM || error == ENOBUFS;
 }
 
 /// Waits until @p socket can be read, or @p deadline has passed.
@@ -55,7 +55,7 @@ bool sendAll(int socket, const void *bytes, std::size_t size)
     const char *next = static_cast<const char *>(bytes);
     while (size > 0) {
         const ssize_t count = ::send(socket, next, size, MSG_NOSIGNAL);
-        if (count < 0 && errno == EINTR) {
+        if (count < 0 && isTransient(errno)) {
             continue;
         }
         if (count <= 0) {

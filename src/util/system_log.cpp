@@ -54,10 +54,11 @@ void SystemLog::write(std::string_view text) noexcept
     }
     Line buffer{};
     const std::string_view line = formatLine(buffer, text);
+    // Waits are rounded up to the kernel's ticks, so short ones are not worth it.
+    constexpr std::chrono::milliseconds minWait(100);
     const auto waitUs = std::chrono::duration_cast<std::chrono::microseconds>(patience).count();
     const timeval timeout{waitUs / 1000000, waitUs % 1000000};
-    // A time-out of 0 would mean without a limit.
-    const int flags = waitUs > 0 ? MSG_NOSIGNAL : MSG_NOSIGNAL | MSG_DONTWAIT;
+    const int flags = patience >= minWait ? MSG_NOSIGNAL : MSG_NOSIGNAL | MSG_DONTWAIT;
     constexpr sockaddr_un log{AF_UNIX, "/dev/log"};
     if (setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof timeout) == 0) {
         while (sendto(socket.get(), line.data(), line.size(), flags,

@@ -14,7 +14,8 @@ constexpr int patienceWithOthersMs = 8000;
 struct Way
 {
     const char *name;
-    QStringList words; ///< for stuck-process
+    QStringList words;            ///< for stuck-process
+    bool isSometimesRead = false; ///< in a moment in which the lock is free
 };
 
 void PrintTo(const Way &way, std::ostream *stream)
@@ -45,21 +46,27 @@ protected:
             << process.readAllStandardError().constData();
         return process;
     }
+
+    /// Expects @p count answers, each of them a refusal unless the caller could be read.
+    static void expectJudged(const QStringList &answers, int count)
+    {
+        const int served = GetParam().isSometimesRead ? answers.count("status 0") : 0;
+        EXPECT_EQ(answers.size(), count);
+        EXPECT_EQ(answers.count("status -999") + served, count) << answers.join(' ').toStdString();
+    }
 };
 
 TEST_P(UnreadableCaller, IsRefusedAndHoldsNobodyUp)
 {
     QProcess &caller = startCaller(1);
     EXPECT_TRUE(isServedWithin(patienceWithOthersMs));
-    EXPECT_EQ(linesUntil(caller, "done", patienceWithOthersMs).join(' ').toStdString(),
-              "status -999");
+    expectJudged(linesUntil(caller, "done", patienceWithOthersMs), 1);
 }
 
 TEST_P(UnreadableCaller, DoesNotKeepTheDaemonFromBeingKilled)
 {
     QProcess &caller = startCaller(1);
-    EXPECT_EQ(linesUntil(caller, "done", patienceWithOthersMs).join(' ').toStdString(),
-              "status -999");
+    expectJudged(linesUntil(caller, "done", patienceWithOthersMs), 1);
     startCaller(1);
     expectItCanBeKilled();
 }
@@ -71,9 +78,7 @@ TEST_P(UnreadableCaller, LeavesNothingBehindHoweverOftenItCalls)
     QProcess &caller = startCaller(6);
     QProcess &another = startCaller(6);
     for (QProcess *each : {&caller, &another}) {
-        const QStringList answers = linesUntil(*each, "done", patienceMs);
-        EXPECT_EQ(answers.size(), 6);
-        EXPECT_EQ(answers.count("status -999"), 6);
+        expectJudged(linesUntil(*each, "done", patienceMs), 6);
     }
     EXPECT_TRUE(isServedWithin(patienceWithOthersMs));
     EXPECT_TRUE(waitFor([&] { return tasksOfDaemon() <= before + 1; })) << tasksOfDaemon();
@@ -82,7 +87,7 @@ TEST_P(UnreadableCaller, LeavesNothingBehindHoweverOftenItCalls)
 const Way ways[] = {
     {"HoldingItsMemorysLock", {"memory-lock", Attackers::hangingFile()}},
     {"HoldingItsExecLock", {"exec-lock", Attackers::hangingFile(), bystander::caller.path}},
-    {"WithAThreadThatGetsNoProcessor", {"starved", "8"}},
+    {"WithAThreadThatGetsNoProcessor", {"starved", "8"}, true},
 };
 
 INSTANTIATE_TEST_SUITE_P(, UnreadableCaller, testing::ValuesIn(ways),

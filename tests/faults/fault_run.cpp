@@ -34,7 +34,8 @@ bool isCountedByFile(const SeenCall &call)
 
 Reply usualReply(const Scenario &scenario, Role role)
 {
-    return role == Role::Allowed ? scenario.served : Reply{refused};
+    const QStringList emptyTexts = QVector<QString>(scenario.served.texts.size(), "").toList();
+    return role == Role::Allowed ? scenario.served : Reply{refused, emptyTexts};
 }
 
 /// What is wrong with @p reply to a caller in the role of @p scenario; nothing if nothing is.
@@ -218,6 +219,7 @@ void FaultRun::tryFault(const Scenario &scenario, const Fault &fault)
     for (int attempt = 0; attempt < attempts; ++attempt) {
         prepare(scenario);
         Strace strace;
+        threads = daemonThreads(daemon.processId()); // some may have been replaced
         const bool isAttached = strace.inject(fault, threads);
         const Outcome outcome = callOnce(scenario);
         const QList<SeenCall> seen = strace.finish();
