@@ -2,6 +2,7 @@
 #include "attacks/attackers.h"
 
 #include "support/host_files.h"
+#include "support/printing.h"
 #include "support/wait_for.h"
 
 #include <QDir>

@@ -26,10 +26,11 @@ protected:
 
     QByteArray messageBesidesSignsOfLife()
     {
-        QByteArray message;
-        do {
+        constexpr int mostSigns = 60; // a minute
+        QByteArray message = nextMessage();
+        for (int i = 0; i < mostSigns && message == "WATCHDOG=1"; ++i) {
             message = nextMessage();
-        } while (message == "WATCHDOG=1");
+        }
         return message;
     }
 

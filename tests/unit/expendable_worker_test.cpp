@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <new>
 #include <string>
 #include <sys/wait.h>
@@ -47,10 +48,15 @@ pid_t processOf(ExpendableWorker &worker)
     return std::stoi(worker.run(processId, "", ample).value_or("0"));
 }
 
-/// Tells whether the process @p pid exists and is no zombie.
+/// Tells whether the process @p pid exists and is no zombie. One that is not there any more has
+/// closed its files; its program is gone earlier.
 bool lives(pid_t pid)
 {
-    return std::filesystem::exists("/proc/" + std::to_string(pid) + "/exe");
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const auto name = text.rfind(") ");
+    return name != std::string::npos && text[name + 2] != 'Z' && text[name + 2] != 'X';
 }
 
 TEST(ExpendableWorker, DoesAJobAndReturnsItsResult)
