@@ -6,6 +6,7 @@
 #include <QDBusPendingCallWatcher>
 
 #include <chrono>
+#include <utility>
 
 namespace halvex {
 namespace {
@@ -31,7 +32,7 @@ BusWatch::Call::~Call()
     }
 }
 
-BusWatch::BusWatch(const QDBusConnection &bus) : connection(bus)
+BusWatch::BusWatch(QDBusConnection bus) : connection(std::move(bus))
 {
     tick.setInterval(std::chrono::seconds(1));
     // The library itself says so when the connection is lost. No other event would come any more.

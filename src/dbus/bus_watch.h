@@ -38,7 +38,7 @@ public:
         bool isLetIn = false;
     };
 
-    explicit BusWatch(const QDBusConnection &bus);
+    explicit BusWatch(QDBusConnection bus);
 
     /// Sends a ping unless one is under way, and judges the one that is. Does not wait.
     ///
