@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "fuzz/fuzz_target.h"
 #include "stats/event_counter.h"
+#include "util/utf8_text.h"
 
 #include <QFile>
 #include <QString>
@@ -23,7 +24,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArray expected = first.value_or("");
     QString count = "untouched";
     fuzz::requireThat(halvex::getEventTotalCount(path, count) == 0 &&
-                          count == QString::fromUtf8(expected.constData(), expected.size()),
+                          count == halvex::utf8Text(expected),
                       "the first line with a total counts");
     return 0;
 }
