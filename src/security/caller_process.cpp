@@ -28,7 +28,7 @@ std::string procPath(const std::string &pid, const std::string &entry)
     return "/proc/" + pid + '/' + entry;
 }
 
-/// The target of the link at @p path; empty when it cannot be read.
+/// The target of the link at @p path; empty when it cannot be read, with errno set.
 std::string readLink(const std::string &path)
 {
     std::array<char, 4096> target{};
@@ -89,12 +89,6 @@ std::string surroundingsJob(const std::string &input, const JobControl & /*contr
     return isWanted ? result + environment.value_or(std::string()) : result;
 }
 
-bool isFile(const std::string &path)
-{
-    struct stat status = {};
-    return stat(path.c_str(), &status) == 0;
-}
-
 bool isSameFile(const std::string &path, const std::string &otherPath)
 {
     struct stat file = {};
@@ -103,10 +97,20 @@ bool isSameFile(const std::string &path, const std::string &otherPath)
            file.st_dev == other.st_dev && file.st_ino == other.st_ino;
 }
 
-std::string executablePathOf(const std::string &pid)
+/// @return empty for an executable that root may not look at, that is gone, or whose path is longer
+///         than the kernel tells; nothing after any other error
+std::optional<std::string> executablePathOf(const std::string &pid)
 {
     const std::string link = procPath(pid, "exe");
-    return isFile(link) ? readLink(link) : std::string();
+    struct stat status = {};
+    std::string path;
+    if (stat(link.c_str(), &status) == 0) {
+        path = readLink(link);
+    }
+    // A lack of memory says nothing about the executable, so the first argument must not count.
+    const bool isUnknown =
+        path.empty() && errno != EACCES && errno != ENOENT && errno != ENAMETOOLONG;
+    return isUnknown ? std::nullopt : std::optional(path);
 }
 
 std::string firstArgumentOf(const std::string &pid)
@@ -142,13 +146,16 @@ std::string canonicalPathOf(const std::string &path)
 /// The path as the process gives it, a NUL, and the canonical path; or nothing.
 std::string programPathJob(const std::string &pid, const JobControl & /*control*/)
 {
-    const std::string executable = executablePathOf(pid);
-    const std::string path = executable.empty() ? firstArgumentOf(pid) : executable;
+    const auto executable = executablePathOf(pid);
+    if (!executable) {
+        return {};
+    }
+    const std::string path = executable->empty() ? firstArgumentOf(pid) : *executable;
     const std::string canonical = path.empty() ? std::string() : canonicalPathOf(path);
     // The link's text is only a name: that of a deleted program, or one renamed since, may lead to
     // a front end that the caller does not run. A first argument has no file to compare with.
     if (canonical.empty() ||
-        (!executable.empty() && !isSameFile(canonical, procPath(pid, "exe")))) {
+        (!executable->empty() && !isSameFile(canonical, procPath(pid, "exe")))) {
         return {};
     }
     return path + '\0' + canonical;

@@ -169,6 +169,24 @@ TEST_F(CallerGate, AFirstArgumentThatNamesAFrontEndDoesNotHelpAnotherProgram)
     EXPECT_FALSE(letsRead(caller));
 }
 
+TEST_F(CallerGate, AProgramWithALongerPathThanTheKernelTellsIsJudgedByItsFirstArgument)
+{
+    const auto withFirstArgument = [](const QString &argument) {
+        Caller caller = at("/usr/sbin/halvex-desktop");
+        caller.wrapper = QStringList{"bash",
+                                     "-c",
+                                     "cd /tmp; for i in {1..20}; do mkdir -p $1; cd $1; done; "
+                                     "cp $3 /proc/self/cwd/front-end; name=$2; shift 3; "
+                                     "exec -a $name /proc/self/cwd/front-end \"$@\"",
+                                     "bash",
+                                     QString(250, 'd'),
+                                     argument};
+        return caller;
+    };
+    EXPECT_TRUE(letsRead(withFirstArgument("/usr/sbin/halvex-desktop")));
+    EXPECT_FALSE(letsRead(withFirstArgument("/usr/bin/env")));
+}
+
 TEST_F(CallerGate, AFrontEndThatWasDeletedAfterItsStartIsRefused)
 {
     const Reply reply = callAfter([] { ASSERT_TRUE(QFile::remove("/usr/sbin/halvex-desktop")); },

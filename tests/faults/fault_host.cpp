@@ -20,6 +20,12 @@ const QString otherProgram = "/usr/bin/stranger";
 const QByteArray shortLog = "alert\n";
 const QByteArray longLog = shortLog.repeated(22000);
 
+/// A command that starts a program with @p argument in place of the program's own path.
+QStringList withFirstArgument(const QString &argument)
+{
+    return {"bash", "-c", "program=$1; shift; exec -a \"$0\" \"$program\" \"$@\"", argument};
+}
+
 Caller callerOf(Role role)
 {
     switch (role) {
@@ -27,7 +33,7 @@ Caller callerOf(Role role)
         // More than is read at once.
         return {user::root, frontEndPaths[1], {"FILLING=" + QString(20000, 'x'), "LD_PRELOAD="}};
     case Role::OtherProgram:
-        return {user::root, otherProgram};
+        return {user::root, otherProgram, {}, withFirstArgument(frontEndPaths[0])};
     case Role::OrdinaryUser:
         return {user::ordinary};
     case Role::RootWhenSeparated:
@@ -63,8 +69,9 @@ QProcess &FrontEnds::started(Role role)
         process = std::make_unique<QProcess>();
         process->setEnvironment(withSanitizerOptions(
             QStringList{"PATH=/usr/sbin:/usr/bin:/sbin:/bin"} + caller.environment));
-        process->start("setpriv", {"--reuid", id, "--regid", id, "--clear-groups", "--",
-                                   caller.path, "--json", "--lines"});
+        process->start("setpriv",
+                       QStringList{"--reuid", id, "--regid", id, "--clear-groups", "--"} +
+                           caller.wrapper + QStringList{caller.path, "--json", "--lines"});
         EXPECT_TRUE(process->waitForStarted());
     }
     return *process;

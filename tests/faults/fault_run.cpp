@@ -4,6 +4,7 @@
 #include "faults/system_call_errors.h"
 #include "support/host_files.h"
 
+#include <QRegularExpression>
 #include <QSet>
 
 #include <algorithm>
@@ -36,6 +37,15 @@ Reply usualReply(const Scenario &scenario, Role role)
 {
     const QStringList emptyTexts = QVector<QString>(scenario.served.texts.size(), "").toList();
     return role == Role::Allowed ? scenario.served : Reply{refused, emptyTexts};
+}
+
+/// Whether @p fault looks as if root might not look at the caller's executable. Then the first
+/// argument counts.
+bool hidesExecutable(const Scenario &scenario, const Fault &fault)
+{
+    static const QRegularExpression link("/proc/\\d+/exe\"");
+    return scenario.role == Role::OtherProgram && fault.sample.contains(link) &&
+           (fault.error == "EACCES" || fault.error == "ENOENT");
 }
 
 /// What is wrong with @p reply to a caller in the role of @p scenario; nothing if nothing is.
@@ -191,7 +201,10 @@ QList<Fault> FaultRun::faultsOf(const Scenario &scenario)
         EXPECT_TRUE(errors) << "in which ways may this fail? " << qPrintable(call.text);
         const auto &[thread, name, path, number] = key;
         for (const QString &error : errors.value_or(QStringList())) {
-            faults << Fault{thread, name, path, number, error, call.text};
+            const Fault fault{thread, name, path, number, error, call.text};
+            if (!hidesExecutable(scenario, fault)) {
+                faults << fault;
+            }
         }
     }
     return faults;

@@ -22,8 +22,11 @@ protected:
         for (int i = 0; i < faults.size(); ++i) {
             const bool isOfEnvironment =
                 faults[i].sample.contains("/environ>") && faults[i].error == "EIO";
+            const bool isOfExecutable =
+                faults[i].sample.contains("/exe\"") && faults[i].error == "ENOMEM";
             const bool isWait = faults[i].call == "wait4" || faults[i].call == "waitid";
-            if (i % step == 0 || isOfEnvironment || (isWait && faults[i].error == "EINTR")) {
+            if (i % step == 0 || isOfEnvironment || isOfExecutable ||
+                (isWait && faults[i].error == "EINTR")) {
                 sample << faults[i];
             }
         }
