@@ -3,6 +3,7 @@
 
 #include "config/ai_yaml.h"
 #include "config/settings_file.h"
+#include "util/status.h"
 
 #include <optional>
 #include <string>
@@ -16,37 +17,37 @@ constexpr int knownType = 0;
 
 int getAiConfig(const QString &path, int type, const QString &key, QString &value)
 {
-    return type == knownType ? readAiSetting(path, key, value) : -1;
+    return type == knownType ? readAiSetting(path, key, value) : failed;
 }
 
 int readAiSetting(const QString &path, const QString &key, QString &value)
 {
     if (key.isEmpty()) {
-        return -1;
+        return failed;
     }
     value.clear();
     const auto content = readSettingsFile(path);
     const auto setting = content ? aiSettingIn(*content, key) : std::nullopt;
     if (!setting) {
-        return -1;
+        return failed;
     }
     value = *setting;
-    return 0;
+    return succeeded;
 }
 
 int setAiConfig(const QString &path, int type, const QString &key, const QString &value)
 {
     if (type != knownType || key.isEmpty() || value.isEmpty()) {
-        return -1;
+        return failed;
     }
     const auto content = readSettingsFile(path);
     const auto changed = content ? withAiSetting(*content, key, value) : std::nullopt;
     if (!changed) {
-        return -1;
+        return failed;
     }
     // A failure from here on has no status of its own.
     static_cast<void>(writeSettingsFile(path, *changed));
-    return 0;
+    return succeeded;
 }
 
 } // namespace halvex

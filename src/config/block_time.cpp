@@ -3,6 +3,7 @@
 
 #include "config/block_time_text.h"
 #include "config/settings_file.h"
+#include "util/status.h"
 
 #include <QByteArray>
 
@@ -16,23 +17,23 @@ int readBlockTimeout(const QString &path, int &timeout)
     std::optional<QByteArray> content = readSettingsFile(path);
     const int found = content ? timeoutIn(std::move(*content)) : unparsableTimeout;
     if (found == unparsableTimeout) {
-        return -1;
+        return failed;
     }
     timeout = found;
-    return 0;
+    return succeeded;
 }
 
 int writeBlockTimeout(const QString &path, const QString &value)
 {
     std::optional<QByteArray> content = readSettingsFile(path);
     if (!content) {
-        return -1;
+        return failed;
     }
     const QByteArray changed = withTimeout(std::move(*content), value);
     const WriteResult result =
         writeSettingsFile(path, {changed.constData(), size_t(changed.size())});
     // A failed write has no status of its own here.
-    return result == WriteResult::NotOpened ? -1 : 0;
+    return result == WriteResult::NotOpened ? failed : succeeded;
 }
 
 } // namespace halvex

@@ -13,6 +13,7 @@
 #include "stats/alert_export.h"
 #include "stats/event_counter.h"
 #include "util/host_edition.h"
+#include "util/status.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -132,12 +133,11 @@ template <typename Work>
 int halvexDesktopDaemonService::guarded(Access access, Work work,
                                         std::initializer_list<QString *> outTexts)
 {
-    constexpr int callerRefused = -999;
     halvex::BusWatch::Call call(busWatch);
     idleTimer.start();
     if (!admits(access)) {
         systemLog.write("The caller has no permission");
-        return callerRefused;
+        return halvex::callerRefused;
     }
     call.letIn();
     try {
@@ -151,7 +151,7 @@ int halvexDesktopDaemonService::guarded(Access access, Work work,
     for (QString *text : outTexts) {
         text->clear();
     }
-    return -1;
+    return halvex::failed;
 }
 
 int halvexDesktopDaemonService::getServiceStatus(const QString &serviceName, int type)
