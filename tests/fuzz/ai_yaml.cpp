@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QString>
+#include <QTemporaryDir>
 
 #include <algorithm>
 
@@ -22,7 +23,8 @@ bool holdsNonCharacters(const QString &text)
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const QByteArrayList parts = fuzz::partsOf(data, size, 3);
-    const QString path = "/tmp/config.yaml";
+    static const QTemporaryDir directory;
+    const QString path = directory.filePath("config.yaml");
     const QString key = QString::fromUtf8(parts[0]);
     const QString value = QString::fromUtf8(parts[1]);
     QFile file(path);
