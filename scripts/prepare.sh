@@ -107,18 +107,18 @@ follow() {
 # step LOG WHAT COMMAND...: runs the command with its output in build/log/LOG.log, and shows one line
 # of WHAT, the progress and the time it took. If the command fails, shows the end of the log and ends.
 step() {
-    local log=$logs/$1.log what=$2 began=$SECONDS status=0 line=''
+    local log=$logs/$1.log what=$2 began=$SECONDS status=0 line='' clear=''
     shift 2
     { mkdir -p "$logs" && : >"$log"; } 2>/dev/null || refuse "$log cannot be written: whose is build?"
-    [ ! -t 1 ] || line=$'\r'"$what…"
+    [ ! -t 1 ] || line=$'\r'"$what…" clear=$'\e[K'
     printf '%s…' "$what"
     "$@" </dev/null 2>&1 | follow "$what" "$log" || status=$?
     if [ "$status" != 0 ]; then
-        printf '%s failed\n' "$line"
+        printf '%s failed%s\n' "$line" "$clear"
         printf '%s\n' "The end of $log:" "$(tail -n 40 "$log")" >&2
         exit "$status"
     fi
-    printf '%s done (%d s)%s\n' "$line" $((SECONDS - began)) "${line:+$'\e[K'}"
+    printf '%s done (%d s)%s\n' "$line" $((SECONDS - began)) "$clear"
 }
 
 # Installs those of the given packages that are missing.
