@@ -8,16 +8,18 @@ namespace halvex {
 
 QString describeInstallError(const QString &code)
 {
-    static const QMap<QString, QString> installErrorTable{
-        {"#0200", QObject::tr("The package operation is abnormal")},
-        {"#0202", QObject::tr("Unable to delete system critical packages")},
-        {"#0203", QObject::tr("The network connection is abnormal")},
-        {"#0204", QObject::tr("Insufficient disk space")},
-        {"#0208", QObject::tr("The device is running low on battery")},
-        {"#0209", QObject::tr("The package does not exist")},
-        {"#0219", QObject::tr("Dependencies are not satisfied")},
+    // Translated only when looked up: a table of translations would keep those of its first use.
+    static const QMap<QString, const char *> installErrorTable{
+        {"#0200", QT_TRANSLATE_NOOP("QObject", "The package operation is abnormal")},
+        {"#0202", QT_TRANSLATE_NOOP("QObject", "Unable to delete system critical packages")},
+        {"#0203", QT_TRANSLATE_NOOP("QObject", "The network connection is abnormal")},
+        {"#0204", QT_TRANSLATE_NOOP("QObject", "Insufficient disk space")},
+        {"#0208", QT_TRANSLATE_NOOP("QObject", "The device is running low on battery")},
+        {"#0209", QT_TRANSLATE_NOOP("QObject", "The package does not exist")},
+        {"#0219", QT_TRANSLATE_NOOP("QObject", "Dependencies are not satisfied")},
     };
-    return installErrorTable.value(code, QObject::tr("Unknown error"));
+    return QObject::tr(
+        installErrorTable.value(code, QT_TRANSLATE_NOOP("QObject", "Unknown error")));
 }
 
 } // namespace halvex

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "config/ai_yaml.h"
-
 #include "fuzz/fuzz_target.h"
 
 #include <QString>

@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QString>
+#include <QTemporaryDir>
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
@@ -16,7 +17,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
                           "a total stands in its quotes");
         first = first ? first : total;
     }
-    const QString path = "/tmp/research.state";
+    static const QTemporaryDir directory;
+    const QString path = directory.filePath("research.state");
     QFile file(path);
     fuzz::requireThat(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(),
                       "the state can be written");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Files of the throwaway host, as tests write and compare them. A failure to read or write is a
-// test failure.
+// Files, most of the throwaway host, as tests write and compare them. A failure to read or write
+// is a test failure.
 #pragma once
 
 #include <QByteArray>

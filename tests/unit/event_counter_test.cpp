@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -12,31 +13,36 @@
 
 namespace {
 
-constexpr const char *statePath = "/run/engine.state";
-
-/// The total in a state file that holds @p content.
-QString totalIn(const QByteArray &content)
+class EventCounter : public testing::Test
 {
-    host::writeFile(statePath, content);
-    QString count = "untouched";
-    EXPECT_EQ(halvex::getEventTotalCount(statePath, count), 0);
-    return count;
-}
+protected:
+    /// The total in a state file that holds @p content.
+    [[nodiscard]] QString totalIn(const QByteArray &content) const
+    {
+        host::writeFile(statePath, content);
+        QString count = "untouched";
+        EXPECT_EQ(halvex::getEventTotalCount(statePath, count), 0);
+        return count;
+    }
 
-TEST(EventCounter, TheQuotedNumberIsTheTotal)
+    const QTemporaryDir directory;
+    const QString statePath = directory.filePath("engine.state");
+};
+
+TEST_F(EventCounter, TheQuotedNumberIsTheTotal)
 {
     EXPECT_EQ(totalIn("events_processed='1234'"), "1234");
     EXPECT_EQ(totalIn("# state\nhours='1'\nevents_processed='1234'\nother='9'\n"), "1234");
 }
 
-TEST(EventCounter, AnUnquotedNumberIsSkipped)
+TEST_F(EventCounter, AnUnquotedNumberIsSkipped)
 {
     EXPECT_EQ(totalIn("events_processed=1234\n"), "");
     EXPECT_EQ(totalIn("events_processed=\"1234\"\n"), "");
     EXPECT_EQ(totalIn("events_processed=1234\nevents_processed='5'\n"), "5");
 }
 
-TEST(EventCounter, ALineWithoutItsClosingQuoteIsSkipped)
+TEST_F(EventCounter, ALineWithoutItsClosingQuoteIsSkipped)
 {
     EXPECT_EQ(totalIn("events_processed='1234\nevents_processed='5'\n"), "5");
     EXPECT_EQ(totalIn("events_processed='1234"), "");
@@ -45,17 +51,17 @@ TEST(EventCounter, ALineWithoutItsClosingQuoteIsSkipped)
     EXPECT_EQ(totalIn("events_processed"), "");
 }
 
-TEST(EventCounter, AnEmptyQuotedValueIsAnEmptyTotal)
+TEST_F(EventCounter, AnEmptyQuotedValueIsAnEmptyTotal)
 {
     EXPECT_EQ(totalIn("events_processed=''\nevents_processed='5'\n"), "");
 }
 
-TEST(EventCounter, OnlyTheFirstCompleteLineCounts)
+TEST_F(EventCounter, OnlyTheFirstCompleteLineCounts)
 {
     EXPECT_EQ(totalIn("events_processed='1'\nevents_processed='2'\n"), "1");
 }
 
-TEST(EventCounter, TheTextBetweenTheQuotesIsUnchanged)
+TEST_F(EventCounter, TheTextBetweenTheQuotesIsUnchanged)
 {
     EXPECT_EQ(totalIn("events_processed=' many, 3.5e\t'\n"), " many, 3.5e\t");
     EXPECT_EQ(totalIn(QByteArray("events_processed='1\0002'\n", 22)),
@@ -63,53 +69,53 @@ TEST(EventCounter, TheTextBetweenTheQuotesIsUnchanged)
     EXPECT_EQ(totalIn("events_processed='zw\xc3\xb6lf \xf0\x9f\x98\x80'\n"), "zwölf 😀");
 }
 
-TEST(EventCounter, TheKeyMayBePartOfALongerOne)
+TEST_F(EventCounter, TheKeyMayBePartOfALongerOne)
 {
     EXPECT_EQ(totalIn("total_events_processed_today = '7' ='8'\n"), "8");
 }
 
-TEST(EventCounter, AnAssignmentBeforeTheKeyDoesNotCount)
+TEST_F(EventCounter, AnAssignmentBeforeTheKeyDoesNotCount)
 {
     EXPECT_EQ(totalIn("a='1' events_processed b='2'\n"), "2");
     EXPECT_EQ(totalIn("a='1' events_processed\n"), "");
 }
 
-TEST(EventCounter, ACarriageReturnEndsNoLine)
+TEST_F(EventCounter, ACarriageReturnEndsNoLine)
 {
     EXPECT_EQ(totalIn("events_processed='1\r2'\r\n"), "1\r2");
 }
 
-TEST(EventCounter, BlankLinesDoNotEndTheSearch)
+TEST_F(EventCounter, BlankLinesDoNotEndTheSearch)
 {
     EXPECT_EQ(totalIn("\n\n\nevents_processed='3'\n"), "3");
 }
 
-TEST(EventCounter, AnEmptyFileHasAnEmptyTotal)
+TEST_F(EventCounter, AnEmptyFileHasAnEmptyTotal)
 {
     EXPECT_EQ(totalIn(""), "");
 }
 
-TEST(EventCounter, ALongLineIsReadWhole)
+TEST_F(EventCounter, ALongLineIsReadWhole)
 {
     EXPECT_EQ(totalIn(QByteArray(1 << 20, 'x') + "events_processed='4'"), "4");
 }
 
-TEST(EventCounter, WithoutTheFileTheCallFails)
+TEST_F(EventCounter, WithoutTheFileTheCallFails)
 {
     QString count = "untouched";
-    EXPECT_EQ(halvex::getEventTotalCount("/run/missing.state", count), -1);
+    EXPECT_EQ(halvex::getEventTotalCount(directory.filePath("missing.state"), count), -1);
     EXPECT_EQ(count, "untouched");
 }
 
-TEST(EventCounter, AFifoInTheFilesPlaceCannotBeOpened)
+TEST_F(EventCounter, AFifoInTheFilesPlaceCannotBeOpened)
 {
-    ASSERT_EQ(mkfifo(statePath, 0600), 0);
+    ASSERT_EQ(mkfifo(QFile::encodeName(statePath).constData(), 0600), 0);
     QString count = "untouched";
     EXPECT_EQ(halvex::getEventTotalCount(statePath, count), -1);
     EXPECT_EQ(count, "untouched");
 }
 
-TEST(EventCounter, ADirectoryInTheFilesPlaceCannotBeOpened)
+TEST_F(EventCounter, ADirectoryInTheFilesPlaceCannotBeOpened)
 {
     ASSERT_TRUE(QDir().mkpath(statePath));
     QString count = "untouched";
@@ -117,7 +123,7 @@ TEST(EventCounter, ADirectoryInTheFilesPlaceCannotBeOpened)
     EXPECT_EQ(count, "untouched");
 }
 
-TEST(EventCounter, AByteOrderMarkIsPartOfTheTextWhereverItStands)
+TEST_F(EventCounter, AByteOrderMarkIsPartOfTheTextWhereverItStands)
 {
     EXPECT_EQ(totalIn("events_processed='\xef\xbb\xbf\xef\xbb\xbf'\n"),
               QString(2, QChar::ByteOrderMark));

@@ -47,4 +47,15 @@ TEST(InstallError, DescriptionsAreTranslatedInTheContextQObject)
     EXPECT_EQ(halvex::describeInstallError("#9999"), "QObject: UNKNOWN ERROR");
 }
 
+TEST(InstallError, ATranslationHoldsForAsLongAsItIsInstalled)
+{
+    EXPECT_EQ(halvex::describeInstallError("#0209"), "The package does not exist");
+    {
+        ShoutingTranslator translator;
+        ASSERT_TRUE(QCoreApplication::installTranslator(&translator));
+        EXPECT_EQ(halvex::describeInstallError("#0209"), "QObject: THE PACKAGE DOES NOT EXIST");
+    }
+    EXPECT_EQ(halvex::describeInstallError("#0209"), "The package does not exist");
+}
+
 } // namespace
