@@ -1,0 +1,35 @@
+# Counts the results in a JUnit report of ctest's, in one line: how many tests passed, and how many
+# did not and why.
+
+function text(xml)
+{
+    gsub(/&lt;/, "<", xml)
+    gsub(/&gt;/, ">", xml)
+    gsub(/&quot;/, "\"", xml)
+    gsub(/&apos;/, "'", xml)
+    gsub(/&amp;/, "\\&", xml)
+    return xml
+}
+
+/^\t<testcase / {
+    match($0, / status="[a-z]*"/)
+    status = substr($0, RSTART + 9, RLENGTH - 10)
+    ++count[status]
+}
+
+# GoogleTest gives the reason in the next line. A test counts as not run otherwise.
+/: Skipped$/ && status == "notrun" {
+    getline
+    ++skipped[text($0)]
+    --count[status]
+    status = ""
+}
+
+END {
+    printf "%d passed", count["run"]
+    if (count["fail"]) printf ", %d failed", count["fail"]
+    if (count["notrun"]) printf ", %d not run", count["notrun"]
+    if (count["disabled"]) printf ", %d disabled", count["disabled"]
+    for (reason in skipped) printf ", %d skipped (%s)", skipped[reason], reason
+    print ""
+}
