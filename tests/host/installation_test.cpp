@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QFile>
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
@@ -139,6 +140,108 @@ TEST(Installation, CanBeStaged)
                                   {"PATH=/usr/bin:/bin", "DESTDIR=/srv/stage"});
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
     EXPECT_TRUE(filesBelow("/srv/stage").contains("/usr/libexec/halvex-desktop-daemon"));
+}
+
+/// A build of its own, whose daemon is the one that was built for the tests.
+class InstallationOfABuild : public testing::Test
+{
+protected:
+    void SetUp() override { tellDirectories("/usr/lib/systemd/system"); }
+
+    /// Has pkg-config tell where systemd's directories are.
+    static void tellDirectories(const QByteArray &units)
+    {
+        host::writeFile("/srv/pkg-config/systemd.pc", "prefix=/usr\nsystemdsystemunitdir=" + units +
+                                                          "\nsysusersdir=/usr/lib/users\n"
+                                                          "tmpfilesdir=/usr/lib/files\n"
+                                                          "Name: systemd\nDescription: it\n"
+                                                          "Version: 1\n");
+    }
+
+    /// Configures the build with @p options, and returns the files that it installs.
+    static QStringList installed(const QStringList &options, const QStringList &installOptions = {})
+    {
+        mustRun(QStringList{CMAKE, "-S", SOURCE, "-B", "/srv/build", "-G", "Ninja",
+                            "-DBUILD_TESTING=OFF"} +
+                options);
+        QFile::copy(BUILD "/src/halvex-desktop-daemon", "/srv/build/src/halvex-desktop-daemon");
+        mustRun(QStringList{CMAKE, "--install", "/srv/build"} + installOptions);
+        return filesBelow("/srv/stage");
+    }
+
+    /// What the unit at @p path below the stage starts.
+    static QString startedBy(const QString &path)
+    {
+        return linesOf("/srv/stage" + path).filter("ExecStart=").value(0).section('=', 1);
+    }
+
+private:
+    static void mustRun(const QStringList &command)
+    {
+        const auto result = host::run(command, {"PATH=/usr/bin:/bin", "DESTDIR=/srv/stage",
+                                                "PKG_CONFIG_LIBDIR=/srv/pkg-config"});
+        ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
+    }
+};
+
+TEST_F(InstallationOfABuild, TakesSystemdsDirectoriesFromPkgConfig)
+{
+    const QStringList files = installed({"-DCMAKE_INSTALL_PREFIX=/usr"});
+    EXPECT_TRUE(files.contains("/usr/lib/systemd/system/halvex-desktop-daemon.service"));
+    EXPECT_TRUE(files.contains("/usr/lib/users/halvex-desktop-daemon.conf"));
+    EXPECT_TRUE(files.contains("/usr/lib/files/halvex-desktop-daemon.conf"));
+}
+
+TEST_F(InstallationOfABuild, FollowsThePrefixWithThem)
+{
+    QStringList files = installed({"-DCMAKE_INSTALL_PREFIX=/opt/a"});
+    EXPECT_TRUE(files.contains("/opt/a/lib/systemd/system/halvex-desktop-daemon.service"));
+    EXPECT_TRUE(files.contains("/opt/a/lib/users/halvex-desktop-daemon.conf"));
+    files = installed({}, {"--prefix", "/opt/b"});
+    EXPECT_TRUE(files.contains("/opt/b/lib/systemd/system/halvex-desktop-daemon.service"));
+    EXPECT_EQ(startedBy("/opt/b/lib/systemd/system/halvex-desktop-daemon.service"),
+              "/opt/b/libexec/halvex-desktop-daemon");
+}
+
+TEST_F(InstallationOfABuild, UsesADirectoryOutsideSystemdsPrefixOnlyWithThatPrefix)
+{
+    tellDirectories("/lib/systemd/system");
+    EXPECT_TRUE(installed({"-DCMAKE_INSTALL_PREFIX=/usr"})
+                    .contains("/lib/systemd/system/halvex-desktop-daemon.service"));
+    EXPECT_TRUE(installed({"-DCMAKE_INSTALL_PREFIX=/opt/a"})
+                    .contains("/opt/a/lib/systemd/system/halvex-desktop-daemon.service"));
+}
+
+TEST_F(InstallationOfABuild, HasUsualDirectoriesWhereNobodyTellsThem)
+{
+    ASSERT_TRUE(QFile::remove("/srv/pkg-config/systemd.pc"));
+    const QStringList usual{"/usr/lib/systemd/system/halvex-desktop-daemon.service",
+                            "/usr/lib/sysusers.d/halvex-desktop-daemon.conf",
+                            "/usr/lib/tmpfiles.d/halvex-desktop-daemon.conf"};
+    for (const char *option :
+         {"-DBUILD_TESTING=OFF", "-DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON"}) {
+        const QStringList files = installed({"-DCMAKE_INSTALL_PREFIX=/usr", option});
+        for (const QString &path : usual) {
+            EXPECT_TRUE(files.contains(path)) << option << ' ' << qPrintable(path);
+        }
+        ASSERT_TRUE(QDir("/srv/stage").removeRecursively());
+    }
+}
+
+TEST_F(InstallationOfABuild, TakesRelativeAndAbsoluteDirectories)
+{
+    QStringList files = installed({"-DCMAKE_INSTALL_PREFIX=/usr", "-DHALVEX_SYSTEMD_DIR=lib/other",
+                                   "-DCMAKE_INSTALL_LIBEXECDIR=/opt/libexec"});
+    EXPECT_TRUE(files.contains("/opt/libexec/halvex-desktop-daemon"));
+    EXPECT_TRUE(files.contains("/usr/lib/other/system/halvex-desktop-daemon.service"));
+    EXPECT_EQ(startedBy("/usr/lib/other/system/halvex-desktop-daemon.service"),
+              "/opt/libexec/halvex-desktop-daemon");
+
+    files =
+        installed({"-DHALVEX_SYSTEMD_DIR=/opt/systemd", "-DCMAKE_INSTALL_LIBEXECDIR=lib/daemon"});
+    EXPECT_TRUE(files.contains("/usr/lib/daemon/halvex-desktop-daemon"));
+    EXPECT_EQ(startedBy("/opt/systemd/system/halvex-desktop-daemon.service"),
+              "/usr/lib/daemon/halvex-desktop-daemon");
 }
 
 TEST(Installation, NeedsNothingThatOnlyTheTestsDo)
