@@ -74,6 +74,10 @@ fuzz_packages=(
 bench_packages=(
     polkitd libsystemd-dev pkg-config
 )
+# What makes fresh systems.
+fresh_packages=(
+    git mmdebstrap
+)
 # What looks at the source.
 check_packages=(
     git clang-format clang-tidy codespell cppcheck shellcheck libxml2-utils

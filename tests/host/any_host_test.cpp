@@ -24,7 +24,7 @@ protected:
     [[nodiscard]] static QString scriptOfProjectAt(const QString &path)
     {
         EXPECT_TRUE(QDir().mkpath(path + "/tests/host"));
-        for (const QString name : {"throwaway-host", "booted-host", "copy-of-root.sh"}) {
+        for (const QString name : {"throwaway-host", "booted-host", "functions.sh"}) {
             EXPECT_TRUE(QFile::copy(HOSTS "/" + name, path + "/tests/host/" + name));
         }
         host::writeFile(path + "/CMakeLists.txt", "project");
