@@ -88,19 +88,33 @@ TEST(BootedHost, TwoAtATimeDoNotKnowEachOther)
     EXPECT_EQ(result.output, "active\n") << result.errors.constData();
 }
 
+/// Runs @p command under unified control groups, in one below their root, as in a service, a
+/// session or a container, and then says whether that has other groups in it: "no group".
+host::CommandResult runInControlGroup(const QString &command)
+{
+    // The namespace is for the mount options of the hierarchy: outside of it, each mount changes
+    // them for the real host.
+    return host::run({"unshare", "--mount", "--cgroup", "--", "/bin/bash", "-c",
+                      "mount -t tmpfs sys /sys && mkdir -p /sys/fs/cgroup && "
+                      "mount -t cgroup2 cgroup2 /sys/fs/cgroup && "
+                      "group=$(mktemp -d /sys/fs/cgroup/booted-host-test.XXXXXX) && "
+                      "(echo $BASHPID >$group/cgroup.procs; " +
+                          command + "); rmdir $group && echo no group",
+                      BOOTED_HOST});
+}
+
 TEST(BootedHost, OneInAControlGroupUnderUnifiedOnesComesUpAndLeavesNoGroup)
 {
-    // As in a service, a session or a container. The namespace is for the mount options of the
-    // hierarchy: outside of it, each mount changes them for the real host.
-    const auto result = host::run({"unshare", "--mount", "--cgroup", "--", "/bin/sh", "-c",
-                                   "mount -t tmpfs sys /sys && mkdir -p /sys/fs/cgroup && "
-                                   "mount -t cgroup2 cgroup2 /sys/fs/cgroup && "
-                                   "group=$(mktemp -d /sys/fs/cgroup/booted-host-test.XXXXXX) && "
-                                   "sh -c 'echo $$ >$0/cgroup.procs; "
-                                   "exec $1 systemctl is-active dbus' $group $0; "
-                                   "rmdir $group && echo empty",
-                                   BOOTED_HOST});
-    EXPECT_EQ(result.output, "active\nempty\n") << result.errors.constData();
+    const auto result = runInControlGroup("$0 systemctl is-active dbus");
+    EXPECT_EQ(result.output, "active\nno group\n") << result.errors.constData();
+}
+
+TEST(BootedHost, ASignalEndsItAndLeavesNoGroup)
+{
+    const auto result = runInControlGroup("$0 sleep 98765 & "
+                                          "until pgrep -x sleep >/dev/null; do :; done; "
+                                          "kill $!; wait $!; echo $?; pgrep -x sleep");
+    EXPECT_EQ(result.output, "143\nno group\n") << result.errors.constData();
 }
 
 TEST(BootedHost, AHostThatDoesNotComeUpSaysWhy)
