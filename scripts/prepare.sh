@@ -74,6 +74,14 @@ fuzz_packages=(
 bench_packages=(
     polkitd libsystemd-dev pkg-config
 )
+# What makes fresh systems.
+fresh_packages=(
+    git mmdebstrap
+)
+# What boots them in virtual machines.
+vm_packages=(
+    qemu-system-x86 e2fsprogs
+)
 # What looks at the source.
 check_packages=(
     git clang-format clang-tidy codespell cppcheck shellcheck libxml2-utils

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+//
+// What holds for both kinds of host, wherever they are made: each by a test inside a throwaway
+// host.
+#include "support/command.h"
+#include "support/host_files.h"
+#include "support/printing.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+/// A script that makes hosts, by its name.
+class AnyHost : public testing::TestWithParam<const char *>
+{
+protected:
+    /// The script, in the project that this was built from.
+    [[nodiscard]] static QString script() { return HOSTS + QString('/') + GetParam(); }
+
+    /// Makes a project at @p path that has nothing but the scripts, and returns the script there.
+    [[nodiscard]] static QString scriptOfProjectAt(const QString &path)
+    {
+        EXPECT_TRUE(QDir().mkpath(path + "/tests/host"));
+        for (const QString name : {"throwaway-host", "booted-host", "functions.sh"}) {
+            EXPECT_TRUE(QFile::copy(HOSTS "/" + name, path + "/tests/host/" + name));
+        }
+        host::writeFile(path + "/CMakeLists.txt", "project");
+        return path + "/tests/host/" + GetParam();
+    }
+};
+
+QByteArray message(const QByteArray &text)
+{
+    return AnyHost::GetParam() + (": " + text) + '\n';
+}
+
+std::string kindOf(const testing::TestParamInfo<const char *> &script)
+{
+    return script.index == 0 ? "Throwaway" : "Booted";
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, AnyHost, testing::Values("throwaway-host", "booted-host"), kindOf);
+
+TEST_P(AnyHost, OnlyRootCanMakeOne)
+{
+    // The project may lie where others cannot go.
+    const QString copy = "/usr/local/bin/" + QString(GetParam());
+    ASSERT_TRUE(QFile::copy(script(), copy));
+    const auto result =
+        host::run({"setpriv", "--reuid", "65534", "--clear-groups", "--", copy, "true"});
+    EXPECT_EQ(result.exitCode, 125);
+    EXPECT_TRUE(result.errors.startsWith(QByteArray(GetParam()) + ": only root can "))
+        << result.errors.constData();
+}
+
+TEST_P(AnyHost, WithoutACommandItSaysSo)
+{
+    const auto result = host::run({script()});
+    EXPECT_EQ(result.exitCode, 125);
+    EXPECT_EQ(result.errors, message("no command given"));
+}
+
+TEST_P(AnyHost, WhereNamespacesCannotBeMadeItSaysSo)
+{
+    const auto result =
+        host::run({"setpriv", "--bounding-set", "-sys_admin", "--", script(), "true"});
+    EXPECT_EQ(result.exitCode, 125);
+    EXPECT_EQ(result.errors, message("no namespaces can be made here; "
+                                     "a container needs to be a privileged one"));
+}
+
+TEST_P(AnyHost, WhereNoOverlayCanBeMountedItSaysSo)
+{
+    // Without its layers, the host's root can only be an overlay over overlays, one too many.
+    const auto result = host::run({"unshare", "--mount", "--", "/bin/sh", "-c",
+                                   "umount --recursive /.layers && exec \"$0\" true", script()});
+    EXPECT_EQ(result.exitCode, 125);
+    EXPECT_EQ(result.errors, message("this kernel mounts no overlay over the root "
+                                     "(see the last lines of dmesg)"));
+}
+
+TEST_P(AnyHost, OneIsMadeMoreDeeplyThanOverlaysNest)
+{
+    const QString throwaway = HOSTS "/throwaway-host";
+    host::writeFile("/etc/planted", "outermost");
+    const auto result =
+        host::run({throwaway, throwaway, throwaway, script(), "cat", "/etc/planted"});
+    EXPECT_EQ(result.output, "outermost") << result.errors.constData();
+}
+
+TEST_P(AnyHost, AProjectOnAnotherFileSystemIsThere)
+{
+    for (const QString place : {"/mnt", "/srv", "/tmp", "/run/user"}) {
+        ASSERT_TRUE(QDir().mkpath(place));
+        ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "other", place}).exitCode, 0);
+        const QString project = place + "/a project,with:odd \\characters";
+        const auto result =
+            host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});
+        EXPECT_EQ(result.output, "project") << qPrintable(place) << result.errors.constData();
+    }
+}
+
+TEST_P(AnyHost, AProjectOfTheRootIsThere)
+{
+    const QString project = "/opt/a project,with:odd \\characters";
+    const auto result = host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});
+    EXPECT_EQ(result.output, "project") << result.errors.constData();
+}
+
+TEST_P(AnyHost, ASharedDirectoryIsTheRealOne)
+{
+    for (const QString place : {"/srv/shared", "/mnt/shared:too"}) {
+        ASSERT_TRUE(QDir().mkpath(place));
+        const auto result = host::run(
+            {script(), "--share", place, "--", "/bin/sh", "-c", "echo x >\"$0/result\"", place});
+        EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
+        EXPECT_EQ(host::readFile(place + "/result"), "x\n");
+    }
+}
+
+} // namespace
