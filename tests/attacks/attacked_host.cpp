@@ -33,7 +33,7 @@ void AttackedHost::expectItCanBeKilled()
 {
     daemonMayEnd = true;
     daemon.kill();
-    EXPECT_TRUE(daemon.waitForFinished(5000)) << "the daemon survives being killed";
+    EXPECT_TRUE(daemon.waitForFinished(patienceMs)) << "the daemon survives being killed";
 }
 
 int AttackedHost::tasksOfDaemon() const

@@ -22,7 +22,7 @@ using halvex::JobControl;
 using std::chrono::milliseconds;
 
 /// Long enough for a job that ends, however slow the machine is.
-constexpr milliseconds ample(60000);
+constexpr milliseconds ample(patienceMs);
 constexpr const char *heldPath = "/tmp/held";
 
 std::string writeTo(const std::string &path, const JobControl &control)

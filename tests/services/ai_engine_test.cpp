@@ -6,6 +6,7 @@
 #include "support/message_log.h"
 #include "support/stand_in.h"
 #include "support/tls_server.h"
+#include "support/wait_for.h"
 #include "util/command_runner.h"
 
 #include <QFile>
@@ -329,7 +330,7 @@ TEST_F(EngineState, TheRealProcessListShowsARunningEngine)
     host::writeFile(engine, host::readFile("/usr/bin/sleep"), 0755);
     QProcess process;
     process.start(engine, {"1000"});
-    ASSERT_TRUE(process.waitForStarted());
+    ASSERT_TRUE(process.waitForStarted(patienceMs));
     EXPECT_EQ(state(), 1);
     process.kill();
     process.waitForFinished();
