@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "services/ai_engine.h"
 #include "services/service_names.h"
+#include "services/test_clock.h"
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
@@ -217,6 +218,7 @@ TEST_F(EngineSwitch, OnFailsWhenTheInternetIsAskedForAndNotReached)
 
 TEST_F(EngineSwitch, OnRunsTheEngineWhenTheInternetIsAskedForAndReached)
 {
+    const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
     setDgaDetect(R"("\x01")");
     EXPECT_EQ(switchEngine(1, settingsPath), 0);
@@ -226,6 +228,7 @@ TEST_F(EngineSwitch, OnRunsTheEngineWhenTheInternetIsAskedForAndReached)
 
 TEST_F(EngineSwitch, ASecondSwitchOnIsServedWhileTheFirstWaits)
 {
+    const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
     setDgaDetect(R"("\x01")");
     int second = INT_MIN;
@@ -242,6 +245,7 @@ TEST_F(EngineSwitch, ASecondSwitchOnIsServedWhileTheFirstWaits)
 
 TEST_F(EngineSwitch, EachOfTwoCallersGetsItsOwnAnswer)
 {
+    const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
     setDgaDetect(R"("\x01")");
     int second = INT_MIN;
@@ -259,6 +263,7 @@ TEST_F(EngineSwitch, EachOfTwoCallersGetsItsOwnAnswer)
 
 TEST_F(EngineSwitch, AllElseIsServedWhileOneWaits)
 {
+    const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
     setDgaDetect(R"("\x01")");
     int off = INT_MIN;

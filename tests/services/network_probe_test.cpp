@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "services/network_probe.h"
-#include "services/standing_clock.h"
+#include "services/test_clock.h"
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/tls_server.h"
@@ -102,7 +102,7 @@ protected:
     static constexpr auto coarseness = limit / 20; ///< of Qt's timers
 
 private:
-    StandingClock clock;
+    TestClock clock;
 };
 
 TEST_F(InternetProbe, TlsIsThere)
@@ -166,7 +166,7 @@ TEST_F(InternetProbe, AnAnswerJustBeforeTheLimitIsInTime)
 {
     TlsServer server;
     server.answer = [] {
-        StandingClock::advance(limit - coarseness - 1ms);
+        TestClock::advance(limit - coarseness - 1ms);
         return TlsServer::page();
     };
     EXPECT_TRUE(probeInternet());
@@ -177,7 +177,7 @@ TEST_F(InternetProbe, ASiteThatHasSaidNothingByTheLimitIsTooLate)
 {
     TlsServer server;
     server.answer = [] {
-        StandingClock::advance(limit + coarseness);
+        TestClock::advance(limit + coarseness);
         return QByteArray();
     };
     EXPECT_FALSE(probeInternet());
@@ -239,7 +239,7 @@ TEST_F(NestedProbes, BothSucceed)
 TEST_F(NestedProbes, AnAnswerInTimeStandsThoughTheInnerProbeOutlastsTheOutersLimit)
 {
     // Nobody can tell when the outer one has its answer; it has enough time for that.
-    StandingClock::goOnSlowly();
+    TestClock::setPace(TestClock::Pace::Slow);
     run(TlsServer::page(), {});
     EXPECT_TRUE(outer);
     EXPECT_FALSE(inner);
@@ -247,7 +247,7 @@ TEST_F(NestedProbes, AnAnswerInTimeStandsThoughTheInnerProbeOutlastsTheOutersLim
 
 TEST_F(NestedProbes, TheInnersAnswerIsNotTheOuters)
 {
-    StandingClock::goOnSlowly();
+    TestClock::setPace(TestClock::Pace::Slow);
     run({}, TlsServer::page());
     EXPECT_FALSE(outer);
     EXPECT_TRUE(inner);
@@ -258,16 +258,16 @@ TEST_F(NestedProbes, AnAnswerAfterTheOutersLimitIsTooLateForItThoughTheInnerStil
     TlsServer server;
     server.answer = [&] {
         if (server.requests == 1) {
-            StandingClock::advance(limit / 2);
+            TestClock::advance(limit / 2);
             server.callSoon([this] { inner = probeInternet(); });
         } else {
-            StandingClock::advance(limit / 2 + coarseness);
+            TestClock::advance(limit / 2 + coarseness);
             // Due after the outer one's limit, so it comes after that.
             QTimer::singleShot(1, Qt::PreciseTimer, &server, [&] {
                 server.answerFirst(TlsServer::page()); // to the outer one
                 server.answerFirst(TlsServer::page()); // to the inner one
             });
-            StandingClock::advance(10ms);
+            TestClock::advance(10ms);
         }
         return QByteArray();
     };

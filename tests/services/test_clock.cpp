@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "services/standing_clock.h"
+#include "services/test_clock.h"
 
 #include <ctime>
 #include <mutex>
@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 using std::chrono::nanoseconds;
+using Pace = TestClock::Pace;
 
 namespace {
 
@@ -16,8 +17,6 @@ nanoseconds realTime()
     syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
     return std::chrono::seconds(now.tv_sec) + nanoseconds(now.tv_nsec);
 }
-
-enum class Pace { Real, Slow, Standing };
 
 constexpr int slowness = 5;
 
@@ -39,34 +38,30 @@ nanoseconds shownNow()
     return realTime();
 }
 
-void setPace(Pace next, nanoseconds step = {})
-{
-    const std::lock_guard lock(mutex);
-    shown = shownNow() + step;
-    change = realTime();
-    pace = next;
-}
-
 } // namespace
 
-StandingClock::StandingClock()
+TestClock::TestClock(Pace pace)
 {
-    setPace(Pace::Standing);
+    setPace(pace);
 }
 
-StandingClock::~StandingClock()
+TestClock::~TestClock()
 {
     setPace(Pace::Real);
 }
 
-void StandingClock::advance(std::chrono::milliseconds time)
+void TestClock::setPace(Pace next)
 {
-    setPace(Pace::Standing, time);
+    const std::lock_guard lock(mutex);
+    shown = shownNow();
+    change = realTime();
+    pace = next;
 }
 
-void StandingClock::goOnSlowly()
+void TestClock::advance(std::chrono::milliseconds time)
 {
-    setPace(Pace::Slow);
+    const std::lock_guard lock(mutex);
+    shown += time;
 }
 
 /// Stands in the place of the C library's, for Qt's calls of it too.
@@ -77,8 +72,7 @@ extern "C" int clock_gettime(clockid_t clock, timespec *time) noexcept
     }
     const std::lock_guard lock(mutex);
     const auto now = shownNow();
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now);
-    time->tv_sec = seconds.count();
-    time->tv_nsec = (now - seconds).count();
+    time->tv_sec = std::chrono::duration_cast<std::chrono::seconds>(now).count();
+    time->tv_nsec = (now % std::chrono::seconds(1)).count();
     return 0;
 }
