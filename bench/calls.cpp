@@ -7,6 +7,8 @@
 //   calls start DAEMON REFERENCE  the row of the two programs' starts
 //   calls one STATUS              the seconds that one call takes which gives that status
 //   calls environment KIB         a row of calls from a process with an environment of that size
+//   calls older ADDRESS           rows of calls, against an older daemon on the bus at that address
+//   calls older ADDRESS KIB       the same from a process with an environment of that size
 #include "bench.h"
 #include "dbus/bus_names.h"
 #include "dbus/detect_type.h"
@@ -41,11 +43,12 @@ IsExpected statusIs(int status)
 }
 
 /// Makes a round of calls whose answers must all be as expected.
-bench::Action roundOf(const QDBusMessage &message, const IsExpected &isExpected)
+bench::Action roundOf(const QDBusMessage &message, const IsExpected &isExpected,
+                      const QDBusConnection &bus = QDBusConnection::systemBus())
 {
-    return [message, isExpected] {
+    return [message, isExpected, bus] {
         for (int call = 0; call < callsInARound; ++call) {
-            const auto reply = QDBusConnection::systemBus().call(message);
+            const auto reply = bus.call(message);
             if (!isExpected(reply)) {
                 std::fprintf(stderr, "%s: %s\n", qPrintable(message.member()),
                              qPrintable(reply.errorMessage()));
@@ -62,6 +65,23 @@ QDBusMessage callOf(const char *method, const QVariantList &arguments = {})
         method);
     message.setArguments(arguments);
     return message;
+}
+
+/// The calls that read one of the settings and write what is in it already.
+struct SettingsCalls
+{
+    QDBusMessage reading;
+    QDBusMessage change;
+};
+
+std::vector<SettingsCalls> settingsCalls()
+{
+    const QVariant type = QVariant::fromValue(DetectType());
+    return {{callOf("getNotifyConfig"), callOf("setNotifyConfig", {"0", "30", "1"})},
+            {callOf("getInterventionConfig", {"block", "timeout"}),
+             callOf("setInterventionConfig", {"block", "timeout", "30"})},
+            {callOf("getAiConfig", {type, "detect.threshold"}),
+             callOf("setAiConfig", {type, "detect.threshold", "80"})}};
 }
 
 QDBusMessage callOfBareService(const char *name)
@@ -129,21 +149,28 @@ void printRows()
             }
         },
         "");
-    const DetectType engine;
-    const QVariant type = QVariant::fromValue(engine);
-    const auto compareWithReading = [](const char *what, const QDBusMessage &change,
-                                       const QDBusMessage &reading) {
-        bench::compare(what, rounds, roundOf(change, statusIs(0)), roundOf(reading, statusIs(0)),
-                       "1.15");
+    for (const auto &[reading, change] : settingsCalls()) {
+        const QString what = "100 calls of " + change.member() + ", against " + reading.member();
+        bench::compare(qPrintable(what), rounds, roundOf(change, statusIs(0)),
+                       roundOf(reading, statusIs(0)), "1.15");
+    }
+}
+
+/// Prints the rows of calls against those to the daemon on the bus at @p address.
+void printRowsAgainstOlder(const QString &address, const QString &circumstances)
+{
+    const auto olderBus = QDBusConnection::connectToBus(address, "older");
+    const auto compareCalls = [&](const QDBusMessage &call, const char *goal) {
+        const QString what =
+            "100 calls of " + call.member() + circumstances + ", against an older daemon";
+        bench::compare(qPrintable(what), rounds, roundOf(call, statusIs(0)),
+                       roundOf(call, statusIs(0), olderBus), goal);
     };
-    compareWithReading("100 calls of setNotifyConfig, against getNotifyConfig",
-                       callOf("setNotifyConfig", {"0", "30", "1"}), callOf("getNotifyConfig"));
-    compareWithReading("100 calls of setInterventionConfig, against getInterventionConfig",
-                       callOf("setInterventionConfig", {"block", "timeout", "30"}),
-                       callOf("getInterventionConfig", {"block", "timeout"}));
-    compareWithReading("100 calls of setAiConfig, against getAiConfig",
-                       callOf("setAiConfig", {type, "detect.threshold", "80"}),
-                       callOf("getAiConfig", {type, "detect.threshold"}));
+    compareCalls(callOf("getEventTotalCount"), "1.03");
+    for (const auto &[reading, change] : settingsCalls()) {
+        compareCalls(reading, "1.03");
+        compareCalls(change, "1.10");
+    }
 }
 
 /// Prints the row of two programs' starts, until they own their bus names.
@@ -181,9 +208,13 @@ void printSecondsOfOne(int status)
     std::printf("%.9f\n", seconds / callsInARound);
 }
 
-/// Becomes the same program with an environment of @p size KiB, ten variables in each.
-void startWithEnvironmentOf(int size, char **arguments)
+/// Becomes the same program with an environment of @p size KiB, ten variables in each, unless it
+/// has done so already.
+void ensureEnvironmentOf(int size, char **arguments)
 {
+    if (qEnvironmentVariableIsSet("VARIABLE0")) {
+        return;
+    }
     std::vector<std::string> variables;
     for (int i = 0; i < size * 10; ++i) {
         std::string variable = "VARIABLE" + std::to_string(i) + '=';
@@ -230,11 +261,13 @@ int main(int argc, char **argv)
         printSecondsOfOne(arguments.value(2).toInt());
     } else if (arguments.value(1) == "environment") {
         const int size = arguments.value(2).toInt();
-        if (qEnvironmentVariableIsSet("VARIABLE0")) {
-            printRowOfEnvironment(size);
-        } else {
-            startWithEnvironmentOf(size, argv);
-        }
+        ensureEnvironmentOf(size, argv);
+        printRowOfEnvironment(size);
+    } else if (arguments.value(1) == "older" && arguments.size() == 4) {
+        ensureEnvironmentOf(arguments[3].toInt(), argv);
+        printRowsAgainstOlder(arguments[2], " with " + arguments[3] + " KiB of environment");
+    } else if (arguments.value(1) == "older") {
+        printRowsAgainstOlder(arguments.value(2), "");
     } else {
         printRows();
     }

@@ -3,64 +3,37 @@
 
 #include "config/block_time_text.h"
 #include "config/settings_file.h"
+#include "util/status.h"
 
-#include <QBuffer>
 #include <QByteArray>
-#include <QIODevice>
-#include <QString>
-#include <QTextStream>
 
 #include <optional>
+#include <utility>
 
 namespace halvex {
 
 int readBlockTimeout(const QString &path, int &timeout)
 {
     std::optional<QByteArray> content = readSettingsFile(path);
-    if (!content) {
-        return -1;
-    }
-    QBuffer lines(&*content);
-    if (!lines.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        return -1;
-    }
-    int found = 0;
-    QTextStream input(&lines);
-    for (QString line; input.readLineInto(&line);) {
-        if (isTimeoutLine(line)) {
-            found = parseTimeoutValue(line);
-            break;
-        }
-    }
+    const int found = content ? timeoutIn(std::move(*content)) : unparsableTimeout;
     if (found == unparsableTimeout) {
-        return -1;
+        return failed;
     }
     timeout = found;
-    return 0;
+    return succeeded;
 }
 
 int writeBlockTimeout(const QString &path, const QString &value)
 {
     std::optional<QByteArray> content = readSettingsFile(path);
     if (!content) {
-        return -1;
+        return failed;
     }
-    QBuffer lines(&*content);
-    if (!lines.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        return -1;
-    }
-    QString text;
-    QTextStream input(&lines);
-    for (QString line; input.readLineInto(&line);) {
-        text += isTimeoutLine(line) ? rewriteTimeoutLine(line, value) : line;
-        text += '\n';
-    }
-    QByteArray changed;
-    QTextStream(&changed) << text;
+    const QByteArray changed = withTimeout(std::move(*content), value);
     const WriteResult result =
         writeSettingsFile(path, {changed.constData(), size_t(changed.size())});
     // A failed write has no status of its own here.
-    return result == WriteResult::NotOpened ? -1 : 0;
+    return result == WriteResult::NotOpened ? failed : succeeded;
 }
 
 } // namespace halvex

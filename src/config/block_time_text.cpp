@@ -1,9 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include "config/block_time_text.h"
 
+#include <QBuffer>
+#include <QIODevice>
 #include <QRegularExpression>
+#include <QTextStream>
 
 namespace halvex {
+namespace {
+
+/// Calls @p take with each line in @p content, until that returns false.
+template <typename Take>
+void forEachLine(QByteArray &content, Take take)
+{
+    QBuffer buffer(&content);
+    // A buffer can always be opened. In text mode, a carriage return before a line feed is dropped.
+    static_cast<void>(buffer.open(QIODevice::ReadOnly | QIODevice::Text));
+    QTextStream lines(&buffer);
+    for (QString line; lines.readLineInto(&line) && take(line);) {
+    }
+}
+
+} // namespace
 
 bool isTimeoutLine(const QString &line)
 {
@@ -53,6 +71,30 @@ QString rewriteTimeoutLine(const QString &line, const QString &value)
     QString count = value;
     count.chop(1);
     return match.captured().replace(match.captured(1), count);
+}
+
+int timeoutIn(QByteArray content)
+{
+    int timeout = 0;
+    forEachLine(content, [&timeout](const QString &line) {
+        const bool isFound = isTimeoutLine(line);
+        timeout = isFound ? parseTimeoutValue(line) : 0;
+        return !isFound;
+    });
+    return timeout;
+}
+
+QByteArray withTimeout(QByteArray content, const QString &value)
+{
+    QString text;
+    forEachLine(content, [&](const QString &line) {
+        text += isTimeoutLine(line) ? rewriteTimeoutLine(line, value) : line;
+        text += '\n';
+        return true;
+    });
+    QByteArray changed;
+    QTextStream(&changed) << text;
+    return changed;
 }
 
 } // namespace halvex

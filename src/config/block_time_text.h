@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The timeout line of the block-time file: its column 0 begins with TIMEOUT=, and its canonical
-// form is TIMEOUT="timeout 600s". No file is touched here.
+// The text of the block-time file, in the locale's codec. A timeout line begins with TIMEOUT= in
+// column 0; its canonical form is TIMEOUT="timeout 600s". No file is touched here.
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 namespace halvex {
@@ -32,5 +33,14 @@ constexpr int emptyTimeout = -2;
 ///   that is (the unit, as a rule), and text around the canonical form is dropped.
 /// - Any other line stays as it is.
 [[nodiscard]] QString rewriteTimeoutLine(const QString &line, const QString &value);
+
+/// Reads the count from the first timeout line in @p content, as parseTimeoutValue() does.
+///
+/// @return 0 also when there is no timeout line
+[[nodiscard]] int timeoutIn(QByteArray content);
+
+/// The text @p content with every timeout line rewritten by rewriteTimeoutLine(), and all other
+/// lines as they are, each ended by a line feed.
+[[nodiscard]] QByteArray withTimeout(QByteArray content, const QString &value);
 
 } // namespace halvex

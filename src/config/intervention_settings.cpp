@@ -5,6 +5,7 @@
 #include "config/block_time_text.h"
 #include "config/intervention_text.h"
 #include "config/settings_file.h"
+#include "util/status.h"
 #include "util/utf8_text.h"
 
 #include <QByteArray>
@@ -20,14 +21,14 @@ int getBlockTime(const QString &path, QString &value)
 {
     int timeout = 0;
     if (readBlockTimeout(path, timeout) != 0) {
-        return -1;
+        return failed;
     }
     if (timeout == emptyTimeout) {
         value = "-1";
     } else if (timeout != 0) {
         value = QString("%1%2").arg(timeout).arg("s");
     }
-    return 0;
+    return succeeded;
 }
 
 } // namespace
@@ -36,17 +37,17 @@ int getInterventionConfig(const QString &configPath, const QString &blockTimePat
                           const QString &actionName, const QString &fieldName, QString &fieldValue)
 {
     if (actionName.isEmpty() || fieldName.isEmpty()) {
-        return -1;
+        return failed;
     }
     if (fieldName == blockTimeField) {
         return getBlockTime(blockTimePath, fieldValue);
     }
     const std::optional<QByteArray> content = readSettingsFile(configPath);
     if (!content) {
-        return -1;
+        return failed;
     }
     fieldValue = utf8Text(fieldValueIn(*content, actionName, fieldName));
-    return 0;
+    return succeeded;
 }
 
 int setInterventionConfig(const QString &configPath, const QString &blockTimePath,
@@ -54,14 +55,14 @@ int setInterventionConfig(const QString &configPath, const QString &blockTimePat
                           const QString &fieldValue)
 {
     if (actionName.isEmpty() || fieldName.isEmpty()) {
-        return -1;
+        return failed;
     }
     if (fieldName == blockTimeField) {
         return writeBlockTimeout(blockTimePath, fieldValue);
     }
     std::optional<QByteArray> content = readSettingsFile(configPath);
     if (!content) {
-        return -1;
+        return failed;
     }
     const QByteArray value = fieldValue.isEmpty() ? "\"\"" : quoteValueWords(fieldValue.toUtf8());
 
@@ -73,7 +74,7 @@ int setInterventionConfig(const QString &configPath, const QString &blockTimePat
     do {
         const std::optional<int> start = fieldSearchStart(*content, actionName);
         if (!start) {
-            return -1;
+            return failed;
         }
         span = findFieldValue(*content, fieldName, *start);
     } while (!span && again);
@@ -82,7 +83,7 @@ int setInterventionConfig(const QString &configPath, const QString &blockTimePat
     // A failed write has no status of its own here.
     const WriteResult result =
         writeSettingsFile(configPath, {content->constData(), size_t(content->size())});
-    return result == WriteResult::NotOpened ? -1 : 0;
+    return result == WriteResult::NotOpened ? failed : succeeded;
 }
 
 } // namespace halvex

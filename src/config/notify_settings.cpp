@@ -3,6 +3,7 @@
 
 #include "config/notify_xml.h"
 #include "config/settings_file.h"
+#include "util/status.h"
 #include "util/utf8_text.h"
 
 #include <QByteArray>
@@ -20,7 +21,7 @@ int getNotifyConfig(const QString &path, QString &notifyDisabled, QString &notif
     std::optional<QByteArray> xml = readSettingsFile(path);
     const std::optional<NotifyValues> values = xml ? notifyValuesIn(std::move(*xml)) : std::nullopt;
     if (!values) {
-        return -1;
+        return failed;
     }
     const std::array<QString *, 3> outputs{&notifyDisabled, &notifyTimeout, &notifyFold};
     for (std::size_t i = 0; i < outputs.size(); ++i) {
@@ -28,7 +29,7 @@ int getNotifyConfig(const QString &path, QString &notifyDisabled, QString &notif
             *outputs[i] = utf8Text((*values)[i]);
         }
     }
-    return 0;
+    return succeeded;
 }
 
 int setNotifyConfig(const QString &path, const QString &notifyDisabled,
@@ -36,16 +37,16 @@ int setNotifyConfig(const QString &path, const QString &notifyDisabled,
 {
     std::optional<QByteArray> xml = readSettingsFile(path);
     if (!xml) {
-        return -1;
+        return failed;
     }
     const std::optional<QByteArray> changed = withNotifyValues(
         std::move(*xml), {notifyDisabled.toUtf8(), notifyTimeout.toUtf8(), notifyFold.toUtf8()});
     if (!changed) {
-        return -1;
+        return failed;
     }
     const bool isSaved = writeSettingsFile(path, {changed->constData(), size_t(changed->size())}) ==
                          WriteResult::Written;
-    return isSaved ? 0 : -1;
+    return isSaved ? succeeded : failed;
 }
 
 } // namespace halvex

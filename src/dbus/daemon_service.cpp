@@ -13,8 +13,10 @@
 #include "stats/alert_export.h"
 #include "stats/event_counter.h"
 #include "util/host_edition.h"
+#include "util/status.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDebug>
 
@@ -22,6 +24,11 @@
 #include <malloc.h>
 
 namespace {
+
+/// How long the bus may take to give the daemon each of its names. Calls that were waiting for the
+/// daemon come before the bus's answer. If they are so large that the bus library stops reading,
+/// the answer never comes, and only the next daemon is rid of them.
+constexpr int startTimeoutMs = 5000;
 
 /// The system bus takes no message of more than 32 MiB, and disconnects the sender of a longer one:
 /// the daemon would lose its name.
@@ -44,7 +51,11 @@ bool fitIntoReply(std::initializer_list<QString *> texts)
 halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
     : QObject(parent), busWatch(QDBusConnection::systemBus())
 {
-    isProtected = QDBusConnection::systemBus().registerService(halvex::startBusName);
+    QDBusConnection bus = QDBusConnection::systemBus();
+    if (QDBusConnectionInterface *questions = bus.interface()) {
+        questions->setTimeout(startTimeoutMs);
+    }
+    isProtected = bus.registerService(halvex::startBusName);
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
     if (!isServerEdition) {
@@ -122,12 +133,11 @@ template <typename Work>
 int halvexDesktopDaemonService::guarded(Access access, Work work,
                                         std::initializer_list<QString *> outTexts)
 {
-    constexpr int callerRefused = -999;
     halvex::BusWatch::Call call(busWatch);
     idleTimer.start();
     if (!admits(access)) {
         systemLog.write("The caller has no permission");
-        return callerRefused;
+        return halvex::callerRefused;
     }
     call.letIn();
     try {
@@ -141,7 +151,7 @@ int halvexDesktopDaemonService::guarded(Access access, Work work,
     for (QString *text : outTexts) {
         text->clear();
     }
-    return -1;
+    return halvex::failed;
 }
 
 int halvexDesktopDaemonService::getServiceStatus(const QString &serviceName, int type)

@@ -106,7 +106,8 @@ private:
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
     bool isProtected = false;              ///< whether startBusName is owned
-    halvex::ExpendableWorker exportWorker; ///< writes the alert export; made before any thread
+    /// Writes the alert export; made before any thread.
+    halvex::ExpendableWorker exportWorker{"halvex-export"};
     SecureCallerChecker callerChecker;
     halvex::SystemLog systemLog;
     halvex::BusWatch busWatch;

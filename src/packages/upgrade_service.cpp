@@ -2,6 +2,7 @@
 #include "packages/upgrade_service.h"
 
 #include "packages/package_list.h"
+#include "util/status.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -13,6 +14,10 @@ namespace {
 constexpr const char *serviceName = "com.norva.systemupgrade";
 constexpr const char *servicePath = "/com/norva/systemupgrade";
 constexpr const char *serviceInterface = "com.norva.systemupgrade.interface";
+
+// Statuses of an installation beside those of the service.
+constexpr int answeredByAnother = -2;
+constexpr int noAnswerToWaitFor = -3;
 
 } // namespace
 
@@ -36,24 +41,24 @@ int installPackages(QDBusInterface *upgradeInterface, const QStringList &package
 {
     if (!validatePackages(packages)) {
         qWarning() << "Invalid package list:" << packages;
-        return -1;
+        return failed;
     }
     if (upgradeInterface == nullptr) {
         qDebug() << "no found SystemUpdateInterface";
-        return -1;
+        return failed;
     }
     const QDBusMessage reply =
         upgradeInterface->call(QDBus::AutoDetect, "InstallPackages", packages);
     if (reply.type() == QDBusMessage::ErrorMessage) {
         qDebug() << "Error occurred:" << reply.errorMessage();
-        return -1;
+        return failed;
     }
     if (reply.type() != QDBusMessage::ReplyMessage) {
-        return -3;
+        return noAnswerToWaitFor;
     }
     if (reply.arguments().size() < 2) {
         qDebug() << "no receive reply message";
-        return -2;
+        return answeredByAnother;
     }
     qDebug() << "receive message" << reply.arguments();
     return reply.arguments().first().toInt();

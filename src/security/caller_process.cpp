@@ -89,12 +89,27 @@ std::string surroundingsJob(const std::string &input, const JobControl & /*contr
     return isWanted ? result + environment.value_or(std::string()) : result;
 }
 
+/// Finds out which file @p path leads to.
+///
+/// A program may lie on a file system of the caller's that never answers, below an overlay too. So
+/// its own idea of the file is not asked for; the kernel knows the device and the inode number.
+///
+/// @return nothing when that fails, with errno set
+std::optional<struct statx> fileAt(const std::string &path)
+{
+    struct statx file = {};
+    if (statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC, STATX_INO, &file) != 0) {
+        return std::nullopt;
+    }
+    return file;
+}
+
 bool isSameFile(const std::string &path, const std::string &otherPath)
 {
-    struct stat file = {};
-    struct stat other = {};
-    return stat(path.c_str(), &file) == 0 && stat(otherPath.c_str(), &other) == 0 &&
-           file.st_dev == other.st_dev && file.st_ino == other.st_ino;
+    const auto file = fileAt(path);
+    const auto other = fileAt(otherPath);
+    return file && other && file->stx_dev_major == other->stx_dev_major &&
+           file->stx_dev_minor == other->stx_dev_minor && file->stx_ino == other->stx_ino;
 }
 
 /// @return empty for an executable that root may not look at, that is gone, or whose path is longer
@@ -102,11 +117,7 @@ bool isSameFile(const std::string &path, const std::string &otherPath)
 std::optional<std::string> executablePathOf(const std::string &pid)
 {
     const std::string link = procPath(pid, "exe");
-    struct stat status = {};
-    std::string path;
-    if (stat(link.c_str(), &status) == 0) {
-        path = readLink(link);
-    }
+    const std::string path = fileAt(link) ? readLink(link) : std::string();
     // A lack of memory says nothing about the executable, so the first argument must not count.
     const bool isUnknown =
         path.empty() && errno != EACCES && errno != ENOENT && errno != ENAMETOOLONG;

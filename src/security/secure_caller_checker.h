@@ -68,7 +68,8 @@ private:
     [[nodiscard]] bool isAllowedExecutable(qint32 pid);
 
     const QSet<QString> allowedExecutables;
-    halvex::ExpendableWorker worker; ///< reads /proc; made before there is another thread
+    /// Reads /proc; made before there is another thread.
+    halvex::ExpendableWorker worker{"halvex-gate"};
     const QDBusConnection questions; ///< the gate's own connection
     bool isProtected = false;        ///< whether that owns gateBusName
 };

@@ -5,6 +5,7 @@
 #include "services/network_probe.h"
 #include "services/service_names.h"
 #include "util/command_runner.h"
+#include "util/status.h"
 
 #include <QChar>
 #include <QFile>
@@ -35,6 +36,10 @@ std::optional<QString> outputOf(int number)
     return output;
 }
 
+// Statuses of switching on beside those of the package tool.
+constexpr int noActiveInterface = -2;
+constexpr int internetUnreachable = -3;
+
 QString withoutFinalLineFeed(QString text)
 {
     if (text.endsWith('\n')) {
@@ -47,7 +52,7 @@ QString withoutFinalLineFeed(QString text)
 int runPackageTool(int number)
 {
     const auto output = outputOf(number);
-    return output && !output->contains("failed") ? 0 : -1;
+    return output && !output->contains("failed") ? succeeded : failed;
 }
 
 bool needsInternet(const QString &aiConfigPath)
@@ -73,22 +78,22 @@ int switchEngine(unsigned status, const QString &aiConfigPath)
     commandTable[runEngine] = "pellmar run halvex.net.ai &";
     commandTable[killEngine] = "pellmar kill halvex.net.ai";
     switch (status) {
-    case 0:
+    case Off:
         return runPackageTool(killEngine);
-    case 1:
+    case On:
         if (!hasActiveNetworkInterface()) {
-            return -2;
+            return noActiveInterface;
         }
         if (needsInternet(aiConfigPath) && !probeInternet()) {
-            return -3;
+            return internetUnreachable;
         }
         // The shell ends with 0 before its job finds out that there is nothing to run.
         if (QStandardPaths::findExecutable("pellmar").isEmpty()) {
-            return -1;
+            return failed;
         }
         return runPackageTool(runEngine);
     default:
-        return -1;
+        return failed;
     }
 }
 
@@ -96,14 +101,14 @@ void queryEngineState(int &state)
 {
     commandTable[listPackages] = "pellmar list | grep halvex.net.ai";
     commandTable[listProcesses] = "ps -aux | grep halvex_inference";
-    state = 2;
+    state = EngineMissing;
     const auto packages = outputOf(listPackages);
     if (packages && packages->contains(netAiAppName)) {
         // The whole path, for the command line of the grep above holds the short name, too.
         const auto processes = outputOf(listProcesses);
         const bool runs =
             processes && processes->contains("/opt/apps/halvex.net.ai/files/bin/halvex_inference");
-        state = runs ? 1 : 0;
+        state = runs ? EngineRunning : EngineStopped;
     }
 }
 
@@ -113,13 +118,13 @@ int getAiInferencesCount(QString &count)
     const QString script = "/usr/lib/halvex_net_ai/getCount.py";
     count = "0";
     if (!QFile::exists(script)) {
-        return -1;
+        return failed;
     }
     commandTable[countInferences] = QString("%1 %2").arg(interpreter, script);
     if (const auto output = outputOf(countInferences)) {
         count = withoutFinalLineFeed(*output);
     }
-    return 0;
+    return succeeded;
 }
 
 void findEngineCountScript(QString &path)

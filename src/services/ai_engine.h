@@ -13,7 +13,16 @@ namespace halvex {
 /// The AI setting that says whether the engine needs the internet.
 inline const QString dgaDetectKey = "dga_detect";
 
-/// Switches the engine on (@p status 1) or off (0).
+/// What the engine is to be switched to.
+enum SwitchState : unsigned { Off = 0, On = 1 };
+
+enum EngineState : int {
+    EngineStopped = 0,
+    EngineRunning = 1,
+    EngineMissing = 2, ///< not installed, or the package tool failed
+};
+
+/// Switches the engine to @p status, a SwitchState.
 ///
 /// Switching on waits up to 2 s for the internet, serving other calls meanwhile, when the setting
 /// `dgaDetectKey` of the file at @p aiConfigPath is the control character U+0001 (and not when it
@@ -26,8 +35,7 @@ inline const QString dgaDetectKey = "dga_detect";
 
 /// Finds out how the engine is doing.
 ///
-/// @param state  1: installed and running; 0: installed and not running; 2: not installed, or the
-///               package tool failed
+/// @param state  an EngineState
 void queryEngineState(int &state);
 
 /// Asks the engine's own counting script how many inferences the engine has made.

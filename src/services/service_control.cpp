@@ -3,7 +3,8 @@
 
 #include "services/ai_engine.h"
 #include "services/service_names.h"
-#include "util/child_process.h"
+#include "services/systemctl.h"
+#include "util/status.h"
 
 #include <QDebug>
 #include <QStringList>
@@ -22,27 +23,15 @@ bool namesAreAllowed(const QString &serviceNames)
 
 QString verb(unsigned status, unsigned type)
 {
-    if (type == 0) {
-        return status == 1 ? "start" : "stop";
+    if (type == RunState) {
+        return status == On ? "start" : "stop";
     }
-    return status == 1 ? "enable" : "disable";
+    return status == On ? "enable" : "disable";
 }
 
-int runSystemctl(const QStringList &arguments)
+int statusOfChange(const QStringList &arguments)
 {
-    constexpr int timeLimitMs = 30000;
-    int result = -1;
-    ChildProcess systemctl;
-    QObject::connect(&systemctl, qOverload<int, QProcess::ExitStatus>(&QProcess::finished),
-                     [&result](int exitCode, QProcess::ExitStatus exitStatus) {
-                         if (exitCode == 0 && exitStatus == QProcess::NormalExit) {
-                             result = 0;
-                         }
-                     });
-    systemctl.start("/usr/bin/systemctl", arguments, QIODevice::ReadWrite);
-    static_cast<void>(systemctl.waitForExit(timeLimitMs)); // the handler knows how it ended
-    systemctl.close();
-    return result;
+    return changeWithSystemctl(arguments) ? succeeded : failed;
 }
 
 } // namespace
@@ -51,29 +40,29 @@ int setServiceStatus(const QString &serviceNames, unsigned status, unsigned type
                      const QString &aiConfigPath)
 {
     if (!namesAreAllowed(serviceNames)) {
-        return -1;
+        return failed;
     }
-    if (status > 1) {
+    if (status != Off && status != On) {
         qWarning() << "Invalid status value.";
-        return -1;
+        return failed;
     }
-    if (type > 1) {
+    if (type != RunState && type != AtBoot) {
         qWarning() << "Invalid type value.";
-        return -1;
+        return failed;
     }
     if (serviceNames == netAiAppName) {
         return switchEngine(status, aiConfigPath);
     }
     // Empty names are kept, although the check above does not see them.
-    return runSystemctl(QStringList{verb(status, type)} + serviceNames.split(' '));
+    return statusOfChange(QStringList{verb(status, type)} + serviceNames.split(' '));
 }
 
 int restartService(const QString &serviceNames)
 {
     if (!namesAreAllowed(serviceNames)) {
-        return -1;
+        return failed;
     }
-    return runSystemctl({"restart", serviceNames});
+    return statusOfChange({"restart", serviceNames});
 }
 
 } // namespace halvex

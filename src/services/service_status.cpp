@@ -3,21 +3,16 @@
 
 #include "services/ai_engine.h"
 #include "services/service_names.h"
-#include "util/child_process.h"
+#include "services/systemctl.h"
+#include "util/status.h"
 
-#include <QBuffer>
-#include <QByteArray>
 #include <QDebug>
 #include <QStringList>
-#include <QTextStream>
 
 #include <array>
 
 namespace halvex {
 namespace {
-
-constexpr int startLimit = 30000; // ms
-constexpr int noLimit = -1;
 
 /// One of the questions that can be asked about a unit.
 struct Query
@@ -26,7 +21,7 @@ struct Query
     int (*answer)(const QString &firstLine);
 };
 
-/// By the type that asks them.
+/// By their ServiceQuery.
 constexpr std::array<Query, 3> queries{{
     {"is-active", [](const QString &firstLine) { return firstLine == "active" ? 1 : 0; }},
     {"is-enabled", [](const QString &firstLine) { return firstLine == "enabled" ? 1 : 0; }},
@@ -51,21 +46,12 @@ int getServiceStatus(const QString &serviceName, unsigned type)
     }
     if (type >= queries.size()) {
         qWarning() << "Invalid type value.";
-        return -1;
+        return failed;
     }
 
     const Query &query = queries[type];
-    ChildProcess systemctl;
-    if (!systemctl.startCapturing("/usr/bin/systemctl", systemctlArguments(query.verb, serviceName),
-                                  QIODevice::ReadOnly) ||
-        !systemctl.waitForStarted(startLimit) || !systemctl.waitForExit(noLimit)) {
-        return -1;
-    }
-    QByteArray printed = systemctl.standardOutput();
-    QBuffer lines(&printed);
-    return lines.open(QIODevice::ReadOnly | QIODevice::Text)
-               ? query.answer(QTextStream(&lines).readLine())
-               : -1;
+    const auto firstLine = askSystemctl(systemctlArguments(query.verb, serviceName));
+    return firstLine ? query.answer(*firstLine) : failed;
 }
 
 } // namespace halvex

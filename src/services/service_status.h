@@ -1,23 +1,29 @@
 // SPDX-License-Identifier: MIT
 //
-// How a service is doing: any system unit through /usr/bin/systemctl, the network-AI engine through
-// its package tool. Changes nothing. The call waits for systemctl however long it takes.
+// How a service is doing: any system unit through systemctl, the network-AI engine through its
+// package tool. Changes nothing. The call waits for systemctl however long it takes.
 #pragma once
 
 #include <QString>
 
 namespace halvex {
 
+/// What can be asked about a unit.
+enum ServiceQuery : unsigned {
+    IsActive = 0,
+    IsEnabled = 1,
+    HasStatus = 2, ///< does systemctl report a status?
+};
+
 /// Asks about the one service @p serviceName, which may be any unit's name.
 ///
 /// @param serviceName  handed to systemctl as one argument, after "--" if it begins with "-";
 ///                     systemctl has the daemon's own environment. The network-AI engine's exact
 ///                     name asks for its state instead, see queryEngineState()
-/// @param type  0: is it active? 1: is it enabled? 2: does systemctl report a status? Ignored for
-///              the engine
-/// @return for types 0 and 1: 1 yes, 0 no; for type 2: 1 yes, 2 no. Only the first line that
-///         systemctl prints decides, its exit code does not. -1 when the type is another (warning
-///         "Invalid type value.") or systemctl cannot be run.
+/// @param type  a ServiceQuery; ignored for the engine
+/// @return for IsActive and IsEnabled: 1 yes, 0 no; for HasStatus: 1 yes, 2 no. Only the first line
+///         that systemctl prints decides, its exit code does not. -1 when the type is another
+///         (warning "Invalid type value.") or systemctl cannot be run.
 [[nodiscard]] int getServiceStatus(const QString &serviceName, unsigned type);
 
 } // namespace halvex

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stats/alert_export.h"
 
+#include "util/status.h"
+
 #include <QByteArray>
 #include <QDebug>
 
@@ -104,12 +106,12 @@ int generateLogFile(ExpendableWorker &worker, const QString &alertsDirPath,
     const QByteArray paths = alertsDirPath.toUtf8() + '\0' + exportPath.toUtf8();
     const auto result = worker.run(exportJob, paths.toStdString(), exportPatience);
     if (!result || result->front() != prepared) {
-        return -1;
+        return failed;
     }
     if (result->size() > 1) {
         qDebug() << "Filesystem error: " << &(*result)[1];
     }
-    return 0;
+    return succeeded;
 }
 
 std::string appendAlertLogs(const fs::path &alertsDirPath, const fs::path &extension,

@@ -2,6 +2,7 @@
 #include "stats/event_counter.h"
 
 #include "util/regular_file.h"
+#include "util/status.h"
 #include "util/utf8_text.h"
 
 #include <QFile>
@@ -33,7 +34,7 @@ int getEventTotalCount(const QString &statePath, QString &count)
 {
     QFile state;
     if (!openRegularFile(state, statePath, QIODevice::ReadOnly)) {
-        return -1;
+        return failed;
     }
     std::optional<QByteArray> total;
     while (!total) {
@@ -44,7 +45,7 @@ int getEventTotalCount(const QString &statePath, QString &count)
         total = eventTotalInLine(line);
     }
     count = utf8Text(total.value_or(QByteArray()));
-    return 0;
+    return succeeded;
 }
 
 } // namespace halvex

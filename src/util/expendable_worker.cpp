@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "util/expendable_worker.h"
 
+#include "util/left_behind.h"
 #include "util/socket_io.h"
 #include "util/worker_process.h"
 
@@ -19,7 +20,7 @@ namespace halvex {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-ExpendableWorker::ExpendableWorker()
+ExpendableWorker::ExpendableWorker(const char *name) : processName(name)
 {
     leftBehind.reserve(maxLeftBehind + 1); // giving up must not fail
     makeTemplate();
@@ -40,7 +41,7 @@ void ExpendableWorker::makeTemplate()
     const pid_t daemon = getpid();
     templateProcess = fork();
     if (templateProcess == 0) {
-        liveAsTemplate(theirs.get(), daemon);
+        liveAsTemplate(theirs.get(), daemon, processName);
     }
     if (templateProcess > 0) {
         templateChannel = std::move(ours);
@@ -85,6 +86,10 @@ bool ExpendableWorker::start()
 {
     if (channel.isOpen()) {
         return true;
+    }
+    if (!knowsEarlier) {
+        findLeftBehind(processName, maxLeftBehind, leftBehind);
+        knowsEarlier = true;
     }
     forgetExited();
     if (leftBehind.size() >= maxLeftBehind) {

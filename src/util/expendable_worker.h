@@ -43,7 +43,7 @@ private:
 using Job = std::string (*)(const std::string &input, const JobControl &control);
 
 /// How many processes of one worker may be left behind, which were killed but hang in a system call
-/// that cannot be interrupted.
+/// that cannot be interrupted. Those of earlier daemons count too.
 constexpr std::size_t maxLeftBehind = 64;
 
 /// A child process that runs one job after the other. It is made for the first job, and made anew
@@ -56,7 +56,10 @@ class ExpendableWorker
 {
 public:
     /// Makes the template.
-    ExpendableWorker();
+    ///
+    /// @param name  of the process that runs the jobs, at most 15 characters; no other worker may
+    ///              have it
+    explicit ExpendableWorker(const char *name);
     ExpendableWorker(const ExpendableWorker &) = delete;
     ExpendableWorker &operator=(const ExpendableWorker &) = delete;
     /// Ends both processes.
@@ -85,11 +88,13 @@ private:
     void giveUp();
     void forgetExited();
 
+    const char *const processName;
     pid_t templateProcess = -1;
     FileDescriptor templateChannel;
     FileDescriptor channel;                 ///< not open while there is no process
     FileDescriptor process;                 ///< refers to it, as pidfd_open(2) says
     std::vector<FileDescriptor> leftBehind; ///< killed, but not yet gone
+    bool knowsEarlier = false;              ///< whether leftBehind holds those of earlier daemons
 };
 
 } // namespace halvex

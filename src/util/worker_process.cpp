@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "util/worker_process.h"
 
-#include "util/file_descriptor.h"
 #include "util/socket_io.h"
 
 #include <csignal>
@@ -70,10 +69,10 @@ void exitWith(pid_t parent)
 }
 
 /// The whole life of a worker, the child of @p parent.
-[[noreturn]] void live(int socket, pid_t parent) noexcept
+[[noreturn]] void live(int socket, pid_t parent, const char *name) noexcept
 {
-    // A name of its own tells an administrator what hangs.
-    prctl(PR_SET_NAME, "halvex-worker");
+    // It tells an administrator what hangs, and a later daemon which processes are left behind.
+    prctl(PR_SET_NAME, name);
     exitWith(parent);
     const int ownSocket = closeAllBut(socket);
     try {
@@ -82,12 +81,6 @@ void exitWith(pid_t parent)
         _exit(1); // without a core file, which would hold what callers have sent
     }
     _exit(0);
-}
-
-/// The C library's pidfd_open() cannot be linked from C++ in its version 2.36.
-FileDescriptor openProcess(pid_t process)
-{
-    return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
 }
 
 } // namespace
@@ -103,7 +96,13 @@ void JobControl::setInterimResult(const std::string &result) const
     tell(channel, {Word::Kind::InterimResult, result.size()}, result);
 }
 
-void liveAsTemplate(int socket, pid_t daemon) noexcept
+FileDescriptor openProcess(pid_t process) noexcept
+{
+    // The C library's pidfd_open() cannot be linked from C++ in its version 2.36.
+    return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+}
+
+void liveAsTemplate(int socket, pid_t daemon, const char *workerName) noexcept
 {
     prctl(PR_SET_NAME, "halvex-template");
     exitWith(daemon);
@@ -118,7 +117,7 @@ void liveAsTemplate(int socket, pid_t daemon) noexcept
         }
         const pid_t worker = workersEnd->isOpen() ? fork() : -1;
         if (worker == 0) {
-            live(workersEnd->get(), self);
+            live(workersEnd->get(), self, workerName);
         }
         if (!sendDescriptor(ownSocket, worker > 0 ? openProcess(worker) : FileDescriptor())) {
             _exit(0);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "util/expendable_worker.h"
+#include "util/file_descriptor.h"
 
 #include <cstdint>
 #include <sys/types.h>
@@ -27,6 +28,11 @@ struct Word
 
 /// The whole life of a template, the child of @p daemon: makes a worker for each socket that comes
 /// over @p socket, and sends back what refers to it, as pidfd_open(2) says.
-[[noreturn]] void liveAsTemplate(int socket, pid_t daemon) noexcept;
+///
+/// @param workerName  the process name of the workers
+[[noreturn]] void liveAsTemplate(int socket, pid_t daemon, const char *workerName) noexcept;
+
+/// Refers to @p process, as pidfd_open(2) says; not open when that fails.
+[[nodiscard]] FileDescriptor openProcess(pid_t process) noexcept;
 
 } // namespace halvex

@@ -66,8 +66,8 @@ int workers()
 {
     int count = 0;
     for (const QString &entry : QDir("/proc").entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        const QString path = "/proc/" + entry + "/comm";
-        count += QFile::exists(path) && host::readFile(path) == "halvex-worker\n" ? 1 : 0;
+        QFile name("/proc/" + entry + "/comm"); // of a process that may have gone
+        count += name.open(QIODevice::ReadOnly) && name.readAll() == "halvex-test\n" ? 1 : 0;
     }
     return count;
 }
@@ -86,7 +86,7 @@ TEST_F(WorkersLeftBehind, AreNoMoreThanTheLimitUntilTheyCanEnd)
     attackers.start({"blocked-write", heldPath, Attackers::hangingFile()}, user::ordinary);
     ASSERT_EQ(linesUntil(file, "read", patienceMs), QStringList());
 
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     for (int i = 0; i < limit; ++i) {
         EXPECT_EQ(worker.run(writeTo, heldPath, ample), std::nullopt);
     }
@@ -95,9 +95,15 @@ TEST_F(WorkersLeftBehind, AreNoMoreThanTheLimitUntilTheyCanEnd)
         EXPECT_EQ(worker.run(reverse, "abc", ample), std::nullopt);
         EXPECT_EQ(workers(), limit) << "no process may be made";
     }
+    ExpendableWorker ofALaterDaemon("halvex-test");
+    EXPECT_EQ(ofALaterDaemon.run(reverse, "abc", ample), std::nullopt) << "the count goes on";
+    EXPECT_EQ(workers(), limit);
+    ExpendableWorker other("halvex-other");
+    EXPECT_EQ(other.run(reverse, "abc", ample), "cba") << "each worker has a limit of its own";
 
     attackers.endAll();
     EXPECT_TRUE(waitFor([&worker] { return worker.run(reverse, "abc", ample) == "cba"; }));
+    EXPECT_EQ(ofALaterDaemon.run(reverse, "abc", ample), "cba");
     // Those that were left behind are waited for as others are given up.
     const auto hang = [](const std::string &, const JobControl &) -> std::string {
         for (;;) {

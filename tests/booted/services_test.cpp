@@ -16,9 +16,10 @@
 namespace {
 
 using halvex::getServiceStatus;
+using halvex::HasStatus;
+using halvex::IsActive;
+using halvex::IsEnabled;
 using halvex::restartService;
-
-enum Question : unsigned { IsActive, IsEnabled, HasStatus };
 
 constexpr const char *daemonUnit = "[Service]\n"
                                    "ExecStart=/bin/sleep infinity\n"
@@ -230,7 +231,7 @@ TEST_F(RealUnits, AUnitWhoseNameBeginsWithAHyphenAnswersLikeAnyOther)
 TEST_F(RealUnits, ATextThatLooksLikeAnOptionOpensNoDoor)
 {
     host::writeStandIn("/usr/bin/ssh", "exit 255\n");
-    for (const Question question : {IsActive, IsEnabled, HasStatus}) {
+    for (const halvex::ServiceQuery question : {IsActive, IsEnabled, HasStatus}) {
         for (const char *text : {"--host=root@evil.example", "-Hevil.example", "--image=/dev/vda",
                                  "--root=/srv", "--help", "--version", "--state=active", "-a"}) {
             EXPECT_EQ(getServiceStatus(text, question), question == HasStatus ? 2 : 0)

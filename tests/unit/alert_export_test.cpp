@@ -59,7 +59,7 @@ protected:
         return QString::fromStdString(halvex::appendAlertLogs(alerts, ".log", output, writer));
     }
 
-    halvex::ExpendableWorker worker;
+    halvex::ExpendableWorker worker{"halvex-test"};
 
     MessageLog log;
 };

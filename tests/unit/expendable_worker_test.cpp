@@ -63,7 +63,7 @@ bool lives(pid_t pid)
 
 TEST(ExpendableWorker, DoesAJobAndReturnsItsResult)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     EXPECT_EQ(worker.run(reverse, "abc", ample), "cba");
     EXPECT_EQ(worker.run(reverse, "", ample), "");
     EXPECT_EQ(worker.run(reverse, std::string("a\0b", 3), ample), std::string("b\0a", 3));
@@ -71,14 +71,14 @@ TEST(ExpendableWorker, DoesAJobAndReturnsItsResult)
 
 TEST(ExpendableWorker, CarriesTextsOfAnySize)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     const std::string text(std::size_t(20) << 20, 'x');
     EXPECT_TRUE(worker.run(reverse, text, ample) == text);
 }
 
 TEST(ExpendableWorker, IsOneProcessForManyJobs)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     const pid_t process = processOf(worker);
     EXPECT_NE(process, getpid());
     EXPECT_EQ(processOf(worker), process);
@@ -86,7 +86,7 @@ TEST(ExpendableWorker, IsOneProcessForManyJobs)
 
 TEST(ExpendableWorker, IsGivenUpWhenAJobHangsAndReplacedForTheNext)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     const pid_t process = processOf(worker);
     EXPECT_EQ(worker.run(hang, "", brief), std::nullopt);
     EXPECT_TRUE(waitFor([process] { return !lives(process); }));
@@ -97,7 +97,7 @@ TEST(ExpendableWorker, IsGivenUpWhenAJobHangsAndReplacedForTheNext)
 
 TEST(ExpendableWorker, LeavesNoZombiesBehind)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     for (int i = 0; i < 200; ++i) {
         EXPECT_EQ(worker.run(hang, "", milliseconds(1)), std::nullopt);
     }
@@ -115,7 +115,7 @@ TEST(ExpendableWorker, LeavesNoZombiesBehind)
 
 TEST(ExpendableWorker, WaitsForAsLongAsTheJobSays)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     ASSERT_GT(processOf(worker), 0);
     const auto slow = [](const std::string &, const JobControl &control) -> std::string {
         control.setPatience(std::nullopt);
@@ -134,7 +134,7 @@ TEST(ExpendableWorker, WaitsForAsLongAsTheJobSays)
 
 TEST(ExpendableWorker, ReturnsTheInterimResultOfAJobThatIsGivenUp)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     const auto half = [](const std::string &, const JobControl &control) -> std::string {
         control.setInterimResult("a quarter");
         control.setInterimResult("half");
@@ -151,7 +151,7 @@ TEST(ExpendableWorker, ReturnsTheInterimResultOfAJobThatIsGivenUp)
 
 TEST(ExpendableWorker, SurvivesAJobThatCrashesThrowsOrExits)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     const auto crash = [](const std::string &, const JobControl &) -> std::string {
         static_cast<void>(std::signal(SIGABRT, SIG_DFL));
         _exit(3);
@@ -166,7 +166,7 @@ TEST(ExpendableWorker, SurvivesAJobThatCrashesThrowsOrExits)
 
 TEST(ExpendableWorker, IsReplacedWhenSomebodyHasKilledIt)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     const pid_t process = processOf(worker);
     ASSERT_EQ(kill(process, SIGKILL), 0);
     EXPECT_TRUE(waitFor([process] { return !lives(process); }));
@@ -175,7 +175,7 @@ TEST(ExpendableWorker, IsReplacedWhenSomebodyHasKilledIt)
 
 TEST(ExpendableWorker, HoldsNoneOfTheDaemonsFilesOpen)
 {
-    ExpendableWorker worker;
+    ExpendableWorker worker("halvex-test");
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const pid_t process = processOf(worker);
@@ -192,7 +192,7 @@ TEST(ExpendableWorker, ExitsWithItsObjectAndWithItsParent)
 {
     pid_t process = 0;
     {
-        ExpendableWorker worker;
+        ExpendableWorker worker("halvex-test");
         process = processOf(worker);
         EXPECT_TRUE(lives(process));
     }
@@ -202,7 +202,7 @@ TEST(ExpendableWorker, ExitsWithItsObjectAndWithItsParent)
     ASSERT_EQ(pipe(ends), 0);
     const pid_t parent = fork();
     if (parent == 0) {
-        auto *worker = new ExpendableWorker;
+        auto *worker = new ExpendableWorker("halvex-test");
         const pid_t grandchild = processOf(*worker);
         _exit(write(ends[1], &grandchild, sizeof grandchild) == sizeof grandchild ? 0 : 1);
     }

@@ -7,6 +7,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArrayList parts = fuzz::partsOf(data, size, 2);
     const QString line = QString::fromUtf8(parts[0]);
     const QString value = QString::fromUtf8(parts[1]);
+    fuzz::requireThat(halvex::timeoutIn(parts[0]) >= halvex::emptyTimeout, "a count has no sign");
+    const QByteArray changed = halvex::withTimeout(parts[0], value);
+    fuzz::requireThat(changed.isEmpty() || changed.endsWith('\n'), "a line feed ends each line");
     fuzz::requireThat(halvex::parseTimeoutValue(line) >= halvex::emptyTimeout,
                       "a count has no sign");
     if (halvex::isTimeoutLine(line)) {

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include "util/left_behind.h"
+
+#include "util/worker_process.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace halvex {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string textOf(const fs::path &file)
+{
+    std::ifstream stream(file);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// The executable of the process with the directory @p process. A package that was upgraded has
+/// removed that of the earlier daemon.
+std::string executableOf(const fs::path &process)
+{
+    const std::string removed = " (deleted)";
+    std::error_code error;
+    std::string path = fs::read_symlink(process / "exe", error).string();
+    if (path.size() > removed.size() &&
+        path.compare(path.size() - removed.size(), removed.size(), removed) == 0) {
+        path.resize(path.size() - removed.size());
+    }
+    return path;
+}
+
+bool hasName(const fs::path &process, const std::string &name)
+{
+    return textOf(process / "comm") == name + '\n';
+}
+
+/// Anybody may run a program under that name, and anybody may run this program.
+bool isOurs(const fs::path &process)
+{
+    return textOf(process / "status").find("\nUid:\t0\t0\t0\t0\n") != std::string::npos &&
+           executableOf(process) == executableOf("/proc/self");
+}
+
+} // namespace
+
+void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDescriptor> &found)
+{
+    std::error_code error;
+    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end;
+         entry.increment(error)) {
+        const fs::path &process = entry->path();
+        if (found.size() >= maxCount || !hasName(process, name)) {
+            continue;
+        }
+        // Opened first, so that what is read then is about the same process, or one that has
+        // exited.
+        FileDescriptor opened = openProcess(std::atoi(process.filename().c_str()));
+        if (opened.isOpen() && hasName(process, name) && isOurs(process)) {
+            found.push_back(std::move(opened));
+        }
+    }
+}
+
+} // namespace halvex

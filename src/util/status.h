@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+namespace halvex {
+
+/// What a bus method returns. A method may have further values of its own.
+enum Status : int {
+    succeeded = 0,
+    failed = -1,
+    callerRefused = -999, ///< by the gate
+};
+
+} // namespace halvex
