@@ -17,6 +17,13 @@ struct Error : DBusError
     Error &operator=(const Error &) = delete;
 };
 
+/// The answer to @p message, however long it takes: the test that has started this program knows
+/// when it has waited for too long.
+DBusMessage *answered(DBusConnection *bus, DBusMessage *message, DBusError *error = nullptr)
+{
+    return dbus_connection_send_with_reply_and_block(bus, message, DBUS_TIMEOUT_INFINITE, error);
+}
+
 Message callOfTheBus(const char *member)
 {
     return Message(dbus_message_new_method_call(busName, busPath, busName, member));
@@ -40,7 +47,7 @@ unsigned pidOf(DBusConnection *bus, const char *name)
 {
     const Message call = callOfTheBus("GetConnectionUnixProcessID");
     dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &name, DBUS_TYPE_INVALID);
-    const Message answer(dbus_connection_send_with_reply_and_block(bus, call.get(), -1, nullptr));
+    const Message answer(answered(bus, call.get()));
     dbus_uint32_t pid = 0;
     if (answer) {
         dbus_message_get_args(answer.get(), nullptr, DBUS_TYPE_UINT32, &pid, DBUS_TYPE_INVALID);
@@ -96,11 +103,10 @@ void appendList(DBusMessage *message, int count)
                              DBUS_TYPE_INVALID);
 }
 
-std::string answerTo(DBusConnection *bus, DBusMessage *message, int timeoutMs)
+std::string answerTo(DBusConnection *bus, DBusMessage *message)
 {
     Error error;
-    const Message answer(
-        dbus_connection_send_with_reply_and_block(bus, message, timeoutMs, &error));
+    const Message answer(answered(bus, message, &error));
     if (!answer) {
         return std::string("error ") + error.name;
     }
@@ -113,7 +119,7 @@ std::string answerTo(DBusConnection *bus, DBusMessage *message, int timeoutMs)
 void waitUntilTaken(DBusConnection *bus)
 {
     const Message call = callOfTheBus("GetId");
-    const Message answer(dbus_connection_send_with_reply_and_block(bus, call.get(), -1, nullptr));
+    const Message answer(answered(bus, call.get()));
     if (!answer) {
         std::fprintf(stderr, "the bus does not answer\n");
         std::exit(3);
@@ -123,7 +129,7 @@ void waitUntilTaken(DBusConnection *bus)
 std::vector<std::string> namesOfProcess(DBusConnection *bus, unsigned pid)
 {
     const Message call = callOfTheBus("ListNames");
-    const Message answer(dbus_connection_send_with_reply_and_block(bus, call.get(), -1, nullptr));
+    const Message answer(answered(bus, call.get()));
     char **names = nullptr;
     int count = 0;
     if (!answer || !dbus_message_get_args(answer.get(), nullptr, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING,

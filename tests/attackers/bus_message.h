@@ -33,11 +33,11 @@ Message makeMessage(const Address &address, const std::vector<std::string> &argu
 /// Appends a list of @p count texts of one character each to @p message.
 void appendList(DBusMessage *message, int count);
 
-/// Sends @p message and waits for its answer, for @p timeoutMs at most.
+/// Sends @p message and waits for its answer.
 ///
 /// @return "status N" for an answer that begins with a number, "answer" for any other one, and
-///         "error NAME" for an error, with libdbus's own NoReply among them
-std::string answerTo(DBusConnection *bus, DBusMessage *message, int timeoutMs);
+///         "error NAME" for an error
+std::string answerTo(DBusConnection *bus, DBusMessage *message);
 
 /// Returns once the bus has taken all that was sent before: it answers in order. Ends the program
 /// when the bus has closed the connection.

@@ -33,13 +33,13 @@ int lingeringSocket()
     if (connect(sender, where, length) != 0) {
         fail("connect");
     }
-    constexpr linger aMinute{1, 60};
-    setsockopt(sender, SOL_SOCKET, SO_LINGER, &aMinute, sizeof aMinute);
+    constexpr linger anHour{1, 3600}; // longer than any test takes
+    setsockopt(sender, SOL_SOCKET, SO_LINGER, &anHour, sizeof anHour);
     // The peer must outlive this program, or its end would reset the connection: a child that does
-    // nothing keeps it, and goes when it is killed or after two minutes.
+    // nothing keeps it, and goes when it is killed or after two hours.
     if (fork() == 0) {
         close(sender);
-        alarm(120);
+        alarm(7200);
         for (;;) {
             pause();
         }

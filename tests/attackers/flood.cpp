@@ -34,7 +34,6 @@
 namespace {
 
 constexpr std::size_t largeTextBytes = 33000000;
-constexpr int answerTimeoutMs = 20000;
 
 struct Orders
 {
@@ -167,7 +166,7 @@ private:
         for (const Message &message : messages) {
             const Message copy(dbus_message_copy(message.get()));
             if (orders.printsAnswers) {
-                std::puts(answerTo(bus, copy.get(), answerTimeoutMs).c_str());
+                std::puts(answerTo(bus, copy.get()).c_str());
                 std::fflush(stdout);
             } else {
                 dbus_connection_send(bus, copy.get(), nullptr);

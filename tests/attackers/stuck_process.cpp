@@ -20,8 +20,6 @@
 
 namespace {
 
-constexpr int answerTimeoutMs = 100000;
-
 [[noreturn]] void callFromChild(DBusConnection *bus, const std::string &way, int parent, int ready,
                                 const std::vector<std::string> &call)
 {
@@ -41,7 +39,7 @@ constexpr int answerTimeoutMs = 100000;
     for (int i = std::stoi(call.at(0)); i > 0; --i) {
         const Message message = makeMessage(address, {call.begin() + 2, call.end()});
         if (waits) {
-            std::puts(answerTo(bus, message.get(), answerTimeoutMs).c_str());
+            std::puts(answerTo(bus, message.get()).c_str());
             std::fflush(stdout);
         } else {
             dbus_message_set_no_reply(message.get(), TRUE);

@@ -2,11 +2,11 @@
 #include "attacks/attackers.h"
 
 #include "support/host_files.h"
+#include "support/machine_deadline.h"
 #include "support/printing.h"
 #include "support/wait_for.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 
 #include <gtest/gtest.h>
@@ -95,7 +95,7 @@ QProcess &Attackers::startCommand(const QStringList &command, unsigned uid)
     process.setEnvironment({"PATH=/usr/sbin:/usr/bin:/sbin:/bin"});
     process.start("setpriv",
                   QStringList{"--reuid", id, "--regid", id, "--clear-groups", "--"} + command);
-    EXPECT_TRUE(process.waitForStarted()) << qPrintable(process.errorString());
+    EXPECT_TRUE(process.waitForStarted(patienceMs)) << qPrintable(process.errorString());
     return process;
 }
 
@@ -111,8 +111,7 @@ void Attackers::endAll()
 
 QStringList linesUntil(QProcess &process, const QString &last, int timeoutMs)
 {
-    QElapsedTimer timer;
-    timer.start();
+    MachineDeadline deadline(timeoutMs);
     QStringList lines;
     for (;;) {
         while (process.canReadLine()) {
@@ -122,8 +121,9 @@ QStringList linesUntil(QProcess &process, const QString &last, int timeoutMs)
             }
             lines << line;
         }
-        const auto left = timeoutMs - static_cast<int>(timer.elapsed());
-        if (left <= 0 || !process.waitForReadyRead(left)) {
+        const bool isThere = process.waitForReadyRead(MachineDeadline::stepMs);
+        if (!isThere && !process.canReadLine() &&
+            (process.state() == QProcess::NotRunning || deadline.hasExpired())) {
             return lines << "no " + last;
         }
     }

@@ -49,7 +49,7 @@ private:
     std::vector<std::unique_ptr<QProcess>> processes;
 };
 
-/// Waits until @p process has printed the line @p last, for @p timeoutMs at most.
+/// Waits until @p process has printed the line @p last, for @p timeoutMs of a fast machine at most.
 ///
 /// @return all lines that it has printed before, or what it has printed so far and "no LAST"
 [[nodiscard]] QStringList linesUntil(QProcess &process, const QString &last, int timeoutMs);

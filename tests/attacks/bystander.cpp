@@ -2,8 +2,8 @@
 #include "attacks/bystander.h"
 
 #include "support/host_files.h"
+#include "support/machine_deadline.h"
 
-#include <QElapsedTimer>
 #include <QThread>
 
 void bystander::prepare()
@@ -13,13 +13,15 @@ void bystander::prepare()
 
 testing::AssertionResult bystander::isServedWithin(int timeoutMs, const QStringList &command)
 {
-    QElapsedTimer timer;
-    timer.start();
+    MachineDeadline deadline(timeoutMs);
     Reply last;
     do {
         QProcess process;
         process.start(command.first(), command.mid(1));
-        if (!process.waitForFinished(qMax(0, timeoutMs - static_cast<int>(timer.elapsed())))) {
+        while (process.state() != QProcess::NotRunning && !deadline.hasExpired()) {
+            process.waitForFinished(MachineDeadline::stepMs);
+        }
+        if (process.state() != QProcess::NotRunning) {
             process.kill();
             process.waitForFinished();
             break;
@@ -28,8 +30,8 @@ testing::AssertionResult bystander::isServedWithin(int timeoutMs, const QStringL
         if (last == served) {
             return testing::AssertionSuccess();
         }
-        QThread::msleep(50);
-    } while (timer.elapsed() < timeoutMs);
-    return testing::AssertionFailure()
-           << "after " << timer.elapsed() << " ms a bystander has " << testing::PrintToString(last);
+        QThread::msleep(MachineDeadline::stepMs);
+    } while (!deadline.hasExpired());
+    return testing::AssertionFailure() << "after " << deadline.elapsedMs() << " ms a bystander has "
+                                       << testing::PrintToString(last);
 }

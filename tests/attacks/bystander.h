@@ -15,7 +15,7 @@ inline const Caller caller{user::ordinary, "/opt/appdata/halvex/bin/halvex-deskt
 /// Makes the file of which it is told.
 void prepare();
 
-/// Tells whether one is served within @p timeoutMs; it asks again when it gets an error, as from a
-/// daemon that goes and is started anew. @p command is how it calls.
+/// Tells whether one is served within @p timeoutMs of a fast machine; it asks again when it gets an
+/// error, as from a daemon that goes and is started anew. @p command is how it calls.
 [[nodiscard]] testing::AssertionResult isServedWithin(int timeoutMs, const QStringList &command);
 } // namespace bystander

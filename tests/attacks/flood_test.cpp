@@ -31,16 +31,20 @@ protected:
         host::writeFile(notifyPath, notifySettings);
     }
 
-    /// Starts six senders of large messages, of a stranger's.
-    QProcess &startFlood(int milliseconds)
+    /// Starts six senders of large messages, of a stranger's, and returns when each has sent some.
+    QProcess &startFlood(int seconds)
     {
         QStringList options = GetParam().options;
         options.replaceInStrings("PID", QString::number(daemon.processId()));
-        return attackers.start(QStringList{"flood", "--large", "1", "--connections",
-                                           QString::number(connections), "--seconds",
-                                           QString::number(milliseconds / 1000)} +
-                                   options,
-                               user::ordinary);
+        QProcess &flood = attackers.start(QStringList{"flood", "--large", "1", "--connections",
+                                                      QString::number(connections), "--seconds",
+                                                      QString::number(seconds)} +
+                                              options,
+                                          user::ordinary);
+        for (int i = 0; i < connections; ++i) {
+            EXPECT_EQ(linesUntil(flood, "round", patienceMs), QStringList());
+        }
+        return flood;
     }
 
     QProcess &startCaller(const QStringList &way, int calls)
@@ -60,10 +64,11 @@ protected:
         EXPECT_EQ(host::readFile(notifyPath), notifySettings);
     }
 
-    /// With two answers lost, a daemon that waits for each as long as libraries do would have gone
-    /// on after fifty seconds: the flood covers both questions, and not the next.
-    static constexpr int floodMs = 40000;
+    static constexpr int longerThanATest = 3600;
     static constexpr int answerMs = 15000;
+    /// With two answers lost, a daemon that waits for each as long as libraries do would have gone
+    /// on after fifty seconds: the flood then covers both questions, and not the next.
+    static constexpr int secondQuestionMs = 25000;
 };
 
 TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
@@ -71,15 +76,12 @@ TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
     QProcess &file = attackers.startHangingFile(user::ordinary);
     QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1);
     ASSERT_EQ(linesUntil(caller, "calling", patienceMs), QStringList());
-    QProcess &flood = startFlood(floodMs);
-    for (int i = 0; i < connections; ++i) {
-        EXPECT_EQ(linesUntil(flood, "round", answerMs), QStringList());
-    }
+    QProcess &flood = startFlood(longerThanATest);
     file.kill(); // From here on the caller can be read.
     QStringList answers = linesUntil(caller, "done", answerMs);
     if (answers.contains("no done")) {
         ADD_FAILURE() << "a question has not been given up within seconds";
-        flood.waitForFinished(floodMs - answerMs);
+        flood.waitForFinished(secondQuestionMs);
         flood.kill();
         answers = linesUntil(caller, "done", patienceMs);
     }
@@ -89,7 +91,7 @@ TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
 
 TEST_P(FloodedGate, LetsNoOrdinaryUserInAtAnyMoment)
 {
-    QProcess &flood = startFlood(10000);
+    QProcess &flood = startFlood(10);
     QProcess &caller = startCaller({"waiting"}, 200);
     flood.waitForFinished(patienceMs);
     QStringList answers = linesUntil(caller, "done", patienceMs);

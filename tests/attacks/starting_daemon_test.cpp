@@ -70,7 +70,8 @@ TEST_F(StartingDaemon, GetsNeitherDescriptorsNorSignalsOfStrangers)
         EXPECT_EQ(answersToEach(descriptors + QStringList{"--signal"}), bothDeny) << count;
     }
     EXPECT_EQ(answersToEach({"--signal"}), bothDeny);
-    EXPECT_EQ(openFilesOf(daemon.processId()), before);
+    // The daemon may have closed some of its own meanwhile, as it starts.
+    EXPECT_LE(openFilesOf(daemon.processId()), before);
     EXPECT_FALSE(isOwned(serviceName)) << "the start was not held up meanwhile";
 
     signalUpgradeService(SIGCONT);

@@ -317,7 +317,7 @@ TEST_F(AlertExport, AnExportThatCannotBeOpenedIsAFailureWithoutAMessage)
     host::writeFile(exportPath, program, 0755);
     QProcess running;
     running.start(exportPath, QStringList{"1000"});
-    ASSERT_TRUE(running.waitForStarted());
+    ASSERT_TRUE(running.waitForStarted(patienceMs));
     startDaemon();
     EXPECT_EQ(call("generateLogFile"), (Reply{-1}));
     EXPECT_EQ(host::readFile(exportPath), program);

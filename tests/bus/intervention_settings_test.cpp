@@ -68,13 +68,13 @@ protected:
     {
         const QStringList command = frontEndCommand({}, QStringList{method} + arguments);
         process.start(command.first(), command.mid(1));
-        ASSERT_TRUE(process.waitForStarted());
+        ASSERT_TRUE(process.waitForStarted(patienceMs));
     }
 
     /// The name of the bus error that a front end got in the end.
     static QString errorAtItsEnd(QProcess &process)
     {
-        EXPECT_TRUE(process.waitForFinished());
+        EXPECT_TRUE(process.waitForFinished(patienceMs));
         return QString::fromUtf8(process.readAllStandardOutput()).section(':', 0, 0);
     }
 
@@ -89,7 +89,7 @@ protected:
         EXPECT_TRUE(keepsBusy(pid_t(daemon.processId())));
         QProcess reader;
         start(reader, "--wait", {"getInterventionConfig", "block", "timeout"});
-        ASSERT_TRUE(reader.waitForReadyRead());
+        ASSERT_TRUE(reader.waitForReadyRead(patienceMs));
         ASSERT_TRUE(reader.readLine().contains("waiting"));
         reader.closeWriteChannel();
         EXPECT_TRUE(keepsBusy(pid_t(daemon.processId())));

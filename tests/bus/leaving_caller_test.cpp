@@ -61,7 +61,7 @@ protected:
     {
         const QStringList command = frontEndCommand(lasting, QStringList{"--json"} + call);
         process.start(command.first(), command.mid(1));
-        ASSERT_TRUE(process.waitForStarted());
+        ASSERT_TRUE(process.waitForStarted(patienceMs));
     }
 
     /// Kills @p process, which is gone without a trace afterwards.
@@ -69,7 +69,20 @@ protected:
     {
         ASSERT_EQ(process.state(), QProcess::Running);
         process.kill();
-        ASSERT_TRUE(process.waitForFinished());
+        ASSERT_TRUE(process.waitForFinished(patienceMs));
+    }
+
+    /// Whether the bus tells the process of the connection @p name: newer ones do not when that has
+    /// ended, for its number may be another process's by then.
+    static bool busTellsProcessOf(const QString &name)
+    {
+        const auto result =
+            host::run({"dbus-send", "--system", "--print-reply", "--dest=org.freedesktop.DBus",
+                       "/org/freedesktop/DBus", "org.freedesktop.DBus.GetConnectionUnixProcessID",
+                       "string:" + name});
+        EXPECT_TRUE(result.exitCode == 0 || result.errors.contains("UnixProcessIdUnknown"))
+            << result.errors.constData();
+        return result.exitCode == 0;
     }
 
     void expectItServes()
@@ -123,7 +136,7 @@ TEST_F(LeavingCaller, ThatHasLeftTheBusHasNoProcessId)
     const auto result = host::run(leaver({"leave", "restartService", "halvex-ebpf"}));
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
     releaseTheGate();
-    ASSERT_TRUE(held.waitForFinished());
+    ASSERT_TRUE(held.waitForFinished(patienceMs));
     ASSERT_TRUE(waitFor([this] { return !systemLog.takeLines().isEmpty(); }));
     EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start ", "Failed to get caller PID"}));
 }
@@ -136,15 +149,17 @@ TEST_F(LeavingCaller, WhoseProcessHasEndedIsRefusedWithADebugMessage)
     QProcess dying;
     const QStringList command = leaver({"die", "restartService", "halvex-ebpf"});
     dying.start(command.first(), command.mid(1));
-    ASSERT_TRUE(dying.waitForStarted());
+    ASSERT_TRUE(dying.waitForStarted(patienceMs));
     const auto pid = dying.processId();
-    ASSERT_TRUE(dying.waitForFinished());
+    ASSERT_TRUE(dying.waitForFinished(patienceMs));
+    const QString name = QString::fromUtf8(dying.readAllStandardOutput()).trimmed();
+    const QString message = busTellsProcessOf(name)
+                                ? QString("file.open failed \"/proc/%1/environ\"").arg(pid)
+                                : QString("Failed to get caller PID");
     releaseTheGate();
-    ASSERT_TRUE(held.waitForFinished());
+    ASSERT_TRUE(held.waitForFinished(patienceMs));
     ASSERT_TRUE(waitFor([this] { return !systemLog.takeLines().isEmpty(); }));
-    EXPECT_EQ(daemonMessages(),
-              (QStringList{"dbus service start ",
-                           QString("file.open failed \"/proc/%1/environ\"").arg(pid)}));
+    EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start ", message}));
 }
 
 TEST_F(LeavingCaller, WhoDiesAfterTheEnvironmentWasReadIsRefused)

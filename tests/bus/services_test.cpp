@@ -45,6 +45,9 @@ protected:
         host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: \"\\x01\"\n");
     }
 
+    /// For a daemon that waits for an answer of the internet as long as a slow machine needs.
+    inline static const QStringList slowClock{QString("LD_PRELOAD=") + SLOW_CLOCK};
+
     /// Starts a caller without waiting for the answer.
     static void startCall(QProcess &process, const Caller &caller, const QStringList &call)
     {
@@ -344,7 +347,7 @@ TEST_F(EngineOnTheBus, IsSwitchedOnWithTheInternetThatItAsksFor)
 {
     TlsServer server;
     askForTheInternet();
-    startDaemon();
+    startDaemon(soundEnvironment + slowClock);
     QProcess caller;
     startCall(caller, administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"});
     EXPECT_EQ(awaitReply(caller), Reply{0});
@@ -356,7 +359,7 @@ TEST_F(EngineOnTheBus, OthersAreServedWhileACallerWaitsForTheInternet)
 {
     TlsServer server;
     askForTheInternet();
-    startDaemon();
+    startDaemon(soundEnvironment + slowClock);
     std::array<QProcess, 2> callers;
     Reply query;
     server.answer = [&] {

@@ -2,10 +2,10 @@
 #include "faults/fault_host.h"
 
 #include "support/host_files.h"
+#include "support/machine_deadline.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QElapsedTimer>
 #include <QFile>
 
 #include <unistd.h>
@@ -72,7 +72,7 @@ QProcess &FrontEnds::started(Role role)
         process->start("setpriv",
                        QStringList{"--reuid", id, "--regid", id, "--clear-groups", "--"} +
                            caller.wrapper + QStringList{caller.path, "--json", "--lines"});
-        EXPECT_TRUE(process->waitForStarted());
+        EXPECT_TRUE(process->waitForStarted(patienceMs));
     }
     return *process;
 }
@@ -81,17 +81,16 @@ void FrontEnds::ask(Role role, const QString &method, const QStringList &argumen
 {
     QProcess &process = started(role);
     process.write((QStringList{method} + arguments).join('\t').toUtf8() + '\n');
-    process.waitForBytesWritten();
+    process.waitForBytesWritten(patienceMs);
 }
 
 std::optional<Reply> FrontEnds::answer(Role role, int timeoutMs)
 {
     QProcess &process = started(role);
-    QElapsedTimer timer;
-    timer.start();
+    MachineDeadline deadline(timeoutMs);
     while (!process.canReadLine() && process.state() == QProcess::Running &&
-           timer.elapsed() < timeoutMs) {
-        process.waitForReadyRead(int(timeoutMs - timer.elapsed()));
+           !deadline.hasExpired()) {
+        process.waitForReadyRead(MachineDeadline::stepMs);
     }
     if (!process.canReadLine()) {
         return std::nullopt;
@@ -148,7 +147,7 @@ void FaultHost::startUpgradeService()
     auto order = QDBusMessage::createMethodCall("com.norva.systemupgrade", "/control",
                                                 "com.norva.systemupgrade.control", "replyWith");
     order.setArguments({QVariant(QVariantList{7, "accepted"})});
-    const QDBusMessage reply = QDBusConnection::systemBus().call(order);
+    const QDBusMessage reply = QDBusConnection::systemBus().call(order, QDBus::Block, patienceMs);
     ASSERT_EQ(reply.type(), QDBusMessage::ReplyMessage) << qPrintable(reply.errorMessage());
 }
 

@@ -45,7 +45,8 @@ public:
     /// Has @p role call @p method; the answer comes with answer().
     void ask(Role role, const QString &method, const QStringList &arguments);
 
-    /// The answer to the oldest call of @p role that has none yet, if it comes in time.
+    /// The answer to the oldest call of @p role that has none yet, if it comes within
+    /// @p timeoutMs of a fast machine.
     [[nodiscard]] std::optional<Reply> answer(Role role, int timeoutMs);
 
     /// Ends the front end of @p role, which waits for an answer that will not come.

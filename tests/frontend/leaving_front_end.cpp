@@ -11,7 +11,8 @@
 //   leaving-front-end leave METHOD [...]
 //       call, and leave the bus as soon as it has the call.
 //   leaving-front-end die METHOD [...]
-//       call, and end at once; a child keeps the connection open until it is killed.
+//       call, print the connection's name, and end at once; a child keeps the connection open
+//       until it is killed.
 #include "dbus/bus_names.h"
 #include "dbus/detect_type.h"
 #include "frontend/interface_description.h"
@@ -22,6 +23,8 @@
 #include <QDBusMessage>
 #include <QDBusMetaType>
 
+#include <climits>
+#include <cstdio>
 #include <unistd.h>
 
 namespace {
@@ -55,11 +58,17 @@ void callAndDisconnect(const QDBusMessage &message, unsigned microseconds)
     QDBusConnection::disconnectFromBus(name);
 }
 
-/// Sends @p message and returns once the bus has it: it answers in order.
+/// Returns once the bus has all that was sent: it answers in order.
+void awaitBus(const QDBusConnection &connection)
+{
+    connection.interface()->setTimeout(INT_MAX);
+    static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
+}
+
 void sendForSure(const QDBusConnection &connection, const QDBusMessage &message)
 {
     connection.send(message);
-    static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
+    awaitBus(connection);
 }
 
 void callAndLeave(const QDBusMessage &message)
@@ -74,14 +83,19 @@ void flood(const QDBusMessage &message, int count)
     for (int i = 0; i < count; ++i) {
         connection.send(message);
     }
-    static_cast<void>(connection.interface()->isServiceRegistered(halvex::busName).value());
+    awaitBus(connection);
 }
 
 void callAndDie(const QDBusMessage &message)
 {
     const auto connection = QDBusConnection::systemBus();
     sendForSure(connection, message);
+    std::puts(qPrintable(connection.baseService()));
+    std::fflush(stdout);
     if (fork() == 0) {
+        // Who reads what this program prints need not wait for the child.
+        close(STDOUT_FILENO);
+        close(STDERR_FILENO);
         for (;;) {
             pause();
         }

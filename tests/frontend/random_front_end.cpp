@@ -266,7 +266,7 @@ using Answers = QMap<QString, int>;
 /// such a call deserves.
 bool isAnswered(const QDBusConnection &bus, const QDBusMessage &call, Answers &answers)
 {
-    const QDBusMessage reply = bus.call(call, QDBus::Block, 60000);
+    const QDBusMessage reply = bus.call(call, QDBus::Block, INT_MAX);
     const bool isError = reply.type() == QDBusMessage::ErrorMessage;
     ++answers[isError                             ? reply.errorName()
               : reply.signature().startsWith('i') ? "status " + reply.arguments()[0].toString()

@@ -58,7 +58,7 @@ extern "C" void reportEndlessCall(int /*signal*/)
     _exit(1);
 }
 
-/// Ends the test with @p description if the watch is not over within seconds.
+/// Ends the test with @p description if the watch is not over within minutes.
 class EndlessCallWatch
 {
 public:
@@ -66,7 +66,7 @@ public:
     {
         currentCase = description.data();
         currentCaseSize = description.size();
-        alarm(30);
+        alarm(300);
     }
     ~EndlessCallWatch() { alarm(0); }
     EndlessCallWatch(const EndlessCallWatch &) = delete;

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "services/ai_engine.h"
 #include "services/service_names.h"
+#include "services/test_clock.h"
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/stand_in.h"
 #include "support/tls_server.h"
+#include "support/wait_for.h"
 #include "util/command_runner.h"
 
 #include <QFile>
@@ -216,6 +218,7 @@ TEST_F(EngineSwitch, OnFailsWhenTheInternetIsAskedForAndNotReached)
 
 TEST_F(EngineSwitch, OnRunsTheEngineWhenTheInternetIsAskedForAndReached)
 {
+    const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
     setDgaDetect(R"("\x01")");
     EXPECT_EQ(switchEngine(1, settingsPath), 0);
@@ -225,6 +228,7 @@ TEST_F(EngineSwitch, OnRunsTheEngineWhenTheInternetIsAskedForAndReached)
 
 TEST_F(EngineSwitch, ASecondSwitchOnIsServedWhileTheFirstWaits)
 {
+    const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
     setDgaDetect(R"("\x01")");
     int second = INT_MIN;
@@ -241,6 +245,7 @@ TEST_F(EngineSwitch, ASecondSwitchOnIsServedWhileTheFirstWaits)
 
 TEST_F(EngineSwitch, EachOfTwoCallersGetsItsOwnAnswer)
 {
+    const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
     setDgaDetect(R"("\x01")");
     int second = INT_MIN;
@@ -258,6 +263,7 @@ TEST_F(EngineSwitch, EachOfTwoCallersGetsItsOwnAnswer)
 
 TEST_F(EngineSwitch, AllElseIsServedWhileOneWaits)
 {
+    const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
     setDgaDetect(R"("\x01")");
     int off = INT_MIN;
@@ -329,7 +335,7 @@ TEST_F(EngineState, TheRealProcessListShowsARunningEngine)
     host::writeFile(engine, host::readFile("/usr/bin/sleep"), 0755);
     QProcess process;
     process.start(engine, {"1000"});
-    ASSERT_TRUE(process.waitForStarted());
+    ASSERT_TRUE(process.waitForStarted(patienceMs));
     EXPECT_EQ(state(), 1);
     process.kill();
     process.waitForFinished();

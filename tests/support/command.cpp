@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "support/command.h"
 
+#include "support/wait_for.h"
+
 #include <QProcess>
 
 namespace host {
@@ -14,7 +16,7 @@ CommandResult run(const QStringList &command, const QStringList &environment,
     process.write(input);
     process.closeWriteChannel();
     CommandResult result;
-    if (process.waitForFinished(100000) && process.exitStatus() == QProcess::NormalExit) {
+    if (process.waitForFinished(patienceMs) && process.exitStatus() == QProcess::NormalExit) {
         result.exitCode = process.exitCode();
     }
     result.output = process.readAllStandardOutput();

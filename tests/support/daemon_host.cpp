@@ -74,7 +74,7 @@ void DaemonHost::launchDaemon(const QStringList &environment, const QStringList 
     daemon.setEnvironment(withSanitizerOptions(environment));
     const QStringList command = wrapper + QStringList{DAEMON} + daemonArguments;
     daemon.start(command.first(), command.mid(1));
-    ASSERT_TRUE(daemon.waitForStarted()) << qPrintable(daemon.errorString());
+    ASSERT_TRUE(daemon.waitForStarted(patienceMs)) << qPrintable(daemon.errorString());
 }
 
 void DaemonHost::awaitDaemon()

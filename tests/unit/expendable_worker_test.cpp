@@ -25,6 +25,8 @@ using std::chrono::milliseconds;
 constexpr milliseconds ample(60000);
 /// Short enough to wait for.
 constexpr milliseconds brief(50);
+/// Long enough for a job that only has to say something first, as far as that can be waited for.
+constexpr milliseconds timeToSayIt(2000);
 
 std::string reverse(const std::string &input, const JobControl & /*control*/)
 {
@@ -114,14 +116,15 @@ TEST(ExpendableWorker, LeavesNoZombiesBehind)
 TEST(ExpendableWorker, WaitsForAsLongAsTheJobSays)
 {
     ExpendableWorker worker("halvex-test");
+    ASSERT_GT(processOf(worker), 0);
     const auto slow = [](const std::string &, const JobControl &control) -> std::string {
         control.setPatience(std::nullopt);
-        usleep(1000 * 4 * unsigned(brief.count()));
+        usleep(1000 * unsigned(3 * timeToSayIt.count() / 2));
         control.setPatience(ample);
-        usleep(1000 * 4 * unsigned(brief.count()));
+        usleep(1000 * unsigned(3 * timeToSayIt.count() / 2));
         return "done";
     };
-    EXPECT_EQ(worker.run(slow, "", brief), "done");
+    EXPECT_EQ(worker.run(slow, "", timeToSayIt), "done");
     const auto hurried = [](const std::string &, const JobControl &control) -> std::string {
         control.setPatience(brief);
         return hang("", control);
@@ -137,7 +140,7 @@ TEST(ExpendableWorker, ReturnsTheInterimResultOfAJobThatIsGivenUp)
         control.setInterimResult("half");
         return hang("", control);
     };
-    EXPECT_EQ(worker.run(half, "", milliseconds(500)), "half");
+    EXPECT_EQ(worker.run(half, "", timeToSayIt), "half");
     const auto whole = [](const std::string &, const JobControl &control) -> std::string {
         control.setInterimResult("half");
         return "whole";
