@@ -8,6 +8,26 @@
 
 #include <sys/stat.h>
 
+namespace {
+
+/// How many threads the process @p pid and its descendants have.
+int tasksOf(qint64 pid)
+{
+    const QString threads = QString("/proc/%1/task/").arg(pid);
+    int tasks = 0;
+    for (const QString &thread : QDir(threads).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        ++tasks;
+        QFile children(threads + thread + "/children"); // gone if the thread has exited
+        children.open(QIODevice::ReadOnly);
+        for (const QByteArray &child : children.readAll().simplified().split(' ')) {
+            tasks += child.isEmpty() ? 0 : tasksOf(child.toInt());
+        }
+    }
+    return tasks;
+}
+
+} // namespace
+
 void AttackedHost::SetUp()
 {
     DaemonHost::SetUp();
@@ -38,13 +58,7 @@ void AttackedHost::expectItCanBeKilled()
 
 int AttackedHost::tasksOfDaemon() const
 {
-    const QString process = QString("/proc/%1/task").arg(daemon.processId());
-    int tasks = 0;
-    for (const QString &thread : QDir(process).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        const QString children = process + '/' + thread + "/children";
-        tasks += 1 + host::readFile(children).count(' ');
-    }
-    return tasks;
+    return tasksOf(daemon.processId());
 }
 
 void AttackedHost::holdTheGate()
