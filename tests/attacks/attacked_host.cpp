@@ -8,6 +8,25 @@
 
 #include <sys/stat.h>
 
+namespace {
+
+/// How many threads the process @p pid and its descendants have.
+int tasksOf(qint64 pid)
+{
+    const QString threads = QString("/proc/%1/task/").arg(pid);
+    int tasks = 0;
+    for (const QString &thread : QDir(threads).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile children(threads + thread + "/children"); // of a thread that may have exited
+        tasks += children.open(QIODevice::ReadOnly) ? 1 : 0;
+        for (const QByteArray &child : children.readAll().simplified().split(' ')) {
+            tasks += child.isEmpty() ? 0 : tasksOf(child.toInt());
+        }
+    }
+    return tasks;
+}
+
+} // namespace
+
 void AttackedHost::SetUp()
 {
     DaemonHost::SetUp();
@@ -38,13 +57,7 @@ void AttackedHost::expectItCanBeKilled()
 
 int AttackedHost::tasksOfDaemon() const
 {
-    const QString process = QString("/proc/%1/task").arg(daemon.processId());
-    int tasks = 0;
-    for (const QString &thread : QDir(process).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile children(process + '/' + thread + "/children"); // of a thread that may have gone
-        tasks += children.open(QIODevice::ReadOnly) ? 1 + children.readAll().count(' ') : 0;
-    }
-    return tasks;
+    return tasksOf(daemon.processId());
 }
 
 void AttackedHost::holdTheGate()

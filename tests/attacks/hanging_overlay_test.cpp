@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+//
+// Callers whose program lies on an overlay over a file system of their own, which does not answer.
+// The kernel asks that file system in the user's name, so that root's look is not refused.
+#include "attacks/attacked_host.h"
+
+namespace {
+
+class HangingOverlay : public AttackedHost
+{
+protected:
+    QProcess look; ///< ends only with the file system
+};
+
+TEST_F(HangingOverlay, ACallerFromItIsRefusedAndLeavesNothingBehind)
+{
+    EXPECT_TRUE(isServedWithin(patienceMs));
+    const int before = tasksOfDaemon();
+    QProcess &caller = attackers.start(
+        {"overlay-program", "/srv/attackers/flood", "--answers", "--small", "3", "--stay"},
+        user::ordinary);
+    const QString refused = "status -999";
+    ASSERT_EQ(linesUntil(caller, "sent", patienceMs), (QStringList{refused, refused, refused}))
+        << caller.readAllStandardError().constData();
+    EXPECT_TRUE(isServedWithin(patienceMs));
+    EXPECT_EQ(tasksOfDaemon(), before);
+
+    look.start("stat", {"--dereference", QString("/proc/%1/exe").arg(caller.processId())});
+    EXPECT_EQ(linesUntil(caller, "asked", patienceMs), QStringList())
+        << "the gate has asked, or nobody who asks would hang";
+}
+
+} // namespace
