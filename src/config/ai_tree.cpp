@@ -42,7 +42,7 @@ bool looksLikeByteOrderMark(const std::string &key)
 /// emitter checks this as well, but measures the key before it is escaped.
 bool isLongWhenEmitted(const std::string &key, YAML::EMITTER_MANIP format)
 {
-    constexpr std::size_t maxKeyBytes = 1024;
+    constexpr std::size_t maxKeyBytes = 1024; // as in yaml-cpp 0.7 and 0.8
     constexpr std::size_t maxEscapeBytes = 4; // for each byte
     if (key.size() * maxEscapeBytes < maxKeyBytes) {
         return false;

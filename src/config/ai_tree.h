@@ -14,8 +14,8 @@
 
 namespace halvex {
 
-/// The depth to which the YAML library 0.7 or 0.8 reads a document, the root counted as 1. The
-/// library refuses a deeper document.
+/// The depth to which yaml-cpp 0.7 and 0.8 read a document, the root counted as 1. They refuse a
+/// deeper document.
 constexpr int maxNodeDepth = 499;
 
 /// The maximum number of components of a key. Each component is one level of nested maps; the value
