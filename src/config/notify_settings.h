@@ -13,17 +13,17 @@ namespace halvex {
 ///
 /// An out-value whose setting is missing or empty is unchanged.
 ///
-/// @return 0 if the file has a notify element, even an empty one; -1 if the file is missing,
-///         unreadable, too large, malformed or without that element
+/// @return 0 on success, even if the notify element is empty; -1 if readSettingsFile() or
+///         notifyValuesIn() fails
 [[nodiscard]] int getNotifyConfig(const QString &path, QString &notifyDisabled,
                                   QString &notifyTimeout, QString &notifyFold);
 
 /// Writes the three notification settings into the file at @p path. The file loses its comments and
 /// layout, and keeps its owner and mode.
 ///
-/// @return 0 on success; -1, with the file unchanged, if a value is empty, or if the file is
-///         missing, unreadable, too large, malformed, without a notify element or cannot be opened
-///         for writing; -1 also if the write failed half-way, which is not repaired
+/// @return 0 on success; -1, with the file unchanged, if readSettingsFile() or withNotifyValues()
+///         fails, or if the file cannot be opened for writing; -1 also if the write failed
+///         half-way, which is not repaired
 [[nodiscard]] int setNotifyConfig(const QString &path, const QString &notifyDisabled,
                                   const QString &notifyTimeout, const QString &notifyFold);
 

@@ -12,7 +12,7 @@ namespace halvex {
 namespace {
 
 constexpr qint64 answerTimeoutMs = 5000;
-/// After the daemon was stopped (SIGSTOP), the time-out has passed even if the answer has arrived.
+/// After a SIGSTOP the time-out has passed although the answer may have arrived: check again.
 constexpr int minChecks = 3;
 
 } // namespace

@@ -54,7 +54,8 @@ struct CallerSurroundings
                                                   bool wantsEnvironment);
 
 /// Finds the canonical path of the program that @p pid runs: that of its executable or, only if
-/// root may not access the executable, that of its first argument.
+/// root may not access the executable, that of its first argument. An example is an executable on a
+/// user's own FUSE mount.
 ///
 /// @return nothing if the path is unknown or leads to no file; if it leads to another file than the
 ///         process runs, because its program was deleted or renamed; if the read was given up; or

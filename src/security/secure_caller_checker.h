@@ -2,8 +2,7 @@
 //
 // The gate: decides about one bus caller. It uses what the kernel and the bus daemon say about the
 // calling process at that moment: its initial environment, its namespaces and those of process 1,
-// the program it runs, and its user. The first argument is used only if root may not access the
-// program, for example on a user's own FUSE mount.
+// the program it runs (see readProgramPath() for one that root may not access), and its user.
 //
 // Limitation: a process can send a call and then exec a front end, while a child keeps its
 // connection. The gate then sees the front end.

@@ -94,7 +94,7 @@ bool ChildProcess::watchForExit()
     if (state() == NotRunning) {
         return false;
     }
-    // In glibc 2.36, pidfd_open() cannot be linked from C++.
+    // A system call, as in openProcess().
     exitNotice = FileDescriptor(
         static_cast<int>(syscall(SYS_pidfd_open, static_cast<pid_t>(processId()), 0)));
     return exitNotice.isOpen() || errno == ESRCH; // ESRCH: it has exited, and Qt has reaped it
