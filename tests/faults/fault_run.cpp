@@ -28,8 +28,8 @@ std::string shown(const std::optional<Reply> &reply)
 /// as on a pipe, do not come in the same number each time.
 bool isCountedByFile(const SeenCall &call)
 {
-    static const QSet<QString> names{"access",   "close", "lseek", "newfstatat", "openat",
-                                     "readlink", "read",  "statx", "write"};
+    static const QSet<QString> names{"access", "close",    "fstat", "lseek", "newfstatat",
+                                     "openat", "readlink", "read",  "statx", "write"};
     return call.kind == FileKind::Regular && names.contains(call.name);
 }
 

@@ -104,6 +104,8 @@ const QList<Row> rows{
     {"fchown", {}, "EIO EPERM EROFS"},
     {"fdatasync", {}, "EDQUOT EINTR EIO ENOSPC EROFS"},
     {"flock", {}, "EINTR ENOLCK"},
+    {"fstat", {FileKind::Regular}, "EIO ENOMEM EOVERFLOW"},
+    {"fstat", {}, "ENOMEM"},
     {"fstatfs", {}, "EINTR EIO ENOMEM ENOSYS"},
     {"fsync", {}, "EDQUOT EINTR EIO ENOSPC EROFS"},
     {"ftruncate", {}, "EFBIG EINTR EIO EPERM"},

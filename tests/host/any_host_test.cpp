@@ -93,14 +93,18 @@ TEST_P(AnyHost, OneIsMadeMoreDeeplyThanOverlaysNest)
 
 TEST_P(AnyHost, AProjectOnAnotherFileSystemIsThere)
 {
-    for (const QString place : {"/mnt", "/srv", "/tmp", "/run/user"}) {
-        ASSERT_TRUE(QDir().mkpath(place));
-        ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "other", place}).exitCode, 0);
-        const QString project = place + "/a project,with:odd \\characters";
-        const auto result =
-            host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});
-        EXPECT_EQ(result.output, "project") << qPrintable(place) << result.errors.constData();
-    }
+    ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "other", "/mnt"}).exitCode, 0);
+    const QString project = "/mnt/a project,with:odd \\characters";
+    const auto result = host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});
+    EXPECT_EQ(result.output, "project") << result.errors.constData();
+}
+
+TEST_P(AnyHost, AProjectInADirectoryThatIsEmptyOnTheHostIsThere)
+{
+    // The other one is /tmp.
+    const QString project = "/run/user/0/a project";
+    const auto result = host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});
+    EXPECT_EQ(result.output, "project") << result.errors.constData();
 }
 
 TEST_P(AnyHost, AProjectOfTheRootIsThere)
@@ -112,13 +116,12 @@ TEST_P(AnyHost, AProjectOfTheRootIsThere)
 
 TEST_P(AnyHost, ASharedDirectoryIsTheRealOne)
 {
-    for (const QString place : {"/srv/shared", "/mnt/shared:too"}) {
-        ASSERT_TRUE(QDir().mkpath(place));
-        const auto result = host::run(
-            {script(), "--share", place, "--", "/bin/sh", "-c", "echo x >\"$0/result\"", place});
-        EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
-        EXPECT_EQ(host::readFile(place + "/result"), "x\n");
-    }
+    const QString directory = "/mnt/shared:too";
+    ASSERT_TRUE(QDir().mkpath(directory));
+    const auto result = host::run({script(), "--share", directory, "--", "/bin/sh", "-c",
+                                   "echo x >\"$0/result\"", directory});
+    EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
+    EXPECT_EQ(host::readFile(directory + "/result"), "x\n");
 }
 
 } // namespace

@@ -37,10 +37,9 @@ protected:
         host::writeScript("/usr/bin/mmdebstrap",
                           "for root; do case $root in */root) break; esac; done\n"
                           "cd / && mkdir -p $root && cd $root && mkdir dev mnt proc run srv sys\n"
-                          "for tool in bash cat env hostname sh sleep umount; do\n"
-                          "    file=$(command -v $tool)\n"
-                          "    cp --dereference --parents $file $(ldd $file | grep -o '/[^ ]*') .\n"
-                          "done");
+                          "tools=$(which bash cat env hostname sh sleep umount)\n"
+                          "cp --dereference --parents $tools "
+                          "$(ldd $tools | grep -o '/[^: ]*' | sort -u) .");
         host::writeFile("/opt/checkout/srv/halvex-desktop-daemon/committed", "yes");
         host::writeScript("/usr/bin/git", "tar --create --directory /opt/checkout srv");
     }

@@ -310,6 +310,13 @@ TEST_F(InstalledHost, SystemdFindsNothingWrongWithTheUnit)
     EXPECT_EQ(host::run({"systemd-analyze", "security", "--threshold=80", unit}).exitCode, 0);
 }
 
+// Where a limit is reached, the status tool fails, as if the administrator roles were not
+// separated.
+TEST_F(InstalledHost, TheUnitHasNoLimitOfTasks)
+{
+    EXPECT_EQ(show("TasksMax"), "infinity");
+}
+
 TEST_F(InstalledHost, AnUpgradeRestartsTheDaemonOnlyIfItRuns)
 {
     installPackage();
