@@ -2,8 +2,8 @@
 //
 // A service that does the same work as the daemon's getEventTotalCount and nothing else: the
 // questions to the bus, the reads of /proc, the status tool and the state file, in one function.
-// With an argument, it also writes a line to Qt's log and makes a proxy, as the daemon does at its
-// start, and owns that name: so one sees what Qt's code for these two takes.
+// With an argument, it uses that as its bus name, and also writes a line to Qt's log and creates a
+// proxy, as the daemon does at its start, to measure what Qt needs for these two.
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

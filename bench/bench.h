@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Measures two things in turns, so that whatever else the machine does befalls both.
+// Measures two actions alternately, so that other load on the machine affects both.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace bench {
 
 using Action = std::function<void()>;
 
-/// How many seconds @p action takes.
+/// Returns the duration of @p action in seconds.
 inline double secondsOf(const Action &action)
 {
     const auto start = std::chrono::steady_clock::now();
@@ -27,7 +27,7 @@ inline double medianOf(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-/// Prints a row of the table: what is measured, our figure, the reference's, and their ratio.
+/// Prints a row of the table: what is measured, our value, the reference value, and their ratio.
 inline void printRow(const char *what, double ours, double reference, const char *goal)
 {
     std::printf("| %s | %.3f ms | %.3f ms | %.2f | %s |\n", what, ours * 1e3, reference * 1e3,
@@ -35,8 +35,8 @@ inline void printRow(const char *what, double ours, double reference, const char
     std::fflush(stdout);
 }
 
-/// Runs both actions @p rounds times in turns, each after @p prepare and each the first in every
-/// other round, and prints their medians.
+/// Runs both actions alternately, @p rounds times, and prints their medians. Calls @p prepare
+/// before each action. The order changes every round.
 inline void compare(
     const char *what, int rounds, const Action &ours, const Action &reference, const char *goal,
     const Action &prepare = [] {})

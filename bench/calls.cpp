@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Calls over the bus, by a program that stands where a front end does, against those to bare
-// services.
+// Measures bus calls to the daemon and to minimal services. This program is installed at the path
+// of a front end.
 //
 //   calls                         the table's rows of calls
 //   calls start DAEMON REFERENCE  the row of the two programs' starts
-//   calls one STATUS              the seconds that one call takes which gives that status
+//   calls one STATUS              the duration in seconds of one call that returns STATUS
 //   calls environment KIB         a row of calls from a process with an environment of that size
 //   calls older ADDRESS           rows of calls, against an older daemon on the bus at that address
 //   calls older ADDRESS KIB       the same from a process with an environment of that size
@@ -42,7 +42,7 @@ IsExpected statusIs(int status)
     return [status](const QDBusMessage &reply) { return reply.arguments().value(0) == status; };
 }
 
-/// Makes a round of calls whose answers must all be as expected.
+/// Returns an action of one round of calls. All answers must be as expected.
 bench::Action roundOf(const QDBusMessage &message, const IsExpected &isExpected,
                       const QDBusConnection &bus = QDBusConnection::systemBus())
 {
@@ -67,7 +67,7 @@ QDBusMessage callOf(const char *method, const QVariantList &arguments = {})
     return message;
 }
 
-/// The calls that read one of the settings and write what is in it already.
+/// The calls that read one of the settings, and those that write the value that it already has.
 struct SettingsCalls
 {
     QDBusMessage reading;
@@ -89,7 +89,8 @@ QDBusMessage callOfBareService(const char *name)
     return QDBusMessage::createMethodCall(name, "/bench", "bench.bare", "getEventTotalCount");
 }
 
-/// May an ordinary user's process do something that takes an administrator? As other daemons ask.
+/// Asks polkit whether an ordinary user's process may do an administrator's action, as other
+/// daemons do.
 QDBusMessage authorizationOf(pid_t process, int user)
 {
     QDBusMessage message = QDBusMessage::createMethodCall(
@@ -108,7 +109,7 @@ QDBusMessage authorizationOf(pid_t process, int user)
     return message;
 }
 
-/// Starts a process of an ordinary user's, which is there as long as this one.
+/// Starts a process of an ordinary user, which runs as long as this one.
 pid_t startProcessOf(int user)
 {
     int untilTheEnd[2];
@@ -173,7 +174,7 @@ void printRowsAgainstOlder(const QString &address, const QString &circumstances)
     }
 }
 
-/// Prints the row of two programs' starts, until they own their bus names.
+/// Prints the row of the two programs' starts. A start ends when the program owns its bus name.
 void printRowOfStarts(const QString &daemon, const QString &reference)
 {
     QEventLoop loop;
@@ -200,7 +201,7 @@ void printRowOfStarts(const QString &daemon, const QString &reference)
     process.waitForFinished();
 }
 
-/// Prints what one call takes that gives @p status, for comparisons.
+/// Prints the duration of one call that returns @p status, for comparisons.
 void printSecondsOfOne(int status)
 {
     const double seconds =
@@ -208,8 +209,8 @@ void printSecondsOfOne(int status)
     std::printf("%.9f\n", seconds / callsInARound);
 }
 
-/// Becomes the same program with an environment of @p size KiB, ten variables in each, unless it
-/// has done so already.
+/// Executes this program again with an environment of @p size KiB, ten variables for each KiB,
+/// unless it was done before.
 void ensureEnvironmentOf(int size, char **arguments)
 {
     if (qEnvironmentVariableIsSet("VARIABLE0")) {
@@ -218,7 +219,7 @@ void ensureEnvironmentOf(int size, char **arguments)
     std::vector<std::string> variables;
     for (int i = 0; i < size * 10; ++i) {
         std::string variable = "VARIABLE" + std::to_string(i) + '=';
-        variable.resize(i % 10 < 4 ? 102 : 101, 'x'); // 10 with their NULs are 1,024 bytes
+        variable.resize(i % 10 < 4 ? 102 : 101, 'x'); // ten with their NULs are 1,024 bytes
         variables.push_back(variable);
     }
     std::vector<char *> environment;

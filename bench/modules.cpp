@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The modules by themselves, against the tools and libraries that do the same bare work.
+// Measures the modules alone, against the tools and libraries that do the same bare work.
 #include "bench.h"
 #include "config/ai_settings.h"
 #include "config/intervention_settings.h"
@@ -49,7 +49,7 @@ void run(const std::vector<const char *> &command, const char *output)
     }
 }
 
-/// How much more memory than before this process has at the most during @p action, in KiB.
+/// Returns by how many KiB the memory of this process grows at most during @p action.
 int peakGrowthOf(const bench::Action &action)
 {
     const auto field = [](const QByteArray &name) {
@@ -59,7 +59,7 @@ int peakGrowthOf(const bench::Action &action)
         const QByteArray line = text.mid(text.indexOf(name) + name.size());
         return line.left(line.indexOf(" kB")).simplified().toInt();
     };
-    write("/proc/self/clear_refs", "5"); // forgets the peak
+    write("/proc/self/clear_refs", "5"); // resets the peak
     const int before = field("VmRSS:");
     action();
     return field("VmHWM:") - before;
@@ -94,7 +94,7 @@ void measureExport(const char *what, int count, int size)
         });
     std::printf("| %s: memory that it takes | %d KiB | | | none |\n", what,
                 peakGrowthOf(exportAll));
-    std::fflush(stdout); // a child would print it again
+    std::fflush(stdout); // or a child would print it again
     QDir(directory).removeRecursively();
     unlink(output);
 }
@@ -154,7 +154,7 @@ void measureNotifySettings()
         "1.1");
 }
 
-/// Prints what a unit costs where there are 16 and 64 of them, against where there is one.
+/// Prints the cost per unit for 16 and for 64 units, compared with the cost of one unit.
 void measureGrowth(const char *what, const char *unit,
                    const std::function<void(int units)> &prepare, const bench::Action &action)
 {

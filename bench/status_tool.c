@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// As little as a status tool can be.
+// A minimal status tool.
 #include <stdio.h>
 
 int main(void)

@@ -45,7 +45,7 @@ int setAiConfig(const QString &path, int type, const QString &key, const QString
     if (!changed) {
         return failed;
     }
-    // A failure from here on has no status of its own.
+    // A failed write is not reported.
     static_cast<void>(writeSettingsFile(path, *changed));
     return succeeded;
 }

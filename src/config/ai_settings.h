@@ -8,24 +8,25 @@
 
 namespace halvex {
 
-/// Reads one setting of the engine @p type, of which only 0 is known, from the file at @p path.
+/// Reads one setting of an engine from the file at @p path.
 ///
-/// @param value  as readAiSetting() says; untouched for any other type
-/// @return 0 when read; -1 for any other type and as readAiSetting() says
+/// @param type   the engine; only 0 is known
+/// @param value  as readAiSetting() says; unchanged for any other type
+/// @return 0 on success; -1 for any other type, or if readAiSetting() fails
 [[nodiscard]] int getAiConfig(const QString &path, int type, const QString &key, QString &value);
 
 /// Reads the setting @p key from the file at @p path.
 ///
-/// @param value  the setting's text; empty on failure; untouched when @p key is empty
-/// @return 0 when read; -1 when the key is empty, and as readSettingsFile() and aiSettingIn() fail
+/// @param value  the setting's text; empty on failure; unchanged if @p key is empty
+/// @return 0 on success; -1 if @p key is empty, or if readSettingsFile() or aiSettingIn() fails
 [[nodiscard]] int readAiSetting(const QString &path, const QString &key, QString &value);
 
-/// Writes one setting of the engine @p type, of which only 0 is known, into the file at @p path,
-/// which keeps its owner and mode.
+/// Writes one setting of an engine into the file at @p path. The file keeps its owner and mode.
 ///
-/// @return 0 when the change was made, even if the file could not be opened or written; -1, with
-///         the file untouched, for any other type, for an empty key or value, and as
-///         readSettingsFile() and withAiSetting() fail
+/// @param type  the engine; only 0 is known
+/// @return 0 if the new text was made, even if the file could not be opened or written; -1, with
+///         the file unchanged, for any other type, for an empty key or value, or if
+///         readSettingsFile() or withAiSetting() fails
 [[nodiscard]] int setAiConfig(const QString &path, int type, const QString &key,
                               const QString &value);
 

@@ -19,19 +19,19 @@ void emitScalar(YAML::Emitter &emitter, const YAML::Node &node)
     }
 }
 
-/// Tells whether @p key is the one that @p name stands for. A null key is emitted as "null".
+/// Tells whether @p key has the name @p name. A null key has the name "null".
 bool isNamed(const YAML::Node &key, const std::string &name)
 {
     return (key.IsScalar() || key.IsNull()) && key.as<std::string>() == name;
 }
 
-/// Tells whether @p key would be read as the border of a document at the start of a line.
+/// Tells whether @p key would be read as a document marker at the start of a line.
 bool looksLikeDocumentBorder(const std::string &key)
 {
     return key.rfind("--- ", 0) == 0 || key.rfind("... ", 0) == 0;
 }
 
-/// Tells whether @p key, as the first bytes of a file, would be read as a mark of its encoding.
+/// Tells whether @p key would be read as a byte-order mark at the start of a file.
 bool looksLikeByteOrderMark(const std::string &key)
 {
     return key.rfind("\xef\xbb\xbf", 0) == 0 || key.rfind("\xfe\xff", 0) == 0 ||
@@ -39,10 +39,10 @@ bool looksLikeByteOrderMark(const std::string &key)
 }
 
 /// Tells whether @p key, emitted in @p format, is too long to share a line with its value. The
-/// emitter itself sees to that, but counts the key as it is before it is escaped.
+/// emitter checks this as well, but measures the key before it is escaped.
 bool isLongWhenEmitted(const std::string &key, YAML::EMITTER_MANIP format)
 {
-    constexpr std::size_t maxKeyBytes = 1024;
+    constexpr std::size_t maxKeyBytes = 1024; // as in yaml-cpp 0.7 and 0.8
     constexpr std::size_t maxEscapeBytes = 4; // for each byte
     if (key.size() * maxEscapeBytes < maxKeyBytes) {
         return false;
@@ -54,7 +54,7 @@ bool isLongWhenEmitted(const std::string &key, YAML::EMITTER_MANIP format)
 
 void emitKey(YAML::Emitter &emitter, const std::string &key, int depth)
 {
-    // The emitter quotes a key that would be read as something else; these cases escape it.
+    // The emitter quotes a key that would be misread, except in these cases.
     const bool isMistaken =
         depth == 1 && (looksLikeDocumentBorder(key) || looksLikeByteOrderMark(key));
     YAML::EMITTER_MANIP format = isMistaken ? YAML::DoubleQuoted : YAML::Auto;
@@ -78,7 +78,7 @@ YAML::Node nodeAt(const YAML::Node &root, const QString &key)
     for (int end = 0; end < key.size(); start = end + 1) {
         end = key.indexOf('.', start);
         end = end < 0 ? key.size() : end;
-        // Only a constant node is looked into; any other gets the entry that it does not have.
+        // The node must be const: operator[] of any other node inserts a missing entry.
         const YAML::Node &map = node;
         node.reset(map[key.mid(start, end - start).toStdString()]);
     }
@@ -94,8 +94,8 @@ void setNestedValue(YAML::Node result, const YAML::Node &node,
             result.force_insert(key, value);
             return;
         }
-        // The new map goes into the tree before it is filled: the library then merges the two
-        // trees' memory once and not at each level.
+        // Insert the new map before it is filled: the library then merges the memory of the two
+        // trees only once, not at each level.
         const YAML::Node map(YAML::NodeType::Map);
         result.force_insert(key, map);
         setNestedValue(map, entry, components, value, index + 1);

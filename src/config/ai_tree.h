@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Finds, sets and emits settings in the tree of a YAML document. No file is touched here. What goes
-// wrong leaves these functions as an exception derived from std::exception.
+// Finds, sets and emits settings in the tree of a YAML document. No file is touched here. On error
+// these functions throw an exception derived from std::exception.
 #pragma once
 
 #include <QString>
@@ -14,40 +14,41 @@
 
 namespace halvex {
 
-/// How deep the YAML library reads a node, the root counted as 1. It refuses a deeper document.
+/// The depth to which yaml-cpp 0.7 and 0.8 read a document, the root counted as 1. They refuse a
+/// deeper document.
 constexpr int maxNodeDepth = 499;
 
-/// How many components a key can have: as many maps one inside the other, and the value in the
-/// innermost.
+/// The maximum number of components of a key. Each component is one level of nested maps; the value
+/// lies in the innermost map.
 constexpr int maxKeyComponents = maxNodeDepth - 1;
 
-/// Steps from @p root into the map entry that each component of the dotted @p key names.
+/// Follows the components of the dotted @p key from @p root, one map entry for each.
 ///
-/// Costs no more than the key's length and the maps on the way, and stops at the first component
-/// that is not there; the tree does not grow.
+/// The cost is linear in the key's length and the size of the maps on the path. The search stops at
+/// the first missing component. The tree is not changed.
 ///
 /// @throws YAML::Exception when an entry is missing
 [[nodiscard]] YAML::Node nodeAt(const YAML::Node &root, const QString &key);
 
-/// Fills the empty map @p result with the entries of @p node, in their order, but with @p value
-/// where the @p components from @p index on lead.
+/// Copies the entries of @p node to the empty map @p result, in the same order, and sets the entry
+/// at the path @p components[index], @p components[index + 1], ... to @p value.
 ///
-/// Each but the last names a map on the way. An entry that is missing is appended, one that is no
-/// map is replaced by one. The first of equal names counts. @p node stays as it is: entries that
-/// are the same node by an alias, even one that contains itself, must not all change with one.
+/// Each component but the last names a map. A missing entry is appended, and an entry that is not a
+/// map is replaced by a map. The first of several entries with the same name is used. @p node is
+/// not changed: with aliases several entries can be the same node, even inside itself, and only the
+/// named entry may change.
 void setNestedValue(YAML::Node result, const YAML::Node &node,
                     const std::vector<std::string> &components, const std::string &value,
                     std::size_t index);
 
-/// Emits @p node and all below it, with the type of each scalar settled anew: a boolean if the
-/// library reads one, else an int, else a double-quoted text. Keys are emitted as the text they
-/// are.
+/// Emits @p node and its descendants. The type of each scalar is determined again: a boolean if the
+/// library reads one, else an int, else a double-quoted text. Keys are always emitted as text.
 ///
-/// @param maxTextBytes  how many bytes the whole text may have, or little more: aliases of aliases
-///                      can make it grow without bounds
-/// @param depth         of @p node in the document, its root's being 1
-/// @throws std::exception when a key is a map or a sequence, when the text grows too long, or when
-///         the tree is deeper than maxNodeDepth, as one that contains itself is
+/// @param maxTextBytes  the approximate maximum size of the text; nested aliases can make it grow
+///                      without bounds
+/// @param depth         the depth of @p node in the document; the root has depth 1
+/// @throws std::exception if a key is a map or a sequence, if the text grows too long, or if the
+///         tree is deeper than maxNodeDepth, as a tree that contains itself is
 void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t maxTextBytes,
               int depth = 1);
 

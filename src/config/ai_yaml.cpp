@@ -20,17 +20,17 @@
 namespace halvex {
 namespace {
 
-/// Tells whether @p byte can begin a node, wherever it stands.
+/// Tells whether @p byte can begin a node, in any context.
 constexpr bool isIndicator(char byte)
 {
     return byte == ',' || byte == '[' || byte == '{' || byte == ':' || byte == '-' || byte == '&' ||
            byte == '*' || byte == '!' || byte == '?';
 }
 
-/// The bytes of a YAML file as the library takes them.
+/// Converts the bytes of a YAML file to the library's type.
 ///
-/// The library needs up to half a kilobyte for each node, and everybody may have the file read: one
-/// with millions of bytes that can begin a node is refused before it takes the host's memory.
+/// The library needs up to 512 bytes of memory for each node, and any user can make the daemon read
+/// the file. A file with millions of bytes that can begin a node is therefore refused.
 std::string textOf(const QByteArray &content)
 {
     constexpr int maxIndicators = 2'000'000;
@@ -40,7 +40,7 @@ std::string textOf(const QByteArray &content)
     return content.toStdString();
 }
 
-/// Takes no notice of a document that is parsed.
+/// Ignores the events of a parsed document.
 class IgnoringHandler : public YAML::EventHandler
 {
 public:
@@ -61,9 +61,9 @@ public:
     void OnMapEnd() override {}
 };
 
-/// Tells whether the document with @p root is all that @p text holds, as is quickly seen in most
-/// files: a block map at the left margin ends at a line that begins like a border of documents or
-/// a directive, and nowhere else.
+/// Tells quickly, for most files, whether @p text holds no document but the one with @p root. The
+/// check works for a block map in column 0: only a line that begins like a document marker or a
+/// directive ends such a map.
 bool isCertainlySingleDocument(const YAML::Node &root, const std::string &text)
 {
     constexpr std::array<const char *, 3> ends{"---", "...", "%"};
@@ -71,12 +71,12 @@ bool isCertainlySingleDocument(const YAML::Node &root, const std::string &text)
         return false;
     }
     const YAML::Node firstKey = root.begin()->first;
-    // Only in UTF-16 or UTF-32, or in a file that is no text, are there NULs.
+    // NUL bytes occur only in UTF-16, in UTF-32 and in binary files.
     if (!firstKey.IsScalar() || firstKey.Mark().column != 0 ||
         text.find('\0') != std::string::npos) {
         return false;
     }
-    // The mark counts characters, so it is never behind the key's first byte.
+    // The mark counts characters, not bytes, so it is at or before the key's first byte.
     std::size_t lineBreak = std::size_t(firstKey.Mark().pos);
     while ((lineBreak = text.find_first_of("\r\n", lineBreak)) != std::string::npos) {
         ++lineBreak;
@@ -89,8 +89,8 @@ bool isCertainlySingleDocument(const YAML::Node &root, const std::string &text)
     return true;
 }
 
-/// Tells whether anything follows the first document in @p text. The library's own way to read all
-/// documents never ends where what follows is malformed.
+/// Tells whether anything follows the first document in @p text. YAML::LoadAll() loops for ever if
+/// a later document is malformed.
 bool holdsSeveralDocuments(const std::string &text)
 {
     std::istringstream stream(text);
@@ -99,9 +99,8 @@ bool holdsSeveralDocuments(const std::string &text)
     return parser.HandleNextDocument(handler) && parser.HandleNextDocument(handler);
 }
 
-/// The root of the one document in @p content, which can have entries: a map, or null when the
-/// document is empty. Other documents would be lost with the next write, and so would a root that
-/// has no named entries.
+/// Returns the root of the only document in @p content: a map, or null for an empty document. The
+/// next write would lose any other document, and any root without named entries.
 YAML::Node changeableRoot(const QByteArray &content)
 {
     const std::string text = textOf(content);
@@ -113,26 +112,26 @@ YAML::Node changeableRoot(const QByteArray &content)
     return root;
 }
 
-/// How long a text may become that is emitted from @p size bytes before it is given up.
+/// The maximum size of the text that is emitted from @p size bytes.
 ///
-/// Quotes and escapes stay below this. Two things can lengthen a text beyond it, and a file that
-/// needs so much is not worth the memory: aliases, whose nodes are written out at each place, and
-/// indentation, which a long list deep inside flow brackets gets anew on each of its lines.
+/// Quotes and escapes stay below it. Only aliases, which are expanded at each place, and the
+/// indentation of the lines of a long list deep inside flow brackets can exceed it. Such a file is
+/// refused, to save memory.
 constexpr std::size_t maxTextBytesFrom(std::size_t size)
 {
     constexpr std::size_t base = std::size_t(16) << 20;
     return base + 8 * size;
 }
 
-/// The text that withAiSetting() returns. Throws an exception derived from std::exception where
-/// that returns nothing.
+/// Returns the text for withAiSetting(). Throws an exception derived from std::exception where
+/// withAiSetting() returns nothing.
 std::string changedText(const QByteArray &content, const std::vector<std::string> &components,
                         const std::string &value)
 {
     const YAML::Node root = changeableRoot(content);
     const YAML::Node changed(YAML::NodeType::Map);
-    // It is not in there. But with this the new tree's memory joins the large one's; an insertion
-    // would do it the other way round, which takes as long as a tenth of all the rest.
+    // This look-up finds nothing, but it merges the memory of the new tree into that of the large
+    // tree. An insertion would merge the large one into the new one, and add a tenth to the time.
     static_cast<void>(root[changed]);
     setNestedValue(changed, root, components, value, 0);
     std::size_t size = std::size_t(content.size()) + value.size();
@@ -165,8 +164,8 @@ std::optional<std::string> withAiSetting(const QByteArray &content, const QStrin
     if (key.count('.') >= maxKeyComponents) {
         return std::nullopt;
     }
-    // nodeAt() needs no list of a key that anybody may make millions of components long; this one
-    // has few, and is walked with each of them known to be the last or not.
+    // nodeAt() does not split its key, because any user may send it millions of components. Here
+    // their number is limited, and setNestedValue() needs to know which component is the last.
     std::vector<std::string> components;
     for (const QString &component : key.split('.')) {
         components.push_back(component.toStdString());

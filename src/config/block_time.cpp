@@ -32,7 +32,7 @@ int writeBlockTimeout(const QString &path, const QString &value)
     const QByteArray changed = withTimeout(std::move(*content), value);
     const WriteResult result =
         writeSettingsFile(path, {changed.constData(), size_t(changed.size())});
-    // A failed write has no status of its own here.
+    // A write that fails after the file was opened is not reported.
     return result == WriteResult::NotOpened ? failed : succeeded;
 }
 

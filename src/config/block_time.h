@@ -10,16 +10,16 @@ namespace halvex {
 
 /// Reads the block time from the first timeout line of the file at @p path.
 ///
-/// @param timeout  the seconds; 0 also when there is no timeout line, emptyTimeout (-2) when its
-///                 value is empty; untouched on failure
-/// @return 0 when read; -1 as readSettingsFile() fails, or when the value is not a 32-bit number
+/// @param timeout  the seconds; 0 also if there is no timeout line, emptyTimeout (-2) if its value
+///                 is empty; unchanged on failure
+/// @return 0 on success; -1 if readSettingsFile() fails, or if the value is not a 32-bit number
 [[nodiscard]] int readBlockTimeout(const QString &path, int &timeout);
 
-/// Rewrites every timeout line of the file at @p path with @p value, and all other lines as they
-/// are, each ended by a line feed.
+/// Rewrites every timeout line of the file at @p path with @p value. All other lines are kept. Each
+/// line is ended by a line feed.
 ///
-/// @return 0 when the file was opened for writing, also when it had no timeout line; -1, with the
-///         file untouched, as readSettingsFile() fails, or when it cannot be opened for writing
+/// @return 0 if the file was opened for writing, even if it has no timeout line; -1, with the file
+///         unchanged, if readSettingsFile() fails or the file cannot be opened for writing
 [[nodiscard]] int writeBlockTimeout(const QString &path, const QString &value);
 
 } // namespace halvex

@@ -9,7 +9,7 @@
 namespace halvex {
 namespace {
 
-/// Calls @p take with each line in @p content, until that returns false.
+/// Calls @p take for each line of @p content until @p take returns false.
 template <typename Take>
 void forEachLine(QByteArray &content, Take take)
 {
@@ -25,7 +25,7 @@ void forEachLine(QByteArray &content, Take take)
 
 bool isTimeoutLine(const QString &line)
 {
-    return line.startsWith(QLatin1String("TIMEOUT=")); // no allocation: it is asked of every line
+    return line.startsWith(QLatin1String("TIMEOUT=")); // called for each line: must not allocate
 }
 
 int parseTimeoutValue(const QString &line)
@@ -38,7 +38,7 @@ int parseTimeoutValue(const QString &line)
     if (value.isEmpty()) {
         return emptyTimeout;
     }
-    // The characters that QRegExp("[^0-9]") leaves; removing by that takes quadratic time.
+    // QString::remove() with QRegExp("[^0-9]") keeps the same digits, but takes quadratic time.
     QString digits;
     for (const QChar character : value) {
         if (character >= '0' && character <= '9') {

@@ -9,38 +9,38 @@
 
 namespace halvex {
 
-/// What parseTimeoutValue() returns for a value that is no count.
+/// The return value of parseTimeoutValue() for a value that is not a number of seconds.
 constexpr int unparsableTimeout = -1;
 
-/// What it returns for an empty value. Digits alone are read, so neither is ever a count.
+/// Its return value for an empty value. A parsed number is never negative, so both are unique.
 constexpr int emptyTimeout = -2;
 
-/// Tells whether @p line is a timeout line, in whatever form its value is.
+/// Tells whether @p line is a timeout line, whatever the form of its value.
 [[nodiscard]] bool isTimeoutLine(const QString &line);
 
-/// Reads the count from @p line: all decimal digits after its first "=", whatever stands between
+/// Reads the seconds from @p line: all decimal digits after its first "=", whatever is between
 /// them.
 ///
-/// @return the count; unparsableTimeout when there is no "=", no digit or a number beyond 32 bits;
-///         emptyTimeout when only white space follows the "="
+/// @return the seconds; unparsableTimeout if there is no "=", no digit or a number beyond 32 bits;
+///         emptyTimeout if only white space follows the "="
 [[nodiscard]] int parseTimeoutValue(const QString &line);
 
-/// The timeout line @p line with the timeout that a caller gave as @p value.
+/// Returns the timeout line @p line with a caller's timeout @p value.
 ///
 /// - "-1" empties the value.
-/// - An empty value is filled with @p value whole.
-/// - In a canonical line the count is replaced by @p value without its last character, whatever
-///   that is (the unit, as a rule), and text around the canonical form is dropped.
-/// - Any other line stays as it is.
+/// - An empty value is replaced by the complete @p value.
+/// - In a canonical line the number is replaced by @p value without its last character, which
+///   normally is the unit. Text before and after the canonical form is dropped.
+/// - Any other line is kept.
 [[nodiscard]] QString rewriteTimeoutLine(const QString &line, const QString &value);
 
-/// Reads the count from the first timeout line in @p content, as parseTimeoutValue() does.
+/// Reads the seconds from the first timeout line in @p content, as parseTimeoutValue() does.
 ///
-/// @return 0 also when there is no timeout line
+/// @return 0 also if there is no timeout line
 [[nodiscard]] int timeoutIn(QByteArray content);
 
-/// The text @p content with every timeout line rewritten by rewriteTimeoutLine(), and all other
-/// lines as they are, each ended by a line feed.
+/// Returns the text @p content with every timeout line rewritten by rewriteTimeoutLine(). All other
+/// lines are kept. Each line is ended by a line feed.
 [[nodiscard]] QByteArray withTimeout(QByteArray content, const QString &value);
 
 } // namespace halvex

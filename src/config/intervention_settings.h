@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The intervention component's settings: fields of named actions in the intervention file, and one
-// field of every action, blockip_timeout, in the block-time file. Which actions and fields there
-// are, only the component and the front end know; values are opaque. Both files are rewritten in
-// place and never created. Nothing is cached or logged.
+// field of every action, blockip_timeout, in the block-time file. Only the component and the front
+// end know the actions and fields, and interpret the values. Both files are rewritten in place and
+// never created. Nothing is cached or logged.
 #pragma once
 
 #include <QString>
@@ -12,24 +12,25 @@ namespace halvex {
 
 /// Reads one field of one action.
 ///
-/// The block time comes as its seconds and "s"; as "-1" when the file has it empty.
+/// The block time is returned as the number of seconds followed by "s", or as "-1" if it is empty
+/// in the file.
 ///
-/// @param fieldValue  the value without its quotes; empty when action or field is not there;
-///                    untouched for a block time of 0 or none, and on failure
-/// @return 0 when the file was read, whether or not it has the field; -1 when a name is empty,
-///         readSettingsFile() fails, or the block time is no number
+/// @param fieldValue  the value without its quotes; empty if action or field is missing; unchanged
+///                    for a block time of 0 or none, and on failure
+/// @return 0 if the file was read, even without the field; -1 if a name is empty,
+///         readSettingsFile() fails, or the block time is not a number
 [[nodiscard]] int getInterventionConfig(const QString &configPath, const QString &blockTimePath,
                                         const QString &actionName, const QString &fieldName,
                                         QString &fieldValue);
 
-/// Writes one field of one action, each word of @p fieldValue in quotes of its own.
+/// Writes one field of one action. Each word of @p fieldValue is quoted separately.
 ///
-/// Never returns when the action has a header but the field does not stand after it on a line with
-/// a line feed at its end: the search is repeated for ever.
+/// Loops for ever if the action has a header, but is not followed by the field on a line that ends
+/// with a line feed.
 ///
-/// @return 0 when the file was opened for writing; -1 when a name is empty, the action has no
-///         header, or the file cannot be read, is larger than maxSettingsFileSize or cannot be
-///         opened for writing; the file is then untouched
+/// @return 0 if the file was opened for writing; -1, with the file unchanged, if a name is empty,
+///         the action has no header, readSettingsFile() fails, or the file cannot be opened for
+///         writing
 [[nodiscard]] int setInterventionConfig(const QString &configPath, const QString &blockTimePath,
                                         const QString &actionName, const QString &fieldName,
                                         const QString &fieldValue);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The desktop's three alert notification settings, kept in the research engine's XML
-// configuration. The file is edited in place and never created; its meaning is the engine's and the
-// front end's, and no value is checked. Nothing is cached or logged.
+// configuration. The file is edited in place and never created. Only the engine and the front end
+// interpret it; values are not checked. Nothing is cached or logged.
 #pragma once
 
 #include <QString>
@@ -11,19 +11,19 @@ namespace halvex {
 
 /// Reads the three notification settings from the file at @p path.
 ///
-/// An out-value whose setting is missing or empty stays untouched.
+/// An out-value whose setting is missing or empty is unchanged.
 ///
-/// @return 0 when the file has a notify element, even an empty one; -1 when the file is missing,
-///         unreadable, too large, malformed or without that element
+/// @return 0 on success, even if the notify element is empty; -1 if readSettingsFile() or
+///         notifyValuesIn() fails
 [[nodiscard]] int getNotifyConfig(const QString &path, QString &notifyDisabled,
                                   QString &notifyTimeout, QString &notifyFold);
 
-/// Writes the three notification settings into the file at @p path, which loses its comments and
-/// layout by that and keeps its owner and mode.
+/// Writes the three notification settings into the file at @p path. The file loses its comments and
+/// layout, and keeps its owner and mode.
 ///
-/// @return 0 when written; -1 with the file untouched when a value is empty or when the file is
-///         missing, unreadable, too large, malformed, without a notify element or cannot be opened
-///         for writing; -1 also when the writing failed half-way, which is not repaired
+/// @return 0 on success; -1, with the file unchanged, if readSettingsFile() or withNotifyValues()
+///         fails, or if the file cannot be opened for writing; -1 also if the write failed
+///         half-way, which is not repaired
 [[nodiscard]] int setNotifyConfig(const QString &path, const QString &notifyDisabled,
                                   const QString &notifyTimeout, const QString &notifyFold);
 

@@ -12,9 +12,9 @@ namespace {
 constexpr std::array<const char *, 3> elementNames{"notify_disabled", "notify_timeout",
                                                    "notify_fold"};
 
-/// Parses @p xml into @p document, whose texts then lie in @p xml.
+/// Parses @p xml into @p document, which then points into @p xml.
 ///
-/// @return the element with the three settings; a null node when there is none
+/// @return the element with the three settings; a null node if there is none
 pugi::xml_node loadNotify(pugi::xml_document &document, QByteArray &xml)
 {
     if (!document.load_buffer_inplace(xml.data(), std::size_t(xml.size()), pugi::parse_default,

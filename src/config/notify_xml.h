@@ -5,7 +5,7 @@
 //     <ossec_config><alerts><notify>
 //         <notify_disabled/> <notify_timeout/> <notify_fold/>
 //
-// At each step the first element of the name counts, also where a later one would lead further.
+// At each level the first element with the name is used, even if only a later one has the children.
 // Values are opaque UTF-8 texts. No file is touched here.
 #pragma once
 
@@ -21,16 +21,16 @@ using NotifyValues = std::array<QByteArray, 3>;
 
 /// Reads the three settings from the document @p xml.
 ///
-/// @return the first text of each setting's element, empty where element or text is missing;
-///         nothing when the document is malformed or has no notify element
+/// @return the first text of each setting's element, empty if element or text is missing; nothing
+///         if the document is malformed or has no notify element
 [[nodiscard]] std::optional<NotifyValues> notifyValuesIn(QByteArray xml);
 
-/// The document @p xml with the three settings set to @p values.
+/// Returns the document @p xml with the three settings set to @p values.
 ///
-/// A missing element is appended as notify's last child. What comes back is the parsed tree
-/// alone, each element on a line of its own: comments, declarations and layout are gone.
+/// A missing element is appended as the last child of notify. Only the parsed tree is returned,
+/// each element on a line of its own: comments, declarations and layout are lost.
 ///
-/// @return nothing when the document is malformed, has no notify element, or a value is empty
+/// @return nothing if the document is malformed, has no notify element, or a value is empty
 [[nodiscard]] std::optional<QByteArray> withNotifyValues(QByteArray xml,
                                                          const NotifyValues &values);
 

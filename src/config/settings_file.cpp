@@ -15,7 +15,7 @@ std::optional<QByteArray> readSettingsFile(const QString &path)
         return std::nullopt;
     }
     const QByteArray content = file.readAll();
-    // What was read before an error must not be taken for the whole, and written back.
+    // After a read error the content is incomplete; writing it back would truncate the file.
     if (file.error() != QFileDevice::NoError) {
         return std::nullopt;
     }

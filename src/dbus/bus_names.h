@@ -10,7 +10,7 @@ constexpr const char *busName = "com.norva.halvex.desktop";
 /// signals and file descriptors to its owner, also while the daemon is not ready for calls.
 constexpr const char *startBusName = "com.norva.halvex.desktop.start";
 
-/// The one object it exports there.
+/// The only object that the daemon exports there.
 constexpr const char *objectPath = "/com/norva/halvex/desktop";
 
 } // namespace halvex

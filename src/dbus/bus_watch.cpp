@@ -12,7 +12,7 @@ namespace halvex {
 namespace {
 
 constexpr qint64 answerTimeoutMs = 5000;
-/// A daemon that was stopped for a while finds its ping overdue, although the answer has arrived.
+/// After a SIGSTOP the time-out has passed although the answer may have arrived: check again.
 constexpr int minChecks = 3;
 
 } // namespace
@@ -26,7 +26,7 @@ BusWatch::Call::Call(BusWatch &busWatch) noexcept : watch(busWatch)
 BusWatch::Call::~Call()
 {
     --watch.callDepth;
-    // A call within a call is part of the other's time.
+    // The outer call's time includes the time of a nested call.
     if (isLetIn && watch.callDepth == 0) {
         watch.servedMs += duration.elapsed();
     }
@@ -35,7 +35,7 @@ BusWatch::Call::~Call()
 BusWatch::BusWatch(QDBusConnection bus) : connection(std::move(bus))
 {
     tick.setInterval(std::chrono::seconds(1));
-    // The library itself says so when the connection is lost. No other event would come any more.
+    // The library emits this local signal when the connection is lost. No other event would follow.
     connection.connect({}, "/org/freedesktop/DBus/Local", "org.freedesktop.DBus.Local",
                        "Disconnected", &tick, SLOT(start()));
 }

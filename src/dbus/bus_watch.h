@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Does the daemon still hear the bus? Its connection may be lost, the thread that reads it may
-// hang, or a flood of messages may have piled up that takes minutes to serve, long after its sender
-// has gone. In each case a new daemon serves sooner than this one.
+// Checks whether the daemon still receives messages from the bus in time. Its connection may be
+// lost, the thread that reads it may hang, or a flood of messages may be queued that takes minutes
+// to serve, long after its sender has gone. In each case a restarted daemon serves sooner.
 #pragma once
 
 #include <QDBusConnection>
@@ -12,15 +12,14 @@
 
 namespace halvex {
 
-/// Asks the bus for its id from time to time, which is a ping. The answer is delivered behind all
-/// messages that have come before it, so it takes as long as a call that comes now would have to
-/// wait.
+/// Pings the bus from time to time by asking for its id. The answer is queued behind all earlier
+/// messages, so it takes as long as a new call would have to wait.
 class BusWatch : public QObject
 {
     Q_OBJECT
 
 public:
-    /// A call that is being served. Its time does not count as waiting if its caller was let in.
+    /// A call that is being served. Its time does not count as waiting if its caller is accepted.
     class Call
     {
     public:
@@ -29,7 +28,7 @@ public:
         Call &operator=(const Call &) = delete;
         ~Call();
 
-        /// Notes that the gate has let the caller in.
+        /// Records that the gate has accepted the caller.
         void letIn() noexcept { isLetIn = true; }
 
     private:
@@ -40,21 +39,21 @@ public:
 
     explicit BusWatch(QDBusConnection bus);
 
-    /// Sends a ping unless one is under way, and judges the one that is. Does not wait.
+    /// Sends a ping if none is pending, else checks the pending one. Does not wait.
     ///
-    /// @return false when the connection is lost, or when the answer is overdue: not there after
-    ///         answerTimeoutMs, not counting the time of calls that were let in, in at least
-    ///         minChecks checks. Always true while a call is being served.
+    /// @return false if the connection is lost, or if the ping timed out: at least minChecks checks
+    ///         found no answer, and answerTimeoutMs has passed without the time of accepted calls.
+    ///         Always true while a call is being served.
     [[nodiscard]] bool hearsTheBus();
 
 private:
     void ping();
 
     QDBusConnection connection;
-    QTimer tick; ///< wakes the event loop each second while a ping is under way
+    QTimer tick; ///< wakes the event loop each second while a ping is pending
     QElapsedTimer sincePing;
-    qint64 servedMs = 0; ///< how much of that went to calls that were let in
-    int checks = 0;      ///< how often the ping under way has been judged
+    qint64 servedMs = 0; ///< the part of that time in which accepted calls were served
+    int checks = 0;      ///< the number of checks of the pending ping
     int callDepth = 0;   ///< calls being served; several within a nested event loop
 };
 

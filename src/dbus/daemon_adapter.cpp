@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The bodies of the adaptor whose class is generated from the interface description. Each method
-// calls the parent's slot of the same name and gives back what it returned; nothing is checked or
-// converted on the way.
+// The method bodies of the adaptor whose class is generated from the interface description. Each
+// method calls the parent's slot of the same name and returns its result. Nothing is checked or
+// converted here.
 #include "halvex_desktop_daemon_adapter.h"
 
 #include <QMetaObject>

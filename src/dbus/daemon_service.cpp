@@ -25,13 +25,13 @@
 
 namespace {
 
-/// How long the bus may take to give the daemon each of its names. Calls that were waiting for the
-/// daemon come before the bus's answer. If they are so large that the bus library stops reading,
-/// the answer never comes, and only the next daemon is rid of them.
+/// The time limit for the bus's reply to the request for each name. Calls that waited for the
+/// daemon are delivered before that reply. If they are so large that the bus library stops reading,
+/// the reply never arrives; only a restart of the daemon discards them.
 constexpr int startTimeoutMs = 5000;
 
-/// The system bus takes no message of more than 32 MiB, and disconnects the sender of a longer one:
-/// the daemon would lose its name.
+/// The system bus disconnects the sender of a message of more than 32 MiB: the daemon would lose
+/// its name.
 bool fitIntoReply(std::initializer_list<QString *> texts)
 {
     constexpr int maxTextBytes = 31 << 20;
@@ -63,8 +63,8 @@ halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
             this, SLOT(handleInstallProgress(int, QString, QString)),
             SLOT(handleInstallFinished(bool, QStringList, QString, QString)));
     }
-    // Thousands of calls at once, or one with a large file, leave free memory behind that the
-    // C library does not give back by itself.
+    // Thousands of calls at once, or one call with a large file, leave free memory behind that the
+    // C library does not return to the kernel by itself.
     idleTimer.setSingleShot(true);
     idleTimer.setInterval(std::chrono::seconds(1));
     connect(&idleTimer, &QTimer::timeout, this, [] { malloc_trim(0); });
@@ -125,7 +125,7 @@ bool halvexDesktopDaemonService::admits(Access access) noexcept
     try {
         return checkCaller(access == Access::Change);
     } catch (...) {
-        return false; // a caller that cannot be judged
+        return false; // the caller could not be checked
     }
 }
 
@@ -146,7 +146,7 @@ int halvexDesktopDaemonService::guarded(Access access, Work work,
             return status;
         }
     } catch (...) {
-        // A file asks for more memory than there is, say. That is the end of this call alone.
+        // Only this call fails, for example if a file needs more memory than there is.
     }
     for (QString *text : outTexts) {
         text->clear();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The one object that carries the daemon's bus methods, its two signals and its table of paths.
-// Each slot asks the gate and hands over to the module that does the work. What is its own is that
-// no call ends the daemon: one that runs out of memory, or whose answer no bus carries, fails.
+// The object with the daemon's bus methods, its two signals and its table of paths. Each slot asks
+// the gate and calls the module that does the work. No call terminates the daemon: a call fails if
+// memory runs out, or if its reply is too long for the bus.
 #pragma once
 
 #include "dbus/bus_watch.h"
@@ -22,14 +22,14 @@
 #include <memory>
 
 /// Serves every bus method. Each returns a status: 0 success (of getServiceStatus: no), -1 failure,
-/// -999 when the gate refused the caller, which then also leaves the line "The caller has no
-/// permission" in syslog (LOG_INFO) and every out-value untouched. Other values are the module's.
+/// -999 if the gate refused the caller. In that case the line "The caller has no permission" is
+/// written to syslog (LOG_INFO), and no out-value is changed. Other values are the module's.
 class halvexDesktopDaemonService : public QObject, protected QDBusContext
 {
     Q_OBJECT
 
 public:
-    /// Makes the gate ready, registers DetectType, finds out the host's edition and, on any but a
+    /// Initialises the gate, registers DetectType, determines the host's edition and, on any but a
     /// server edition, connects to the upgrade service's signals.
     explicit halvexDesktopDaemonService(QObject *parent = nullptr);
 
@@ -37,14 +37,14 @@ public:
     [[nodiscard]] QString interventionConfigPath() const;
     [[nodiscard]] QString notifyConfigPath() const;
     [[nodiscard]] QString blockTimePath() const;
-    /// The host's edition chooses between the two files, never a caller's DetectType.
+    /// Returns one of two files by the host's edition; a caller's DetectType has no influence.
     [[nodiscard]] QString aiConfigPath() const;
     [[nodiscard]] QString alertsDirPath() const;
     [[nodiscard]] QString alertsExportPath() const;
     [[nodiscard]] QString researchStatePath() const;
 
-    /// Tells whether the daemon's two connections to the system bus work, own the names that
-    /// protect them, and the calls that come in are served in good time.
+    /// Tells whether the daemon's two connections to the system bus work and own their protecting
+    /// names, and incoming calls are served in time.
     [[nodiscard]] bool hearsTheBus();
 
 signals:
@@ -54,8 +54,8 @@ signals:
     void installFinished(int success, const QStringList &packages, const QString &errorCode,
                          const QString &errorMsg);
 
-    // What the arguments, further statuses and out-values mean is said at the function of the same
-    // name in its module.
+    // For the arguments, further statuses and out-values see the function of the same name in its
+    // module.
 public slots:
     int getServiceStatus(const QString &serviceName, int type);
     int setServiceStatus(const QString &serviceName, int status, int type);
@@ -80,24 +80,24 @@ private slots:
                                const QString &errorMsg);
 
 private:
-    /// What a method does to the system, and so what its caller must be.
+    /// What a method does to the system; this decides which callers it accepts.
     enum class Access {
-        Read,   ///< any allowed front end may
-        Change, ///< only an administrator's
+        Read,   ///< any allowed front end
+        Change, ///< only an allowed front end that an administrator runs
     };
 
-    /// Tells whether the bus caller of the current slot may proceed. Refuses, with the warning "Not
-    /// a DBus call", when there is none.
+    /// Tells whether the bus caller of the current slot is accepted. Refuses, with the warning "Not
+    /// a DBus call", if there is no bus caller.
     [[nodiscard]] bool checkCaller(bool requireAdmin);
 
-    /// Like checkCaller(), but refuses as well when memory runs out on the way.
+    /// Like checkCaller(), but refuses the caller as well if memory runs out during the check.
     [[nodiscard]] bool admits(Access access) noexcept;
 
-    /// Runs @p work if the gate lets the caller through, and returns its status. The one place that
-    /// knows what a refusal looks like.
+    /// Runs @p work if the gate accepts the caller, and returns its status. Only this function
+    /// produces the answer to a refused caller.
     ///
-    /// Where the work ends in an exception, as when memory runs out, or the texts are too long for
-    /// a reply, the status is -1 and the texts are empty.
+    /// If the work throws an exception, for example when memory runs out, or if the texts are too
+    /// long for a reply, the status is -1 and the texts are empty.
     ///
     /// @param outTexts  the texts that @p work fills
     template <typename Work>
@@ -105,11 +105,11 @@ private:
 
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
-    bool isProtected = false;              ///< whether startBusName is owned
-    /// Writes the alert export; made before any thread.
+    bool isProtected = false; ///< whether startBusName is owned
+    /// Writes the alert export; must be created before any thread.
     halvex::ExpendableWorker exportWorker{"halvex-export"};
     SecureCallerChecker callerChecker;
     halvex::SystemLog systemLog;
     halvex::BusWatch busWatch;
-    QTimer idleTimer; ///< fires when no call has come for a second
+    QTimer idleTimer; ///< fires after a second without a call
 };

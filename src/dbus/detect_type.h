@@ -17,8 +17,8 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, DetectType &detec
 
 namespace halvex {
 
-/// Makes DetectType known to Qt's meta-types, under that name, and to its bus types. Must come
-/// before the first object that uses it is put on the bus.
+/// Registers DetectType with Qt's meta-types, under that name, and with its bus types. Must be
+/// called before the first object that uses it is put on the bus.
 void registerDetectType();
 
 } // namespace halvex

@@ -20,7 +20,7 @@ int main(int argc, char **argv)
 {
     halvex::makeEnvironmentSafe();
     static_cast<void>(setlocale(LC_ALL, "")); // a host without that locale is no reason to stop
-    // A file or a journal gets each printed line at once, not when the daemon ends.
+    // If the output is a file or a journal, write each line at once, not at exit.
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ));
     halvex::keepOutputFromBlocking();
 
@@ -37,7 +37,7 @@ int main(int argc, char **argv)
 
     if (!bus.isConnected()) {
         qDebug() << "Can not conneced to system bus, exiting ..." << Qt::endl;
-        // Without an event loop this ends nothing; claiming the name below fails, and that does.
+        // exit() has no effect before the event loop runs. Claiming the name below fails and exits.
         QCoreApplication::exit(1);
     }
     if (!bus.registerService(halvex::busName)) {

@@ -8,7 +8,7 @@ namespace halvex {
 
 QString describeInstallError(const QString &code)
 {
-    // Translated only when looked up: a table of translations would keep those of its first use.
+    // Translate only at the look-up: a table of translated texts would keep its first language.
     static const QMap<QString, const char *> installErrorTable{
         {"#0200", QT_TRANSLATE_NOOP("QObject", "The package operation is abnormal")},
         {"#0202", QT_TRANSLATE_NOOP("QObject", "Unable to delete system critical packages")},

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// What the upgrade service's error codes mean, in words.
+// Readable descriptions of the upgrade service's error codes.
 #pragma once
 
 #include <QString>
 
 namespace halvex {
 
-/// The description of the upgrade service's error @p code, such as "#0204", for people to read.
+/// Returns a readable description of the upgrade service's error @p code, such as "#0204".
 ///
-/// A code that is not known, the empty one of a success among them, is an "Unknown error". The
-/// texts pass through Qt's translation, context QObject.
+/// An unknown code gives "Unknown error", and so does the empty code of a successful installation.
+/// The texts pass through Qt's translation, context QObject.
 [[nodiscard]] QString describeInstallError(const QString &code);
 
 } // namespace halvex

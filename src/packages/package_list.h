@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Which packages a front end may have installed: the suite's own add-ons, and nothing else. Reads
-// no file and keeps nothing but the list.
+// The packages that a front end may ask to install: only the suite's own add-ons. Reads no file and
+// keeps nothing but the list.
 #pragma once
 
 #include <QStringList>
@@ -10,11 +10,11 @@ namespace halvex {
 
 /// Tells whether every entry of @p packages names one of the suite's add-on packages.
 ///
-/// White space around an entry does not count; case does. An entry is a bare name: no path, no
-/// version, no suffix. Repeats are welcome.
+/// White space around an entry is ignored; the comparison is case-sensitive. An entry is a bare
+/// name: no path, no version, no suffix. Duplicates are allowed.
 ///
-/// @return false for an empty list and for one with an entry outside the allow-list, after one Qt
-///         warning that says which
+/// @return false for an empty list and for a list with an entry outside the allow-list, after one
+///         Qt warning that gives the reason
 [[nodiscard]] bool validatePackages(const QStringList &packages);
 
 } // namespace halvex

@@ -29,7 +29,7 @@ std::unique_ptr<QDBusInterface> connectUpgradeService(QObject *receiver, const c
         return nullptr;
     }
     auto proxy = std::make_unique<QDBusInterface>(serviceName, servicePath, serviceInterface, bus);
-    // Not the proxy's signals: it has none if the service is not there yet.
+    // Do not connect through the proxy: it knows no signals if the service is not running yet.
     bus.connect(serviceName, servicePath, serviceInterface, "InstalldebStatusChanged", "iss",
                 receiver, progressSlot);
     bus.connect(serviceName, servicePath, serviceInterface, "UpdateInstallFinished", "basss",

@@ -21,8 +21,7 @@ bool isForbidden(std::string_view entry)
                      entry.substr(0, nameLength)) != forbiddenEnvironmentNames.end();
 }
 
-/// Tells whether @p fits holds for one of the pieces between the @p separator characters of @p
-/// text.
+/// Tells whether @p fits returns true for any part of @p text between @p separator characters.
 template <typename Predicate>
 bool anyPiece(std::string_view text, char separator, Predicate fits)
 {

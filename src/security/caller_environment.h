@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Does a calling process's initial environment carry a variable that makes a loader or an
-// interpreter run somebody else's code? Pure work on the bytes of /proc/PID/environ.
+// Checks whether a calling process's initial environment sets a variable that makes a loader or an
+// interpreter run foreign code. Works only on the bytes of /proc/PID/environ.
 #pragma once
 
 #include <QByteArray>
@@ -11,18 +11,19 @@
 
 namespace halvex {
 
-/// The entries of an environment @p block, decoded by the locale's codec, empty ones kept.
+/// Returns the entries of an environment @p block, decoded by the locale's codec. Empty entries are
+/// kept.
 ///
-/// NUL and line feed both end an entry, so a value that holds a line feed yields two. Carriage
+/// NUL and line feed both end an entry, so a value with a line feed yields two entries. Carriage
 /// returns are dropped, as when text files are read. No byte-order mark is looked for.
 [[nodiscard]] QStringList environmentEntries(const QByteArray &block);
 
-/// Tells whether one of the entries of @p block sets, to whatever value, a variable that refuses a
-/// caller: LD_PRELOAD, LD_LIBRARY_PATH, LD_AUDIT, BASH_ENV, ENV, PYTHONPATH or PERL5OPT.
+/// Tells whether @p block has an entry for a forbidden variable, with any value: LD_PRELOAD,
+/// LD_LIBRARY_PATH, LD_AUDIT, BASH_ENV, ENV, PYTHONPATH or PERL5OPT.
 ///
-/// The bytes are judged, not the decoded text: the names and the ends of entries are ASCII, which
-/// stands for itself in every locale. So nothing in a value can hide what follows it, neither a
-/// byte-order mark nor a broken character. Uses nothing of Qt.
+/// The check uses the raw bytes, not the decoded text. Names and separators are ASCII, which is the
+/// same in every locale. So nothing in a value, neither a byte-order mark nor a broken character,
+/// can hide the entries after it. Uses nothing of Qt.
 [[nodiscard]] bool holdsForbiddenName(std::string_view block);
 
 } // namespace halvex

@@ -23,10 +23,10 @@ constexpr unsigned separatedAdminUid = 600;
 
 constexpr const char *statusTool = "/usr/sbin/getstatus";
 
-/// Asks the status tool. Nothing when it is there, but could not be started or read to its answer.
+/// Asks the status tool. Returns nothing if it exists but could not be started or completely read.
 std::optional<bool> readThreeAdminMode()
 {
-    // With "exec" the shell makes no process of its own for the tool, which could fail unnoticed.
+    // With "exec" the shell does not fork for the tool: a failed fork could pass unnoticed.
     static const std::string command = std::string("exec ") + statusTool;
     const std::optional<bool> isOn = querySwitch(command.c_str(), "three admin");
     // A host without the tool has no separated roles.
@@ -70,7 +70,7 @@ bool isAdminUid(unsigned uid)
 
 int isWheelMemberByUid(qint64 uid)
 {
-    errno = 0; // a user who is not there leaves it as it was
+    errno = 0; // getpwuid() does not set it if the user does not exist
     const passwd *user = getpwuid(static_cast<uid_t>(uid));
     if (user == nullptr) {
         std::printf("Failed to get passwd struct for %ld: %s\n", static_cast<long>(uid),

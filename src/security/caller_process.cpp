@@ -28,7 +28,7 @@ std::string procPath(const std::string &pid, const std::string &entry)
     return "/proc/" + pid + '/' + entry;
 }
 
-/// The target of the link at @p path; empty when it cannot be read, with errno set.
+/// Returns the target of the link at @p path; empty if it cannot be read, with errno set.
 std::string readLink(const std::string &path)
 {
     std::array<char, 4096> target{};
@@ -39,11 +39,11 @@ std::string readLink(const std::string &path)
 
 /// Reads @p file to its end.
 ///
-/// @return nothing after an error, or when there are more than @p maxBytes
+/// @return nothing after an error, or if there are more than @p maxBytes
 std::optional<std::string> readAll(const FileDescriptor &file, std::size_t maxBytes)
 {
     std::string content;
-    std::array<char, 64UL << 10> block; // no initial value: all that is used is read first
+    std::array<char, 64UL << 10> block; // not initialised: only bytes that were read are used
     while (content.size() <= maxBytes) {
         const ssize_t count = read(file.get(), block.data(), block.size());
         if (count == 0) {
@@ -66,7 +66,7 @@ FileDescriptor openForReading(const std::string &path)
 
 constexpr char wantedMark = '+';
 
-/// @param input  the process id, and then wantedMark if the environment is wanted, a blank if not
+/// @param input  the process id, then wantedMark if the environment is wanted, else a blank
 /// @return the state as one character, six lines of links, and the environment if it is wanted
 std::string surroundingsJob(const std::string &input, const JobControl & /*control*/)
 {
@@ -91,10 +91,10 @@ std::string surroundingsJob(const std::string &input, const JobControl & /*contr
 
 /// Finds out which file @p path leads to.
 ///
-/// A program may lie on a file system of the caller's that never answers, below an overlay too. So
-/// its own idea of the file is not asked for; the kernel knows the device and the inode number.
+/// The program may be on a caller's file system that never answers, also below an overlay. So the
+/// file system is not queried: the kernel itself knows the device and the inode number.
 ///
-/// @return nothing when that fails, with errno set
+/// @return nothing on failure, with errno set
 std::optional<struct statx> fileAt(const std::string &path)
 {
     struct statx file = {};
@@ -112,13 +112,13 @@ bool isSameFile(const std::string &path, const std::string &otherPath)
            file->stx_dev_minor == other->stx_dev_minor && file->stx_ino == other->stx_ino;
 }
 
-/// @return empty for an executable that root may not look at, that is gone, or whose path is longer
-///         than the kernel tells; nothing after any other error
+/// @return empty if root may not access the executable, if the process has none any more, or if its
+///         path is too long for the kernel; nothing after any other error
 std::optional<std::string> executablePathOf(const std::string &pid)
 {
     const std::string link = procPath(pid, "exe");
     const std::string path = fileAt(link) ? readLink(link) : std::string();
-    // A lack of memory says nothing about the executable, so the first argument must not count.
+    // Out of memory, for example: the executable may be accessible, so do not use the argument.
     const bool isUnknown =
         path.empty() && errno != EACCES && errno != ENOENT && errno != ENAMETOOLONG;
     return isUnknown ? std::nullopt : std::optional(path);
@@ -128,7 +128,7 @@ std::string firstArgumentOf(const std::string &pid)
 {
     const FileDescriptor file = openForReading(procPath(pid, "cmdline"));
     std::string argument;
-    // An argument that is too long for a path cannot be one, and is ignored.
+    // An argument that is too long for a path is ignored.
     while (argument.size() < PATH_MAX) {
         std::array<char, PATH_MAX> bytes{};
         const ssize_t count = read(file.get(), bytes.data(), bytes.size());
@@ -154,7 +154,7 @@ std::string canonicalPathOf(const std::string &path)
     return resolved ? std::string(resolved.get()) : std::string();
 }
 
-/// The path as the process gives it, a NUL, and the canonical path; or nothing.
+/// @return the path as the process has it, a NUL, and the canonical path; or nothing
 std::string programPathJob(const std::string &pid, const JobControl & /*control*/)
 {
     const auto executable = executablePathOf(pid);
@@ -163,8 +163,8 @@ std::string programPathJob(const std::string &pid, const JobControl & /*control*
     }
     const std::string path = executable->empty() ? firstArgumentOf(pid) : *executable;
     const std::string canonical = path.empty() ? std::string() : canonicalPathOf(path);
-    // The link's text is only a name: that of a deleted program, or one renamed since, may lead to
-    // a front end that the caller does not run. A first argument has no file to compare with.
+    // The link's text is only a path. If the program was deleted or renamed, that path may lead to
+    // a front end that the caller does not run. For a first argument there is no file to compare.
     if (canonical.empty() ||
         (!executable->empty() && !isSameFile(canonical, procPath(pid, "exe")))) {
         return {};

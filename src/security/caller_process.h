@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the kernel says about a process, read from /proc. The process may belong to an attacker, who
-// can make several of these reads hang. An expendable worker makes them, and they are given up
+// Reads what the kernel knows about a process from /proc. The process may belong to an attacker,
+// who can make several of these reads hang. So they run in an expendable worker, and are given up
 // after callerReadTimeoutMs.
 #pragma once
 
@@ -16,26 +16,26 @@
 
 namespace halvex {
 
-/// How long a process may keep the daemon waiting for one of the functions below.
+/// The time limit of each function below.
 constexpr std::chrono::milliseconds callerReadTimeoutMs(1000);
 
-/// The largest environment that is read, in bytes. The kernel starts no program with arguments and
-/// environment of more than 6 MiB. A process can only get a larger one by a change of its own.
+/// The maximum size of an environment in bytes. The kernel starts no program with arguments and
+/// environment of more than 6 MiB. Only the process itself can make its environment larger later.
 constexpr std::size_t maxEnvironmentBytes = (6UL << 20) + (64UL << 10);
 
-/// The namespaces in which a caller must be with process 1.
+/// The namespaces that a caller must share with process 1.
 constexpr std::array<const char *, 3> comparedNamespaces{"user", "mnt", "pid"};
 
 /// The targets of the links in a process's directory `ns`, in the order of comparedNamespaces.
 /// Empty where a link cannot be read.
 using NamespaceLinks = std::array<QByteArray, comparedNamespaces.size()>;
 
-/// How far the reading of an environment came.
+/// How far the read of an environment came.
 enum class EnvironmentState : char {
-    NotOpened, ///< there is no such process any more, or no access to it
-    NotRead,   ///< an error on the way, more than maxEnvironmentBytes, or given up
+    NotOpened, ///< the process does not exist any more, or may not be accessed
+    NotRead,   ///< an error, more than maxEnvironmentBytes, or given up
     Read,
-    Forbidden, ///< read, and it sets a variable that refuses a caller
+    Forbidden, ///< read, and it sets a forbidden variable
 };
 
 struct CallerSurroundings
@@ -46,19 +46,20 @@ struct CallerSurroundings
     NamespaceLinks caller;
 };
 
-/// Reads and judges the initial environment of @p pid, and reads its namespaces beside those of
+/// Reads and checks the initial environment of @p pid, and reads its namespaces and those of
 /// process 1.
 ///
-/// @param wantsEnvironment  whether the environment itself is part of the answer
+/// @param wantsEnvironment  whether to return the environment itself
 [[nodiscard]] CallerSurroundings readSurroundings(ExpendableWorker &worker, qint32 pid,
                                                   bool wantsEnvironment);
 
 /// Finds the canonical path of the program that @p pid runs: that of its executable or, only if
-/// root may not look at that, of its first argument.
+/// root may not access the executable, that of its first argument. An example is an executable on a
+/// user's own FUSE mount.
 ///
-/// @return nothing when the path is unknown or leads to no file; when it leads to another file than
-///         the process runs, because its program was deleted or renamed since; when the read was
-///         given up; and when the path is not in the locale's encoding
+/// @return nothing if the path is unknown or leads to no file; if it leads to another file than the
+///         process runs, because its program was deleted or renamed; if the read was given up; or
+///         if the path is not in the locale's encoding
 [[nodiscard]] std::optional<QByteArray> readProgramPath(ExpendableWorker &worker, qint32 pid);
 
 } // namespace halvex

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Is the PATH that the daemon inherited safe for a root process that runs commands by bare name?
+// Checks whether the inherited PATH is safe for a root process that runs commands by bare name.
 // Reads the environment and the file system; changes nothing. Keeps no state.
 #pragma once
 
@@ -8,14 +8,14 @@
 
 namespace halvex {
 
-/// Judges the process's PATH and stops at the first problem.
+/// Checks the process's PATH and stops at the first problem.
 ///
 /// Refused are: an empty PATH, the item ".", an item that cannot be resolved or is no directory, an
 /// item in or below /tmp, /dev/shm or /var/tmp, a world-writable directory (sticky or not), and a
 /// PATH without any of /usr/bin, /bin, /usr/sbin and /sbin.
 ///
-/// @return true when PATH must be replaced. The reason has then been written as one Qt warning,
-///         after canonicalPath()'s own for an item that cannot be resolved.
+/// @return true if PATH must be replaced, after one Qt warning with the reason. For an item that
+///         cannot be resolved, the warning of canonicalPath() comes first.
 [[nodiscard]] bool checkPathEnvironment();
 
 /// Resolves links, "." and ".." of @p item, which may be relative to the working directory.

@@ -12,8 +12,8 @@
 namespace halvex {
 namespace {
 
-/// Drops all PATH entries but the last, the one that shells and QProcessEnvironment use. getenv()
-/// uses the first.
+/// Drops all PATH entries but the last. Shells and QProcessEnvironment use the last; getenv() uses
+/// the first.
 void keepLastPath()
 {
     constexpr unsigned prefixLength = 5;
@@ -39,8 +39,8 @@ void makeEnvironmentSafe()
     if (checkPathEnvironment()) {
         qputenv("PATH", "/usr/bin:/bin:/usr/sbin:/sbin");
     }
-    // putenv replaces the first entry only, and keeps the text itself. Exit handlers still read the
-    // environment, so no destructor may free the text.
+    // putenv() replaces the first entry only, and stores the pointer, not a copy. Exit handlers
+    // still read the environment, so no destructor may free the text.
     static std::array<char, 19> locale{"LC_ALL=en_US.UTF-8"};
     qunsetenv("LC_ALL");
     putenv(locale.data());

@@ -77,7 +77,7 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
     QDBusConnectionInterface *bus = questions.interface();
     const QString sender = message.service();
 
-    // A failed question yields process id 0.
+    // If the question fails, the process id is 0.
     const auto pid =
         bus != nullptr ? static_cast<qint32>(bus->servicePid(sender).value()) : qint32(0);
     if (pid <= 0) {
@@ -87,8 +87,8 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
     if (!checkCallerEnvironment(pid)) {
         return refused;
     }
-    // The answer is not used, and so not waited for: the privilege rule asks for itself. Both the
-    // question and the rule belong to every call that gets this far, reading ones included.
+    // The reply is not used, so the call does not wait for it: isPrivilegedCaller() asks again.
+    // Both are done at every call that gets this far, also of a method that only reads.
     static_cast<void>(bus->asyncCall("GetConnectionUnixUser", sender));
     halvex::PrivilegeBasis basis;
     const bool isPrivileged = halvex::isPrivilegedCaller(bus, sender, basis);
@@ -96,7 +96,7 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
     if (!requireAdmin) {
         return isFrontEnd ? accepted : refused;
     }
-    // A caller whose user the bus did not tell was taken for root above.
+    // If the bus did not tell the user id, the caller was taken as root above.
     return isPrivileged && isFrontEnd && halvex::isConfirmed(basis, bus, sender) ? accepted
                                                                                  : refused;
 }

@@ -25,7 +25,7 @@ constexpr int listCountScript = 5;
 constexpr int listConfig = 6;
 constexpr int countInferences = 7;
 
-/// What the stored command @p number printed; nothing when it failed.
+/// Returns the output of the stored command @p number; nothing if it failed.
 std::optional<QString> outputOf(int number)
 {
     QString output;
@@ -48,7 +48,7 @@ QString withoutFinalLineFeed(QString text)
     return text;
 }
 
-/// Runs the package tool's command @p number. The tool may print "failed" and still end with 0.
+/// Runs the package tool's command @p number. The tool may print "failed" and still exit with 0.
 int runPackageTool(int number)
 {
     const auto output = outputOf(number);
@@ -58,12 +58,12 @@ int runPackageTool(int number)
 bool needsInternet(const QString &aiConfigPath)
 {
     QString setting;
-    // A setting that cannot be read is empty and asks for nothing.
+    // If the setting cannot be read, it is empty. Then the internet is not needed.
     static_cast<void>(readAiSetting(aiConfigPath, dgaDetectKey, setting));
     return setting == QChar(1);
 }
 
-/// The line of the engine's file list that the stored command @p number picks.
+/// Returns the line of the engine's file list that the stored command @p number selects.
 QString listedFile(int number)
 {
     const auto output = outputOf(number);
@@ -87,7 +87,7 @@ int switchEngine(unsigned status, const QString &aiConfigPath)
         if (needsInternet(aiConfigPath) && !probeInternet()) {
             return internetUnreachable;
         }
-        // The shell ends with 0 before its job finds out that there is nothing to run.
+        // The shell exits with 0 before its background job fails because there is no such program.
         if (QStandardPaths::findExecutable("pellmar").isEmpty()) {
             return failed;
         }
@@ -104,7 +104,7 @@ void queryEngineState(int &state)
     state = EngineMissing;
     const auto packages = outputOf(listPackages);
     if (packages && packages->contains(netAiAppName)) {
-        // The whole path, for the command line of the grep above holds the short name, too.
+        // Search for the full path: the command line of the grep process holds the short name.
         const auto processes = outputOf(listProcesses);
         const bool runs =
             processes && processes->contains("/opt/apps/halvex.net.ai/files/bin/halvex_inference");

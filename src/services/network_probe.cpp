@@ -41,8 +41,8 @@ bool probeInternet()
     bool answeredInTime = false;
     QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
     QObject::connect(reply, &QNetworkReply::finished, &loop, [&] {
-        // Judged here and not after the loop: a probe of another call, started inside this loop,
-        // may hold it up until the timer has fired as well.
+        // Decide here, not after the loop: a nested probe can delay the end of this loop until the
+        // timer has fired as well.
         answeredInTime = timer.isActive();
         timer.stop();
         loop.quit();

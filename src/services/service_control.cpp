@@ -53,7 +53,7 @@ int setServiceStatus(const QString &serviceNames, unsigned status, unsigned type
     if (serviceNames == netAiAppName) {
         return switchEngine(status, aiConfigPath);
     }
-    // Empty names are kept, although the check above does not see them.
+    // Empty names are kept here, although the check above ignores them.
     return statusOfChange(QStringList{verb(status, type)} + serviceNames.split(' '));
 }
 

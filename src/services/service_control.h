@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Starts, stops, enables, disables and restarts the suite's own services through systemctl, which
-// is killed after 30 s. The network-AI engine is switched through its package tool instead.
+// is killed after 30 s. The network-AI engine is switched through its package tool.
 #pragma once
 
 #include "services/ai_engine.h"
@@ -10,7 +10,7 @@
 
 namespace halvex {
 
-/// What is switched.
+/// The property of a service that is switched.
 enum ServiceSwitch : unsigned {
     RunState = 0, ///< start, stop
     AtBoot = 1,   ///< enable, disable
@@ -18,15 +18,16 @@ enum ServiceSwitch : unsigned {
 
 /// Switches the services @p serviceNames, separated by blanks.
 ///
-/// Two blanks in a row make systemctl fail, for it then gets an empty name. The network-AI engine's
-/// name alone goes to switchEngine(), whatever the type; together with others it is a unit's name.
+/// Two blanks in a row make systemctl fail, because it gets an empty name. If the network-AI
+/// engine's name is the only name, switchEngine() is called and the type is ignored. Among other
+/// names it is taken as a unit's name.
 ///
 /// @param status        a SwitchState
 /// @param type          a ServiceSwitch
-/// @param aiConfigPath  the settings file that switchEngine() asks
-/// @return 0 when systemctl exited with 0; the codes of switchEngine() for the engine;
-///         else -1. Checked in this order, each with its Qt warning: the names (what
-///         checkServiceNames() says, then "Invalid service name:"), the status ("Invalid status
+/// @param aiConfigPath  the settings file that switchEngine() reads
+/// @return 0 if systemctl exited with 0; the status of switchEngine() for the engine; else -1.
+///         Checked in this order, each with its Qt warning: the names (the warning of
+///         checkServiceNames(), then "Invalid service name:"), the status ("Invalid status
 ///         value."), the type ("Invalid type value."). Without a warning: systemctl could not be
 ///         started, failed, or took too long.
 [[nodiscard]] int setServiceStatus(const QString &serviceNames, unsigned status, unsigned type,
@@ -34,11 +35,11 @@ enum ServiceSwitch : unsigned {
 
 /// Restarts the one service @p serviceNames.
 ///
-/// The text passes the same check as above but reaches systemctl as a single name, so several names
-/// fail. The engine's name is a unit's name here.
+/// The text is checked as above but passed to systemctl as a single name, so several names fail.
+/// The engine's name is taken as a unit's name here.
 ///
-/// @return 0 when systemctl exited with 0, else -1; a refused name leaves the same two
-///         warnings as above.
+/// @return 0 if systemctl exited with 0, else -1; a refused name causes the same two warnings as
+///         above.
 [[nodiscard]] int restartService(const QString &serviceNames);
 
 } // namespace halvex

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Which services the daemon may change for its callers: the suite's own, and no other. Asks and
-// changes nothing.
+// The services that callers may change: only the suite's own. The check has no side effects but
+// its warning.
 #pragma once
 
 #include <QString>
@@ -11,13 +11,13 @@ namespace halvex {
 /// The name under which the network-AI engine, an application package, is treated as a service.
 inline const QString netAiAppName = "halvex.net.ai";
 
-/// Tells whether @p serviceNames holds at least one name and only names of the suite's services.
+/// Tells whether @p serviceNames contains at least one name and only names of the suite's services.
 ///
-/// Names are separated by blanks (U+0020 alone); empty ones between them do not count, and white
-/// space around a name does not either. Letter case does.
+/// Names are separated by blanks (U+0020 only). Empty names and white space around a name are
+/// ignored. Names are case-sensitive.
 ///
 /// @return false with one Qt warning: "Empty service name", or the invalid names and the allowed
-///         ones (these in no particular order).
+///         names (in no particular order).
 [[nodiscard]] bool checkServiceNames(const QString &serviceNames);
 
 } // namespace halvex

@@ -21,7 +21,7 @@ struct Query
     int (*answer)(const QString &firstLine);
 };
 
-/// By their ServiceQuery.
+/// Indexed by ServiceQuery.
 constexpr std::array<Query, 3> queries{{
     {"is-active", [](const QString &firstLine) { return firstLine == "active" ? 1 : 0; }},
     {"is-enabled", [](const QString &firstLine) { return firstLine == "enabled" ? 1 : 0; }},
@@ -30,7 +30,7 @@ constexpr std::array<Query, 3> queries{{
 
 QStringList systemctlArguments(const QString &verb, const QString &serviceName)
 {
-    // A name is a name: without this, "--host=…" would make root run ssh.
+    // "--" keeps systemctl from taking a name as an option: "--host=…" would run ssh as root.
     return serviceName.startsWith('-') ? QStringList{verb, "--", serviceName}
                                        : QStringList{verb, serviceName};
 }

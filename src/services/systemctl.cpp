@@ -26,7 +26,7 @@ bool changeWithSystemctl(const QStringList &arguments)
                          hasSucceeded = exitCode == 0 && exitStatus == QProcess::NormalExit;
                      });
     systemctl.start(systemctlPath, arguments, QIODevice::ReadWrite);
-    static_cast<void>(systemctl.waitForExit(changeTimeoutMs)); // the handler knows how it exited
+    static_cast<void>(systemctl.waitForExit(changeTimeoutMs)); // the slot above gets the result
     systemctl.close();
     return hasSucceeded;
 }

@@ -10,16 +10,16 @@
 
 namespace halvex {
 
-/// Has systemctl make a change, and kills it after 30 s. What it prints is not read.
+/// Runs systemctl to make a change, and kills it after 30 s. Its output is not read.
 ///
-/// @return false when systemctl could not be started, took too long, or exited with another code
+/// @return false if systemctl could not be started, took too long, or exited with another status
 ///         than 0
 [[nodiscard]] bool changeWithSystemctl(const QStringList &arguments);
 
-/// Asks systemctl, and waits until it exits however long it takes. The exit code does not count.
+/// Runs systemctl to ask a question, and waits for its exit without a time-out. Its exit status is
+/// ignored.
 ///
-/// @return the first line that it prints, empty when there is none; nothing when systemctl could
-///         not be run
+/// @return the first line of its output, which may be empty; nothing if systemctl could not be run
 [[nodiscard]] std::optional<QString> askSystemctl(const QStringList &arguments);
 
 } // namespace halvex

@@ -24,7 +24,7 @@ namespace {
 
 bool isLog(const fs::directory_entry &entry, const fs::path &extension)
 {
-    std::error_code unknownType; // as of a link that leads to itself
+    std::error_code unknownType; // for example, for a loop of symbolic links
     return entry.is_regular_file(unknownType) && entry.path().extension() == extension &&
            entry.path().filename() != "alerts.log";
 }
@@ -35,8 +35,9 @@ struct Log
     off_t size = 0; ///< bytes when it was opened; it may be growing
 };
 
-/// Opens a log for reading. It may have become anything since it was looked at, so opening it must
-/// not wait. The export itself, linked into the tree, would be read for as long as it grows.
+/// Opens a log for reading. The log may have been replaced since the walk found it, so the open
+/// must not block. A link to the export file is refused: the file grows while it is copied into
+/// itself.
 Log openLog(const fs::path &path, const struct stat &exportStatus)
 {
     FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -48,15 +49,15 @@ Log openLog(const fs::path &path, const struct stat &exportStatus)
     return {std::move(file), status.st_size};
 }
 
-/// Appends all of @p log: line by line comes to the same bytes, but for the line feed that a last
-/// line may lack.
+/// Appends all of @p log in blocks, and a line feed if the last line has none. The result is the
+/// same as that of a copy line by line.
 void appendLog(const Log &log, ExportWriter &writer)
 {
     std::array<char, 128UL * 1024UL> block;
     char last = '\n';
     if (log.size > static_cast<off_t>(block.size())) {
         posix_fadvise(log.file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-        // All but the last byte, which is looked at below. If the log was truncated meanwhile,
+        // Copy all but the last byte, which is checked below. If the log was truncated meanwhile,
         // prefer an extra line feed to joining two logs.
         last = writer.copyWithinKernel(log.file, log.size - 1) > 0 ? '\0' : '\n';
     }
@@ -77,7 +78,7 @@ void appendLog(const Log &log, ExportWriter &writer)
     }
 }
 
-// The first character of the job's result. The description of an error may follow it.
+// The first character of the job's result. The description of an error may follow.
 constexpr char prepared = 'p';
 constexpr char notPrepared = 'n';
 
@@ -134,7 +135,7 @@ std::string appendAlertLogs(const fs::path &alertsDirPath, const fs::path &exten
         failure = error.what();
     }
     try {
-        writer.flush(); // what was read before the walk's error
+        writer.flush(); // writes what was copied before the walk failed
     } catch (const fs::filesystem_error &error) {
         failure = error.what();
     }

@@ -39,7 +39,7 @@ int getEventTotalCount(const QString &statePath, QString &count)
     std::optional<QByteArray> total;
     while (!total) {
         const QByteArray line = state.readLine();
-        if (line.isEmpty()) { // an empty line has its line feed: this is the end, or an error
+        if (line.isEmpty()) { // EOF or an error: a blank line still contains its line feed
             break;
         }
         total = eventTotalInLine(line);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// How many events the research engine has processed, as the engine itself has written it into its
-// state file. The file is only read, afresh at every call; nothing is logged.
+// The number of events that the research engine has processed, from the engine's own state file.
+// The file is only read, and read again at every call. Nothing is logged.
 #pragma once
 
 #include <QByteArray>
@@ -13,15 +13,14 @@ namespace halvex {
 
 /// Reads the event total from the state file at @p statePath.
 ///
-/// @param count  the text between the quotes of the first complete entry, unchanged; empty when the
-///               file holds none; untouched on failure
-/// @return 0 when the file was read; -1 when it is missing, is not a regular file or cannot be
-///         opened
+/// @param count  the text between the quotes of the first complete entry, unchanged; empty if the
+///               file has none; not changed on failure
+/// @return 0 if the file was read; -1 if it is missing, is not a regular file or cannot be opened
 [[nodiscard]] int getEventTotalCount(const QString &statePath, QString &count);
 
-/// The value of the entry events_processed='…' in one @p line of the state file.
+/// Returns the value of the entry events_processed='…' in one @p line of the state file.
 ///
-/// Anything may stand between the key and the ='. Nothing when the line holds no complete entry.
+/// Any text may be between the key and the ='. Returns nothing if the line has no complete entry.
 [[nodiscard]] std::optional<QByteArray> eventTotalInLine(const QByteArray &line);
 
 } // namespace halvex

@@ -17,19 +17,19 @@ namespace {
 
 constexpr std::size_t blockSize = 1UL << 20;
 
-/// Without blocking: somebody's lease on the file must not make the daemon wait.
+/// O_NONBLOCK: the open must not wait for a user's lease on the file.
 constexpr int appendFlags = O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC;
 
-/// Where the system shows the open @p file: a link to its entry, by which it can be opened again.
+/// Returns the /proc link of the open @p file, by which the file can be opened again.
 fs::path procFdPath(const FileDescriptor &file)
 {
     return "/proc/self/fd/" + std::to_string(file.get());
 }
 
-/// Tells whether @p entry, open by its path alone, is where something is mounted. What lies there
-/// has another name elsewhere, which no count of links shows, or is a user's own file system.
+/// Tells whether @p entry, opened with O_PATH, is a mount point. A file mounted there has another
+/// path, which the link count does not show, or is on a user's own file system.
 ///
-/// Asks for nothing else and takes what is known, so that no such file system can hold us up.
+/// Requests no other attribute and accepts cached values, so that such a file system cannot block.
 bool isMountPoint(const FileDescriptor &entry)
 {
     struct statx status = {};
@@ -40,8 +40,8 @@ bool isMountPoint(const FileDescriptor &entry)
 
 /// Tells whether @p entry, which was found at @p path, is a regular file without any other name.
 ///
-/// That takes more than the number of its links: a hard link to somebody's file can be removed, and
-/// made again, between any two looks at it.
+/// The link count alone is not enough: a hard link to another user's file can be removed and made
+/// again between two checks.
 bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
 {
     struct stat status = {};
@@ -49,26 +49,26 @@ bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
         status.st_nlink != 1) {
         return false;
     }
-    // The one link may be another name if ours was just being removed. A self-rename is a no-op,
+    // If our link is being removed, the one link counted may be another. A self-rename is a no-op,
     // but it takes the directory's lock, so it waits for concurrent link and unlink calls.
     if (std::rename(path.c_str(), path.c_str()) != 0) {
         return false;
     }
     // The /proc link still shows this path, so our link was never removed: it is the one link
-    // counted above. Once removed, it stays so, even if the name is linked to the same file again.
+    // counted above. After an unlink it shows "(deleted)", even if the name is linked again.
     std::error_code error;
     return fs::read_symlink(procFdPath(entry), error) ==
            fs::canonical(path.parent_path(), error) / path.filename();
 }
 
-/// Opens the export file for appending, truncated. Nothing open when what is there cannot be used.
+/// Opens the export file for appending, truncated. Returns a closed descriptor if the entry at
+/// @p path cannot be used.
 FileDescriptor openTruncated(const fs::path &path)
 {
     // The name may appear and vanish between the two calls; give up after ten attempts.
     constexpr int attempts = 10;
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        // Where the kernel protects files in such directories, even root can use O_CREAT only where
-        // nothing is.
+        // O_EXCL: with fs.protected_regular even root may not use O_CREAT on an existing file here.
         FileDescriptor created(
             open(path.c_str(), appendFlags | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
         if (created.isOpen() || errno != EEXIST) {
@@ -83,8 +83,8 @@ FileDescriptor openTruncated(const fs::path &path)
         if (!entry.isOpen() || !isPlainFileWithOneName(path, entry)) {
             return {};
         }
-        // From here on the name does not matter: this file has no other. A lease on it makes open()
-        // fail, as it must not block.
+        // From here on the path does not matter: the file has no other name. If it has a lease, a
+        // non-blocking open() fails.
         FileDescriptor file(open(procFdPath(entry).c_str(), appendFlags));
         return file.isOpen() && ftruncate(file.get(), 0) == 0 ? std::move(file) : FileDescriptor();
     }
@@ -114,7 +114,7 @@ ExportWriter::ExportWriter(const FileDescriptor &file, fs::path path, const JobC
     : output(file), name(std::move(path)), daemon(control), remaining(patience)
 {
     gathered.reserve(blockSize);
-    daemon.setPatience(std::nullopt); // reading the logs may take its time
+    daemon.setPatience(std::nullopt); // reading the logs has no time limit
 }
 
 template <typename Write>
@@ -152,8 +152,8 @@ void ExportWriter::append(std::string_view text)
 off_t ExportWriter::copyWithinKernel(const FileDescriptor &source, off_t size)
 {
     flush();
-    // The kernel does not take a file that is open for appendFlags. Should any of these calls fail,
-    // nothing is copied.
+    // The kernel does not copy to a file opened with O_APPEND. If any of these calls fails, nothing
+    // is copied.
     fcntl(output.get(), F_SETFL, appendFlags & ~O_APPEND);
     off_t copied = 0;
     ssize_t count = 1;

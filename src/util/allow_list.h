@@ -7,8 +7,8 @@
 
 namespace halvex {
 
-/// Those of @p names, as they came, that are not in @p allowed even without white space around
-/// them.
+/// Returns the @p names that are not in @p allowed, unchanged. The comparison ignores white space
+/// around a name.
 [[nodiscard]] inline QStringList namesNotIn(const QSet<QString> &allowed, const QStringList &names)
 {
     QStringList others;

@@ -15,11 +15,11 @@
 namespace halvex {
 namespace {
 
-constexpr int setupFailed = 127;   // exit code, as that of a shell that cannot run a command
-constexpr int settleTimeMs = 1000; // for what takes a moment unless a system call has failed
+constexpr int setupFailed = 127;   // exit status, as of a shell that cannot run a command
+constexpr int settleTimeMs = 1000; // for a step that is immediate unless a system call has failed
 constexpr int killTimeMs = 5000;
 
-/// Waits for events of @p watched; false when that cannot be done.
+/// Waits for events of @p watched; false on error.
 template <std::size_t count>
 bool waitFor(std::array<pollfd, count> &watched, qint64 timeoutMs)
 {
@@ -94,16 +94,16 @@ bool ChildProcess::watchForExit()
     if (state() == NotRunning) {
         return false;
     }
-    // The C library's pidfd_open() cannot be linked from C++ in its version 2.36.
+    // A system call, as in openProcess().
     exitNotice = FileDescriptor(
         static_cast<int>(syscall(SYS_pidfd_open, static_cast<pid_t>(processId()), 0)));
-    return exitNotice.isOpen() || errno == ESRCH; // it has exited, and Qt has reaped it
+    return exitNotice.isOpen() || errno == ESRCH; // ESRCH: it has exited, and Qt has reaped it
 }
 
 bool ChildProcess::settle()
 {
-    // Qt reaps its children in a signal handler. Where a system call of that handler fails, the
-    // next signal helps, or Qt has forgotten the child for good.
+    // Qt reaps its children in a SIGCHLD handler. If a system call of that handler fails, the next
+    // signal may help, or else Qt never reaps the child.
     if (waitForFinished(settleTimeMs) || state() == NotRunning) {
         return true;
     }
@@ -118,14 +118,14 @@ bool ChildProcess::settle()
             result = waitid(P_PIDFD, static_cast<id_t>(exitNotice.get()), &info, WEXITED | WNOHANG);
         } while (result != 0 && errno == EINTR);
     }
-    setProcessState(NotRunning); // or its destructor would wait for the child
+    setProcessState(NotRunning); // or the destructor of QProcess would wait for the child
     return false;
 }
 
 void ChildProcess::close()
 {
     if (state() != NotRunning) {
-        // The group may not be there yet.
+        // The child may not have made its process group yet.
         ::kill(-static_cast<pid_t>(processId()), SIGKILL);
         kill();
         if (watchForExit() && exitNotice.isOpen()) {

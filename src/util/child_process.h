@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A QProcess that keeps a bounded part of what its program prints, and that leaves nothing running
-// behind it. Plain QProcess keeps all output, and kills only the program it started: what a shell
-// has started in turn would live on.
+// A QProcess that keeps a limited amount of its program's output and, when it is closed, kills a
+// running program with its process group. Plain QProcess keeps all output and kills only the
+// program itself, but not the processes that a shell has started.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -14,8 +14,8 @@ namespace halvex {
 
 /// Runs its program as the leader of a process group of its own.
 ///
-/// Both outputs lead to /dev/null if the program is started by start(). Nothing can be read from
-/// the QProcess itself. A program whose group or outputs cannot be set up exits with 127 at once.
+/// start() redirects both outputs to /dev/null. Nothing can be read from the QProcess itself. If
+/// the process group or the redirections cannot be set up, the child exits with status 127 at once.
 class ChildProcess : public QProcess
 {
 public:
@@ -27,32 +27,32 @@ public:
 
     /// Starts @p program, as start() does, and captures both outputs.
     ///
-    /// @return false when there are no pipes for that; the program is then not started. Whether it
-    ///         runs, waitForStarted() says.
+    /// @return false if the pipes cannot be created; the program is then not started. Use
+    ///         waitForStarted() to find out whether the program runs.
     [[nodiscard]] bool startCapturing(const QString &program, const QStringList &arguments,
                                       OpenMode mode);
 
-    /// Waits until the program has exited, and reads what it prints meanwhile. `finished` is
-    /// emitted in this call.
+    /// Waits until the program has exited, and reads its output meanwhile. `finished` is emitted in
+    /// this call.
     ///
-    /// What the program has left in the background may hold its outputs, and is not waited for
-    /// longer than @p jobTimeoutMs.
+    /// Background processes of the program may keep its outputs open. The call waits for them for
+    /// at most @p jobTimeoutMs.
     ///
-    /// @param timeoutMs     how long the program may take; -1: there is no limit
-    /// @param jobTimeoutMs  from the start of this call, how long the outputs are read after the
-    ///                      program has exited, unless both are closed before
-    /// @return true when the program has exited and exitCode() says how; false when the time is
-    ///         up, and when the program did not start or cannot be observed
+    /// @param timeoutMs     the time limit of the program; -1: there is no limit
+    /// @param jobTimeoutMs  the time limit, from the start of this call, for reading the outputs
+    ///                      after the exit of the program; reading ends earlier if both are closed
+    /// @return true if the program has exited, see exitCode(); false on time-out, if the program
+    ///         did not start, or if it cannot be observed
     [[nodiscard]] bool waitForExit(int timeoutMs, int jobTimeoutMs = 0);
 
-    /// What the program has printed, maxCapturedBytes and maxCapturedErrorBytes at most; null when
-    /// that is nothing.
+    /// The program's output, at most maxCapturedBytes and maxCapturedErrorBytes; null if it is
+    /// empty.
     [[nodiscard]] const QByteArray &standardOutput() const noexcept { return output.captured(); }
     [[nodiscard]] const QByteArray &standardError() const noexcept { return errors.captured(); }
 
-    /// Kills the program if it still runs, together with its group, and waits for its exit;
-    /// `finished` is emitted in this call. What an ended program has left in the background lives
-    /// on. A program that the kernel does not end within seconds is left behind.
+    /// Kills the program and its process group, if the program still runs, and waits for its exit;
+    /// `finished` is emitted in this call. If the program has exited, its background processes are
+    /// not killed. If the kernel does not end the program within seconds, it is left behind.
     void close() override;
 
 protected:

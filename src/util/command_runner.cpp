@@ -25,8 +25,8 @@ protected:
     void setupChildProcess() override
     {
         ChildProcess::setupChildProcess();
-        // The pipes close when the call ends: what a background job prints later is lost, but it
-        // must not die of it.
+        // The pipes are closed when the call returns. Later output of a background job is lost, but
+        // SIGPIPE must not kill the job.
         static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     }
 };

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Runs the daemon's fixed shell commands, each known by a number, with a clean environment and time
-// limits. The only texts that reach the shell here are those of `commandTable`; nothing that a
-// caller sent ever gets into it. A call blocks for at most 30 s until the shell runs and 30 s more
-// until it exits; if it exits at once and leaves a job in the background, at most half a second.
+// limits. Only the texts in `commandTable` reach the shell here, and no caller's text is ever
+// stored there. A call waits for at most 30 s for the start of the shell and 30 s for its exit. If
+// the shell leaves a background job, the call waits for the job for at most half a second.
 #pragma once
 
 #include <QString>
@@ -16,22 +16,23 @@ namespace halvex {
 /// immediately before it is run. For the main thread only.
 extern std::map<int, QString> commandTable;
 
-/// Runs the command stored under @p commandNumber: under /bin/sh, in /tmp, reading from /dev/null,
-/// in the daemon's environment without the variables that change how a shell or the loader works.
+/// Runs the command stored under @p commandNumber: under /bin/sh, in /tmp, with /dev/null as
+/// standard input, in the daemon's environment without the variables that change how a shell or the
+/// loader works.
 ///
-/// A command that ends in "&" starts a background job, which lives on. The call returns as soon as
-/// the job has exited or has closed both outputs, at most half a second after the start. What the
-/// job prints later is lost. All programs run here ignore SIGPIPE, so that no job dies of that. A
-/// shell that outlives the limit is killed together with all that it started.
+/// A command that ends in "&" starts a background job, which is not killed. The call returns as
+/// soon as the job has exited or has closed both outputs, at most half a second after the start.
+/// Later output of the job is lost. All programs run here ignore SIGPIPE, so that it does not kill
+/// the job. If the shell exceeds the time limit, it is killed with its process group.
 ///
-/// @param output     the first maxCapturedBytes of standard output, from UTF-8; null when there is
-///                   none; untouched unless the command has ended
-/// @param errorText  likewise the first maxCapturedErrorBytes of standard error; a failure text of
-///                   our own when the shell did not start or did not end in time; untouched when
-///                   there is no such command
-/// @return true when the exit code is 0; false otherwise: with one Qt debug message when the exit
-///         code is another, without one when there is no such command or the shell did not start
-///         or end in time
+/// @param output     the first maxCapturedBytes of standard output, decoded from UTF-8; null if it
+///                   is empty; unchanged unless the command has exited
+/// @param errorText  likewise the first maxCapturedErrorBytes of standard error; the daemon's own
+///                   text if the shell did not start or did not exit in time; unchanged if there is
+///                   no such command
+/// @return true if the exit status is 0, else false: with one Qt debug message for another exit
+///         status, without one if there is no such command or the shell did not start or exit in
+///         time
 [[nodiscard]] bool runCommand(int commandNumber, QString &output, QString &errorText);
 
 } // namespace halvex

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// SIGTERM is how the daemon is stopped, also by systemd when the bus takes its name away. It must
-// not come while a settings file is being written, for that would leave half a file.
+// The daemon is stopped by SIGTERM; systemd also sends it when the daemon loses its bus name. The
+// signal must not arrive while a settings file is being written, because half a file would remain.
 #pragma once
 
 #include <csignal>
 
 namespace halvex {
 
-/// As long as it lives, this thread does not take SIGTERM, nor do threads that it makes meanwhile,
-/// ever. A signal that has come is taken at its end of life.
+/// While this object exists, SIGTERM is blocked in this thread. Threads created in this time keep
+/// it blocked for ever. A pending SIGTERM is delivered when the object is destroyed.
 class DelayedTermination
 {
 public:

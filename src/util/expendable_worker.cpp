@@ -22,7 +22,7 @@ using std::chrono::steady_clock;
 
 ExpendableWorker::ExpendableWorker(const char *name) : processName(name)
 {
-    leftBehind.reserve(maxLeftBehind + 1); // giving up must not fail
+    leftBehind.reserve(maxLeftBehind + 1); // so that giveUp() needs no memory
     makeTemplate();
 }
 
@@ -62,7 +62,7 @@ void ExpendableWorker::endTemplate()
 std::optional<std::string> ExpendableWorker::run(Job job, const std::string &input,
                                                  milliseconds patience)
 {
-    // A process that somebody has killed since the last job is replaced, once.
+    // If the worker process was killed since the last job, it is replaced, once.
     const bool isNew = !channel.isOpen();
     bool isSent = start() && send(job, input);
     if (!isSent && !isNew) {
@@ -70,13 +70,13 @@ std::optional<std::string> ExpendableWorker::run(Job job, const std::string &inp
         isSent = start() && send(job, input);
     }
     if (!isSent) {
-        giveUp(); // what has been sent of the order must not precede the next one
+        giveUp(); // the next order must not follow a partly sent one
         return std::nullopt;
     }
     try {
         return receive(patience);
     } catch (...) {
-        // There is no memory for the result. What is left of it must not pass for the next one.
+        // Out of memory. The rest of this result must not be read as the next one.
         giveUp();
         throw;
     }
@@ -104,7 +104,7 @@ bool ExpendableWorker::start()
         answer = receiveDescriptor(templateChannel.get());
     }
     if (!answer) {
-        // Somebody has killed it. The next job gets another.
+        // The template was killed. Make another for the next job.
         endTemplate();
         makeTemplate();
     }

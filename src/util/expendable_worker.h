@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Runs system calls that other users can make hang, such as a read of a process whose memory is
-// locked, or a write to a file whose inode is locked. They have no time-out, and some cannot be
-// interrupted by a signal. A child process makes them, and is killed when it takes too long. So the
-// daemon itself never hangs in them, and can always be killed.
+// locked, or a write to a file whose inode is locked. They have no time-out, and signals do not
+// interrupt all of them. A child process makes them, and is killed on time-out. So the daemon
+// itself never hangs in them, and can always be killed.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -17,65 +17,66 @@
 
 namespace halvex {
 
-/// Connects a job with the daemon, which waits for the job's result.
+/// Connects a job with the daemon, which waits for the result of the job.
 class JobControl
 {
 public:
-    /// For a job that runs in the same process as its user: all functions do nothing.
+    /// For a job that runs in the calling process: all functions are no-ops.
     JobControl() = default;
     explicit JobControl(int socket) noexcept : channel(socket) {}
 
     /// Sets how long the daemon waits from now on, in place of the earlier limit. Without a value
-    /// there is no limit. Exits the process when the daemon has given the job up.
+    /// there is no limit. Exits the process if the daemon has given the job up.
     void setPatience(std::optional<std::chrono::milliseconds> limit) const;
 
     /// Sets the result that run() returns if the job is given up after this call. Exits the process
-    /// when the daemon has given the job up already.
+    /// if the daemon has given the job up already.
     void setInterimResult(const std::string &result) const;
 
 private:
     int channel = -1;
 };
 
-/// A function that makes a result from an input. It runs in another process, so it cannot change
-/// anything in the daemon. It must not use Qt: another thread may have held a lock of Qt when the
-/// process was made.
+/// A function that returns a result for an input. It runs in another process, so it cannot change
+/// anything in the daemon. It must not use Qt: another thread may have held a lock of Qt at the
+/// fork.
 using Job = std::string (*)(const std::string &input, const JobControl &control);
 
-/// How many processes of one worker may be left behind, which were killed but hang in a system call
-/// that cannot be interrupted. Those of earlier daemons count too.
+/// The maximum number of processes of one worker that were killed but still hang in an
+/// uninterruptible system call. Those of earlier daemons count too.
 constexpr std::size_t maxLeftBehind = 64;
 
-/// A child process that runs one job after the other. It is made for the first job, and made anew
-/// for the next job after one was given up. It closes all inherited files but standard error, and
-/// exits with the daemon.
+/// A child process that runs one job after the other. It is created for the first job; after a job
+/// was given up, a new one is created for the next job. It closes all inherited files but standard
+/// error, and exits with the daemon.
 ///
-/// It is a copy of a template: a process that is made with this object, when the daemon is still
-/// small and has one thread. A copy of the daemon itself would keep what it held at that moment.
+/// It is forked from a template process. The constructor creates the template, while the daemon
+/// uses little memory and has one thread. A fork of the daemon itself would keep the memory that
+/// the daemon uses at that moment.
 class ExpendableWorker
 {
 public:
-    /// Makes the template.
+    /// Creates the template.
     ///
-    /// @param name  of the process that runs the jobs, at most 15 characters; no other worker may
-    ///              have it
+    /// @param name  the name of the process that runs the jobs, at most 15 characters, different
+    ///              from that of any other worker
     explicit ExpendableWorker(const char *name);
     ExpendableWorker(const ExpendableWorker &) = delete;
     ExpendableWorker &operator=(const ExpendableWorker &) = delete;
-    /// Ends both processes.
+    /// Kills both processes.
     ~ExpendableWorker();
 
     /// Runs @p job and waits for its result, for at most @p patience unless the job itself sets
     /// another limit. Logs nothing.
     ///
-    /// If the job takes longer, it is given up: its process is killed. A process that hangs in a
-    /// system call that cannot be interrupted is left behind. It exits when that call returns.
+    /// On time-out the job is given up: its process is killed. A process that hangs in an
+    /// uninterruptible system call is left behind. It exits when that call returns.
     ///
-    /// Throws std::bad_alloc when there is no memory for the result; the process is given up then.
+    /// Throws std::bad_alloc if there is no memory for the result; the process is given up then.
     ///
-    /// @return the result; the interim result, or nothing if there is none, when the job took too
-    ///         long or its process exited; nothing when the process could not be made, or
-    ///         maxLeftBehind processes are left behind already
+    /// @return the result; on time-out or exit of the process the interim result, or nothing if
+    ///         none was set; nothing if the process could not be created, or if maxLeftBehind
+    ///         processes are left behind already
     [[nodiscard]] std::optional<std::string> run(Job job, const std::string &input,
                                                  std::chrono::milliseconds patience);
 
@@ -92,8 +93,8 @@ private:
     pid_t templateProcess = -1;
     FileDescriptor templateChannel;
     FileDescriptor channel;                 ///< not open while there is no process
-    FileDescriptor process;                 ///< refers to it, as pidfd_open(2) says
-    std::vector<FileDescriptor> leftBehind; ///< killed, but not yet gone
+    FileDescriptor process;                 ///< its pidfd, see pidfd_open(2)
+    std::vector<FileDescriptor> leftBehind; ///< pidfds of killed processes that have not exited yet
     bool knowsEarlier = false;              ///< whether leftBehind holds those of earlier daemons
 };
 

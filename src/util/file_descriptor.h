@@ -6,13 +6,13 @@
 
 namespace halvex {
 
-/// Owns a file descriptor and closes it at its end of life.
+/// Owns a file descriptor. The destructor closes it.
 class FileDescriptor
 {
 public:
     FileDescriptor() noexcept = default;
 
-    /// Takes what open() returned, a failure (-1) included, and leaves errno as it is.
+    /// Takes the result of open(), which may be -1, and leaves errno unchanged.
     explicit FileDescriptor(int descriptor) noexcept : number(descriptor) {}
 
     FileDescriptor(FileDescriptor &&other) noexcept : number(std::exchange(other.number, -1)) {}

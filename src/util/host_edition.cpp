@@ -25,7 +25,7 @@ bool isDecimal(const QString &text)
                        [](QChar character) { return character >= '0' && character <= '9'; });
 }
 
-/// The first line of @p file in which @p expression is found. Each byte counts as one character.
+/// Returns the first line of @p file that matches @p expression. Each byte counts as one character.
 ///
 /// Not std::regex: it recurses for each character, and a long line would overflow the stack.
 QRegularExpressionMatch firstMatch(std::ifstream &file, const QRegularExpression &expression)

@@ -20,8 +20,8 @@ std::string textOf(const fs::path &file)
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// The executable of the process with the directory @p process. A package that was upgraded has
-/// removed that of the earlier daemon.
+/// Returns the executable of the process with the directory @p process. After a package upgrade the
+/// executable of the earlier daemon is deleted; its path is still found.
 std::string executableOf(const fs::path &process)
 {
     const std::string removed = " (deleted)";
@@ -39,7 +39,7 @@ bool hasName(const fs::path &process, const std::string &name)
     return textOf(process / "comm") == name + '\n';
 }
 
-/// Anybody may run a program under that name, and anybody may run this program.
+/// Any user may run a program with that process name, and any user may run this program.
 bool isOurs(const fs::path &process)
 {
     return textOf(process / "status").find("\nUid:\t0\t0\t0\t0\n") != std::string::npos &&
@@ -57,8 +57,7 @@ void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDesc
         if (found.size() >= maxCount || !hasName(process, name)) {
             continue;
         }
-        // Opened first, so that what is read then is about the same process, or one that has
-        // exited.
+        // Open the pidfd first: what is read then is about the same process, even if it has exited.
         FileDescriptor opened = openProcess(std::atoi(process.filename().c_str()));
         if (opened.isOpen() && hasName(process, name) && isOurs(process)) {
             found.push_back(std::move(opened));

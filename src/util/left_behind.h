@@ -8,11 +8,11 @@
 
 namespace halvex {
 
-/// Appends to @p found what refers, as pidfd_open(2) says, to the processes that run this program
-/// as root under the name @p name: the workers that earlier daemons have left behind. For a process
-/// that has no worker of that name itself. Where `/proc` cannot be read, none is found.
+/// Appends to @p found the pidfds of the processes that run this program as root with the process
+/// name @p name: the workers that earlier daemons have left behind. Must be called while the caller
+/// has no worker of that name itself. If /proc cannot be read, none is found.
 ///
-/// @param maxCount  how many @p found may hold
+/// @param maxCount  the maximum size of @p found
 void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDescriptor> &found);
 
 } // namespace halvex

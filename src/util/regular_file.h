@@ -9,13 +9,11 @@ namespace halvex {
 
 /// Opens the regular file at @p path, which is never created. Symbolic links are followed.
 ///
-/// Never waits: neither for the other end of a FIFO, nor for a device, nor for the holder of a
-/// lease.
+/// Never waits for the other end of a FIFO, for a device, or for the holder of a lease.
 ///
-/// @param file  not open yet; closes the file at its end of life
+/// @param file  must not be open yet; its destructor closes the file
 /// @param mode  ReadOnly; or WriteOnly, which truncates the file
-/// @return false when there is no such file, when it cannot be opened, or when it is not a regular
-///         file
+/// @return false if there is no such file, if it cannot be opened, or if it is not a regular file
 [[nodiscard]] bool openRegularFile(QFile &file, const QString &path, QIODevice::OpenModeFlag mode);
 
 } // namespace halvex

@@ -15,13 +15,13 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-/// Tells whether @p error means that the same call may succeed.
+/// Tells whether a call that failed with @p error should be repeated.
 bool isTransient(int error)
 {
     return error == EINTR || error == EAGAIN || error == ENOMEM || error == ENOBUFS;
 }
 
-/// Waits until @p socket can be read, or @p deadline has passed.
+/// Waits until @p socket can be read; false if @p deadline passes before.
 bool isReadableBefore(const Deadline &deadline, int socket)
 {
     pollfd ready{socket, POLLIN, 0};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Bytes and descriptors over a connected Unix socket. A call that is interrupted is made again.
+// Bytes and descriptors over a connected Unix socket. An interrupted call is repeated.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -12,30 +12,30 @@
 
 namespace halvex {
 
-/// Until when something is waited for; nothing means without a limit.
+/// The end of a wait. No value means no time limit.
 using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
-/// Both ends of a new connection; not open when it cannot be made.
+/// Returns both ends of a new connection; not open on failure.
 [[nodiscard]] std::array<FileDescriptor, 2> makeConnection();
 
-/// Sends @p size @p bytes over @p socket. Waits for room.
+/// Sends @p size @p bytes over @p socket. Blocks while the socket's buffer is full.
 ///
-/// @return false when the other end is closed, or the call fails
+/// @return false if the other end is closed, or the call fails
 [[nodiscard]] bool sendAll(int socket, const void *bytes, std::size_t size);
 
 /// Fills @p size @p bytes from @p socket.
 ///
-/// @return false at the end of the connection, when @p deadline has passed, or when the call fails
+/// @return false at EOF, when @p deadline has passed, or if the call fails
 [[nodiscard]] bool receiveAll(int socket, void *bytes, std::size_t size, const Deadline &deadline);
 
 /// Sends @p descriptor over @p socket, or none if it is not open.
 ///
-/// @return false when that fails
+/// @return false on failure
 [[nodiscard]] bool sendDescriptor(int socket, const FileDescriptor &descriptor);
 
-/// What sendDescriptor() has sent.
+/// Receives what sendDescriptor() has sent.
 ///
-/// @return nothing at the end of the connection, or when the call fails
+/// @return nothing at EOF, or if the call fails
 [[nodiscard]] std::optional<FileDescriptor> receiveDescriptor(int socket);
 
 } // namespace halvex

@@ -14,7 +14,7 @@ void keepOutputFromBlocking() noexcept
     for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
         struct stat status = {};
         if (fstat(stream, &status) == 0 && S_ISSOCK(status.st_mode)) {
-            // Room for what is written before journald gets its turn.
+            // A buffer for output that is written before journald runs.
             constexpr int bufferBytes = 8 << 20;
             setsockopt(stream, SOL_SOCKET, SO_SNDBUFFORCE, &bufferBytes, sizeof bufferBytes);
             const int flags = fcntl(stream, F_GETFL);

@@ -3,9 +3,9 @@
 
 namespace halvex {
 
-/// Makes writes to standard output and standard error fail instead of waiting, where these are
-/// sockets, as under systemd: what journald does not take in time is lost. Streams of any other
-/// kind are left alone, because other processes may share them.
+/// If standard output or standard error is a socket, as under systemd, makes writes to it fail
+/// instead of blocking: output that journald does not read in time is lost. Streams of any other
+/// kind are not changed, because other processes may share them.
 void keepOutputFromBlocking() noexcept;
 
 } // namespace halvex

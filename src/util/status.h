@@ -3,7 +3,7 @@
 
 namespace halvex {
 
-/// What a bus method returns. A method may have further values of its own.
+/// The status that a bus method returns. A method may have further values of its own.
 enum Status : int {
     succeeded = 0,
     failed = -1,

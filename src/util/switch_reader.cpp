@@ -59,12 +59,12 @@ bool readSwitchFromCommand(const char *command, const char *key)
 
 std::optional<bool> querySwitch(const char *command, const char *key)
 {
-    // "e" keeps the pipe out of every other child.
+    // "e" sets close-on-exec, so that no other child inherits the pipe.
     Pipe pipe(popen(command, "re"));
     if (!pipe) {
         return std::nullopt;
     }
-    // A longer line is seen as several pieces, each judged as a line of its own.
+    // A longer line is read in several pieces, and each piece is treated as a line.
     std::array<char, 1024> piece{};
     while (std::fgets(piece.data(), static_cast<int>(piece.size()), pipe.get()) != nullptr) {
         if (const auto isOn = switchInLine(piece.data(), key)) {

@@ -15,7 +15,7 @@ namespace {
 
 using Line = std::array<char, 1024>;
 
-/// The line for @p text as the log takes it.
+/// Formats @p text as a line for /dev/log.
 std::string_view formatLine(Line &line, std::string_view text) noexcept
 {
     const std::time_t now = std::time(nullptr);
@@ -34,7 +34,7 @@ std::string_view formatLine(Line &line, std::string_view text) noexcept
 FileDescriptor openSocket() noexcept
 {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    // Some eighty lines. A queue under systemd holds 512, from all programs.
+    // About eighty lines. A queue under systemd holds 512 lines of all programs together.
     constexpr int bufferBytes = 32 << 10;
     setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &bufferBytes, sizeof bufferBytes);
     return socket;
@@ -54,7 +54,7 @@ void SystemLog::write(std::string_view text) noexcept
     }
     Line buffer{};
     const std::string_view line = formatLine(buffer, text);
-    // Waits are rounded up to the kernel's ticks, so short ones are not worth it.
+    // Waits are rounded up to the kernel's ticks, so do not wait for a shorter time.
     constexpr std::chrono::milliseconds minWait(100);
     const auto waitUs = std::chrono::duration_cast<std::chrono::microseconds>(patience).count();
     const timeval timeout{waitUs / 1000000, waitUs % 1000000};

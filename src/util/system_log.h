@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Lines for the system log that never hold the daemon up for long. syslog(3) waits while the log's
-// reader does not read, and anyone can have lines written.
+// Lines for the system log that never block the daemon for long. syslog(3) blocks while the log
+// daemon does not read, and any user can cause log lines, by calls that are refused.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -11,18 +11,18 @@
 
 namespace halvex {
 
-/// How long the daemon waits for a system log that is not read, in total. A tenth of the time that
-/// passes is added again, up to this limit: two seconds in twenty.
+/// How long the daemon waits in total for a log daemon that does not read. The remaining time grows
+/// by a tenth of the elapsed time, up to this limit: two seconds in twenty.
 constexpr std::chrono::milliseconds systemLogPatience(2000);
 
-/// The system log, at /dev/log. Only a part of the log's queue is filled: other programs, the bus
-/// among them, wait without a limit when it is full.
+/// The system log, at /dev/log. Only a part of the log's queue is filled: if it is full, other
+/// programs, such as the bus daemon, wait for it without a limit.
 class SystemLog
 {
 public:
-    /// Writes @p text as syslog(3) does with LOG_INFO and nothing else: facility user, the time,
-    /// the program's name. The line is lost when the log is missing, or when it takes no line
-    /// before the time to wait is used up.
+    /// Writes @p text like syslog(3) with LOG_INFO and no options: facility LOG_USER, the time, the
+    /// program's name. The line is lost if there is no log, or if the log takes no line before the
+    /// remaining time has passed.
     void write(std::string_view text) noexcept;
 
 private:

@@ -6,15 +6,15 @@
 
 namespace halvex {
 
-/// Decodes all of @p bytes from UTF-8. QString::fromUtf8() drops a byte-order mark at the start
-/// and, of a QByteArray, what follows the first NUL. Null for null bytes.
+/// Decodes all of @p bytes from UTF-8. Unlike QString::fromUtf8(), keeps a byte-order mark at the
+/// start, and the bytes after the first NUL. Returns null for null bytes.
 [[nodiscard]] inline QString utf8Text(const QByteArray &bytes)
 {
     constexpr const char *byteOrderMark = "\xef\xbb\xbf";
     if (bytes.isNull()) {
         return {};
     }
-    // The one in front is dropped instead.
+    // fromUtf8() drops one byte-order mark, so put a second one in front.
     const QByteArray kept = bytes.startsWith(byteOrderMark) ? byteOrderMark + bytes : bytes;
     return QString::fromUtf8(kept.constData(), kept.size());
 }

@@ -28,8 +28,8 @@ QByteArray takeVariable(const char *name)
     return value;
 }
 
-/// Sends @p message to the service manager's socket @p name. One that gets lost is not repeated:
-/// the interval has room for that.
+/// Sends @p message to the service manager's socket @p name. A lost message is not repeated: the
+/// interval is short enough to lose one.
 void notify(QByteArray name, const QByteArray &message)
 {
     sockaddr_un address{};
@@ -37,7 +37,7 @@ void notify(QByteArray name, const QByteArray &message)
     if (static_cast<std::size_t>(name.size()) >= sizeof address.sun_path) {
         return;
     }
-    if (name.startsWith('@')) { // a name that is no path
+    if (name.startsWith('@')) { // an abstract socket
         name[0] = '\0';
     }
     std::copy(name.cbegin(), name.cend(), address.sun_path);
@@ -79,7 +79,8 @@ void Watchdog::sendKeepAlive()
 {
     if (check && !check()) {
         notify(socketName, "WATCHDOG=trigger");
-        // No call may begin now: the end that is under way could cut what it writes.
+        // Begin no further call: the service manager kills the daemon now, which could truncate a
+        // file that the call writes.
         while (true) {
             std::this_thread::sleep_for(std::chrono::hours(1));
         }
@@ -97,7 +98,7 @@ std::unique_ptr<Watchdog> startWatchdog()
     if (socketName.isEmpty() || interval.count() <= 0 || !isForUs) {
         return nullptr;
     }
-    // What the check finds must not wait for minutes.
+    // A failed check must be reported within seconds, not minutes.
     constexpr microseconds maxInterval(10'000'000);
     const auto half = std::chrono::duration_cast<milliseconds>(std::min(interval / 2, maxInterval));
     return std::make_unique<Watchdog>(socketName,

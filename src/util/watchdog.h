@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Lets the service manager find out that the daemon is stuck. One thread does everything here, so a
-// tool that never ends holds up everybody; only from outside can that be ended.
+// Lets the service manager notice that the daemon hangs. One thread serves all calls, so a tool
+// that never exits blocks all callers. Only the service manager can end that.
 #pragma once
 
 #include <QByteArray>
@@ -14,23 +14,23 @@
 
 namespace halvex {
 
-/// Tells the service manager that the event loop turns: at every interval when nothing happens, and
-/// whenever an event is delivered, for queued calls are served one after the other, before any
-/// timer. So the time between two signs of life is that of the longest call, or little more.
+/// Tells the service manager that the event loop runs: at every interval while there is no event,
+/// and before events are delivered, because queued calls are served before any timer. So the time
+/// between two keep-alive messages is little more than that of the longest call.
 ///
-/// Each sign is preceded by the check, if one is set. When the check fails, the watchdog asks the
-/// service manager to end the daemon at once.
+/// If a check is set, it runs before each message. If the check fails, the watchdog asks the
+/// service manager to kill the daemon at once.
 class Watchdog : public QObject
 {
     Q_OBJECT
 
 public:
-    /// @param socketName  where the service manager listens; "@" begins a name that is no path
-    /// @param interval    between two signs of life while nothing else happens; more than 0
+    /// @param socketName  the service manager's socket; a leading "@" means an abstract socket
+    /// @param interval    the time between two messages while there is no event; more than 0
     Watchdog(QByteArray socketName, std::chrono::milliseconds interval);
 
-    /// Makes @p isWell the condition of each sign of life. It is called in the event loop, at most
-    /// once a second while events are delivered.
+    /// Makes @p isWell the check before each message. It is called in the event loop, at most once
+    /// a second while events are delivered.
     void setCheck(std::function<bool()> isWell);
 
     bool eventFilter(QObject *receiver, QEvent *event) override;
@@ -48,13 +48,12 @@ private:
 };
 
 /// Starts the watchdog if the service manager asks for it in the environment (NOTIFY_SOCKET,
-/// WATCHDOG_USEC, WATCHDOG_PID), with half the interval that it gives, and every ten
-/// seconds at least.
+/// WATCHDOG_USEC, WATCHDOG_PID). The interval is half of WATCHDOG_USEC, but at most ten seconds.
 ///
-/// Takes the three variables out of the environment in any case, so that no child speaks in the
-/// daemon's name. Never blocks; logs nothing.
+/// Always removes the three variables from the environment, so that no child can send messages in
+/// the daemon's name. Never blocks; logs nothing.
 ///
-/// @return the watchdog, which works for as long as it lives; null when none is asked for
+/// @return the watchdog, which works until it is destroyed; null if the environment asks for none
 [[nodiscard]] std::unique_ptr<Watchdog> startWatchdog();
 
 } // namespace halvex

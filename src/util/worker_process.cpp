@@ -14,8 +14,8 @@
 namespace halvex {
 namespace {
 
-/// Sends @p word and @p bytes to the daemon, if @p socket leads to it. Exits the process when the
-/// daemon has closed its end.
+/// Sends @p word and @p bytes to the daemon; a no-op if @p socket is negative. Exits the process if
+/// the daemon has closed its end.
 void tell(int socket, const Word &word, const std::string &bytes = {})
 {
     if (socket < 0) {
@@ -39,9 +39,9 @@ void serve(int socket)
     }
 }
 
-/// Makes @p kept the only open file beside the standard streams, of which standard error stays.
+/// Closes all files but @p kept and standard error. Standard input and output become /dev/null.
 ///
-/// @return its new descriptor
+/// @return the new descriptor of @p kept
 int closeAllBut(int kept)
 {
     // The daemon's connections and files must not stay open in a process that may hang.
@@ -55,10 +55,10 @@ int closeAllBut(int kept)
     return ownSocket;
 }
 
-/// Has this process exit with its parent @p parent.
+/// Makes the kernel terminate this process when its parent @p parent exits.
 void exitWith(pid_t parent)
 {
-    // The daemon makes its template while it does not take this signal itself.
+    // SIGTERM is blocked in the daemon when it forks the template, so it is unblocked here.
     sigset_t none{};
     sigemptyset(&none);
     static_cast<void>(pthread_sigmask(SIG_SETMASK, &none, nullptr));
@@ -68,17 +68,17 @@ void exitWith(pid_t parent)
     }
 }
 
-/// The whole life of a worker, the child of @p parent.
+/// The main function of a worker, a child of @p parent.
 [[noreturn]] void live(int socket, pid_t parent, const char *name) noexcept
 {
-    // It tells an administrator what hangs, and a later daemon which processes are left behind.
+    // The name shows an administrator which process hangs. A later daemon finds the process by it.
     prctl(PR_SET_NAME, name);
     exitWith(parent);
     const int ownSocket = closeAllBut(socket);
     try {
         serve(ownSocket);
     } catch (...) {
-        _exit(1); // without a core file, which would hold what callers have sent
+        _exit(1); // not abort(): a core file would hold the callers' data
     }
     _exit(0);
 }
@@ -98,7 +98,7 @@ void JobControl::setInterimResult(const std::string &result) const
 
 FileDescriptor openProcess(pid_t process) noexcept
 {
-    // The C library's pidfd_open() cannot be linked from C++ in its version 2.36.
+    // In glibc 2.36, pidfd_open() cannot be linked from C++.
     return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
 }
 
@@ -107,7 +107,7 @@ void liveAsTemplate(int socket, pid_t daemon, const char *workerName) noexcept
     prctl(PR_SET_NAME, "halvex-template");
     exitWith(daemon);
     const int ownSocket = closeAllBut(socket);
-    // Nobody waits for the workers: they leave no zombies.
+    // No process waits for the workers; ignoring SIGCHLD keeps them from becoming zombies.
     static_cast<void>(std::signal(SIGCHLD, SIG_IGN));
     const pid_t self = getpid();
     while (true) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The child processes behind ExpendableWorker, and what the daemon and they send each other.
+// The child processes behind ExpendableWorker, and the messages between them and the daemon.
 #pragma once
 
 #include "util/expendable_worker.h"
@@ -11,7 +11,7 @@
 
 namespace halvex {
 
-/// Precedes each input. The worker is a copy of the daemon, so a function has the same address in
+/// Precedes each input. A worker is forked from the daemon, so a function has the same address in
 /// both.
 struct Order
 {
@@ -19,20 +19,20 @@ struct Order
     std::uint64_t inputSize;
 };
 
-/// Precedes each result; sets a limit by itself.
+/// The header of each result. Sent alone, it changes the time limit.
 struct Word
 {
     enum class Kind : std::uint64_t { Result, InterimResult, Patience, NoLimit } kind;
     std::uint64_t value; ///< the size of the result in bytes, or the limit in milliseconds
 };
 
-/// The whole life of a template, the child of @p daemon: makes a worker for each socket that comes
-/// over @p socket, and sends back what refers to it, as pidfd_open(2) says.
+/// The main function of a template, a child of @p daemon. For each socket received over @p socket
+/// it forks a worker and sends back the worker's pidfd.
 ///
 /// @param workerName  the process name of the workers
 [[noreturn]] void liveAsTemplate(int socket, pid_t daemon, const char *workerName) noexcept;
 
-/// Refers to @p process, as pidfd_open(2) says; not open when that fails.
+/// Returns a pidfd for @p process, see pidfd_open(2); not open on failure.
 [[nodiscard]] FileDescriptor openProcess(pid_t process) noexcept;
 
 } // namespace halvex
