@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "config/ai_yaml.h"
+
 #include "fuzz/fuzz_target.h"
 
 #include <QString>
