@@ -55,10 +55,11 @@ halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
     if (QDBusConnectionInterface *questions = bus.interface()) {
         questions->setTimeout(startTimeoutMs);
     }
-    isProtected = bus.registerService(halvex::startBusName);
+    isProtected = callerChecker.canAskTheBus() && bus.registerService(halvex::startBusName);
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
-    if (!isServerEdition) {
+    // Without the names this daemon will not serve. The upgrade service would hold its end up.
+    if (!isServerEdition && isProtected) {
         upgradeInterface = halvex::connectUpgradeService(
             this, SLOT(handleInstallProgress(int, QString, QString)),
             SLOT(handleInstallFinished(bool, QStringList, QString, QString)));

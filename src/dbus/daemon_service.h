@@ -43,6 +43,10 @@ public:
     [[nodiscard]] QString alertsExportPath() const;
     [[nodiscard]] QString researchStatePath() const;
 
+    /// Tells whether the daemon's two connections to the system bus owned, at its start, the names
+    /// that protect them. Without those it is not to serve.
+    [[nodiscard]] bool ownsProtectedNames() const { return isProtected; }
+
     /// Tells whether the daemon's two connections to the system bus work, own the names that
     /// protect them, and the calls that come in are served in good time.
     [[nodiscard]] bool hearsTheBus();
@@ -105,7 +109,7 @@ private:
 
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
-    bool isProtected = false;              ///< whether startBusName is owned
+    bool isProtected = false; ///< whether the names that protect it are owned
     /// Writes the alert export; made before any thread.
     halvex::ExpendableWorker exportWorker{"halvex-export"};
     SecureCallerChecker callerChecker;

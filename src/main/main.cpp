@@ -40,7 +40,7 @@ int main(int argc, char **argv)
         // Without an event loop this ends nothing; claiming the name below fails, and that does.
         QCoreApplication::exit(1);
     }
-    if (!bus.registerService(halvex::busName)) {
+    if (!service->ownsProtectedNames() || !bus.registerService(halvex::busName)) {
         const auto fresh =
             QDBusConnection::connectToBus(QDBusConnection::SystemBus, halvex::busName);
         qDebug() << fresh.lastError().message() << Qt::endl;
