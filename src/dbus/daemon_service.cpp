@@ -7,6 +7,7 @@
 #include "dbus/bus_names.h"
 #include "packages/install_error.h"
 #include "packages/upgrade_service.h"
+#include "security/bus_name_claim.h"
 #include "services/ai_engine.h"
 #include "services/service_control.h"
 #include "services/service_status.h"
@@ -51,14 +52,20 @@ bool fitIntoReply(std::initializer_list<QString *> texts)
 halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
     : QObject(parent), busWatch(QDBusConnection::systemBus())
 {
-    QDBusConnection bus = QDBusConnection::systemBus();
-    if (QDBusConnectionInterface *questions = bus.interface()) {
-        questions->setTimeout(startTimeoutMs);
+    QDBusConnectionInterface *bus = QDBusConnection::systemBus().interface();
+    if (bus != nullptr) {
+        bus->setTimeout(startTimeoutMs);
     }
-    isProtected = bus.registerService(halvex::startBusName);
+    auto claim = callerChecker.nameClaim();
+    if (claim != halvex::NameClaim::Unanswered) {
+        claim = halvex::claimBusName(bus, halvex::startBusName);
+    }
+    isAnswered = claim != halvex::NameClaim::Unanswered;
+    isProtected = claim == halvex::NameClaim::Owned;
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
-    if (!isServerEdition) {
+    // A daemon without answers exits soon, and must not wait for the upgrade service before.
+    if (!isServerEdition && isAnswered) {
         upgradeInterface = halvex::connectUpgradeService(
             this, SLOT(handleInstallProgress(int, QString, QString)),
             SLOT(handleInstallFinished(bool, QStringList, QString, QString)));

@@ -40,7 +40,7 @@ int main(int argc, char **argv)
         // exit() has no effect before the event loop runs. Claiming the name below fails and exits.
         QCoreApplication::exit(1);
     }
-    if (!bus.registerService(halvex::busName)) {
+    if (!service->isAnsweredByTheBus() || !bus.registerService(halvex::busName)) {
         const auto fresh =
             QDBusConnection::connectToBus(QDBusConnection::SystemBus, halvex::busName);
         qDebug() << fresh.lastError().message() << Qt::endl;

@@ -58,8 +58,7 @@ SecureCallerChecker::SecureCallerChecker(QObject *parent)
 {
     if (QDBusConnectionInterface *bus = questions.interface()) {
         bus->setTimeout(halvex::busAnswerTimeoutMs);
-        isProtected = bus->registerService(halvex::gateBusName).value() ==
-                      QDBusConnectionInterface::ServiceRegistered;
+        claim = halvex::claimBusName(bus, halvex::gateBusName);
     }
 }
 

@@ -12,6 +12,7 @@
 // the caller is refused. The status tool has no time-out. Never writes to syslog.
 #pragma once
 
+#include "security/bus_name_claim.h"
 #include "util/expendable_worker.h"
 
 #include <QDBusConnection>
@@ -59,7 +60,13 @@ public:
                                    bool requireAdmin);
 
     /// Tells whether the gate's own connection to the bus is open and owns gateBusName.
-    [[nodiscard]] bool canAskTheBus() const { return isProtected && questions.isConnected(); }
+    [[nodiscard]] bool canAskTheBus() const
+    {
+        return claim == halvex::NameClaim::Owned && questions.isConnected();
+    }
+
+    /// Returns what came of the claim of gateBusName.
+    [[nodiscard]] halvex::NameClaim nameClaim() const noexcept { return claim; }
 
 private:
     [[nodiscard]] bool checkCallerEnvironment(qint32 pid);
@@ -69,5 +76,5 @@ private:
     /// Reads /proc; must be created before any thread.
     halvex::ExpendableWorker worker{"halvex-gate"};
     const QDBusConnection questions; ///< the gate's own connection
-    bool isProtected = false;        ///< whether that connection owns gateBusName
+    halvex::NameClaim claim = halvex::NameClaim::Refused;
 };

@@ -39,11 +39,20 @@ bool hasName(const fs::path &process, const std::string &name)
     return textOf(process / "comm") == name + '\n';
 }
 
+/// Tells whether the process with the directory @p process is in the mount namespace of this one.
+/// In another namespace, such as a container's, the path of an executable means nothing.
+bool sharesMounts(const fs::path &process)
+{
+    std::error_code error;
+    const fs::path ours = fs::read_symlink("/proc/self/ns/mnt", error);
+    return !ours.empty() && fs::read_symlink(process / "ns/mnt", error) == ours;
+}
+
 /// Any user may run a program with that process name, and any user may run this program.
 bool isOurs(const fs::path &process)
 {
-    return textOf(process / "status").find("\nUid:\t0\t0\t0\t0\n") != std::string::npos &&
-           executableOf(process) == executableOf("/proc/self");
+    return executableOf(process) == executableOf("/proc/self") && sharesMounts(process) &&
+           textOf(process / "status").find("\nUid:\t0\t0\t0\t0\n") != std::string::npos;
 }
 
 } // namespace

@@ -100,6 +100,7 @@ TEST(Installation, HasAUnitOfWhichEachLineIsMeant)
             "OOMPolicy=continue",
             "WatchdogSec=5min",
             "WatchdogSignal=SIGKILL",
+            "TasksMax=infinity",
             "Environment=PATH=/usr/sbin:/usr/bin:/sbin:/bin",
             "Environment=QT_LOGGING_RULES=default.debug=false",
             "LockPersonality=yes",
