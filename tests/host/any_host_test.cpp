@@ -93,8 +93,9 @@ TEST_P(AnyHost, OneIsMadeMoreDeeplyThanOverlaysNest)
 
 TEST_P(AnyHost, AProjectOnAnotherFileSystemIsThere)
 {
-    ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "other", "/mnt"}).exitCode, 0);
-    const QString project = "/mnt/a project,with:odd \\characters";
+    ASSERT_TRUE(QDir().mkpath("/mnt/other"));
+    ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "other", "/mnt/other"}).exitCode, 0);
+    const QString project = "/mnt/other/a project,with:odd \\characters";
     const auto result = host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});
     EXPECT_EQ(result.output, "project") << result.errors.constData();
 }
