@@ -67,7 +67,8 @@ void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDesc
             continue;
         }
         // Open the pidfd first: what is read then is about the same process, even if it has exited.
-        FileDescriptor opened = openProcess(std::atoi(process.filename().c_str()));
+        const auto pid = std::strtol(process.filename().c_str(), nullptr, 10);
+        FileDescriptor opened = openProcess(static_cast<pid_t>(pid));
         if (opened.isOpen() && hasName(process, name) && isOurs(process)) {
             found.push_back(std::move(opened));
         }
