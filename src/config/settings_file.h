@@ -29,7 +29,8 @@ enum class WriteResult {
 };
 
 /// Replaces the content of the file at @p path. The file keeps its owner and mode and is never
-/// created. Never waits for what readSettingsFile() does not wait for.
+/// created. Like readSettingsFile(), never waits for a FIFO's other end,
+/// a device or a lease.
 ///
 /// @return NotOpened if the file is missing, is not a regular file or cannot be opened
 [[nodiscard]] WriteResult writeSettingsFile(const QString &path, std::string_view content);

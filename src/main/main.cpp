@@ -37,7 +37,8 @@ int main(int argc, char **argv)
 
     if (!bus.isConnected()) {
         qDebug() << "Can not conneced to system bus, exiting ..." << Qt::endl;
-        // exit() has no effect before the event loop runs. Claiming the name below fails and exits.
+        // This exit() does nothing, because the event loop does not run yet. Without a bus,
+        // claiming the name below fails, and the daemon exits there.
         QCoreApplication::exit(1);
     }
     if (!service->isAnsweredByTheBus() || !bus.registerService(halvex::busName)) {
