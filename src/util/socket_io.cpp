@@ -39,6 +39,26 @@ bool isReadableBefore(const Deadline &deadline, int socket)
     }
 }
 
+/// Calls @p transfer for the remaining bytes until all @p size bytes after @p next are transferred.
+///
+/// @param transfer  returns how many bytes it has transferred; 0 to stop; negative on failure, with
+///                  errno set
+/// @return false if the transfer has stopped or failed
+template <typename Byte, typename Transfer>
+bool transferAll(Byte *next, std::size_t size, Transfer transfer)
+{
+    while (size > 0) {
+        const ssize_t count = transfer(next, size);
+        if (count > 0) {
+            next += count;
+            size -= static_cast<std::size_t>(count);
+        } else if (count == 0 || !isTransient(errno)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 std::array<FileDescriptor, 2> makeConnection()
@@ -52,39 +72,20 @@ std::array<FileDescriptor, 2> makeConnection()
 
 bool sendAll(int socket, const void *bytes, std::size_t size)
 {
-    const char *next = static_cast<const char *>(bytes);
-    while (size > 0) {
-        const ssize_t count = ::send(socket, next, size, MSG_NOSIGNAL);
-        if (count < 0 && isTransient(errno)) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        next += count;
-        size -= static_cast<std::size_t>(count);
-    }
-    return true;
+    return transferAll(static_cast<const char *>(bytes), size,
+                       [socket](const char *next, std::size_t remaining) {
+                           return ::send(socket, next, remaining, MSG_NOSIGNAL);
+                       });
 }
 
 bool receiveAll(int socket, void *bytes, std::size_t size, const Deadline &deadline)
 {
-    char *next = static_cast<char *>(bytes);
-    while (size > 0) {
-        if (!isReadableBefore(deadline, socket)) {
-            return false;
-        }
-        const ssize_t count = recv(socket, next, size, MSG_DONTWAIT);
-        if (count < 0 && isTransient(errno)) {
-            continue;
-        }
-        if (count <= 0) {
-            return false;
-        }
-        next += count;
-        size -= static_cast<std::size_t>(count);
-    }
-    return true;
+    return transferAll(static_cast<char *>(bytes), size,
+                       [socket, &deadline](char *next, std::size_t remaining) -> ssize_t {
+                           return isReadableBefore(deadline, socket)
+                                      ? recv(socket, next, remaining, MSG_DONTWAIT)
+                                      : 0;
+                       });
 }
 
 bool sendDescriptor(int socket, const FileDescriptor &descriptor)
