@@ -7,6 +7,8 @@
 //       namespaces of its own. A question by any other process for the file's attributes gets no
 //       answer; "asked" is printed.
 #define FUSE_USE_VERSION 31
+#include "util/socket_io.h"
+
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -21,12 +23,13 @@
 #include <string>
 #include <sys/mount.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
 namespace {
+
+using halvex::FileDescriptor;
 
 constexpr fuse_ino_t programInode = 2;
 constexpr double always = 1e9; // seconds
@@ -125,7 +128,7 @@ void enterNamespaces()
 }
 
 /// Mounts the two file systems, has a thread serve the lower one, and opens the program.
-int openFromOverlay()
+FileDescriptor openFromOverlay()
 {
     check(mount("tmpfs", "/mnt", "tmpfs", 0, nullptr) == 0, "mounting a tmpfs");
     for (const char *directory : {"/mnt/fuse", "/mnt/empty", "/mnt/overlay"}) {
@@ -141,43 +144,9 @@ int openFromOverlay()
     check(mount("overlay", "/mnt/overlay", "overlay", 0,
                 "lowerdir=/mnt/fuse:/mnt/empty,userxattr") == 0,
           "mounting an overlay");
-    const int file = open("/mnt/overlay/program", O_RDONLY | O_CLOEXEC);
-    check(file >= 0, "the program");
+    FileDescriptor file(open("/mnt/overlay/program", O_RDONLY | O_CLOEXEC));
+    check(file.isOpen(), "the program");
     return file;
-}
-
-void sendDescriptor(int socket, int descriptor)
-{
-    char byte = 0;
-    iovec content{&byte, 1};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof descriptor)> space{};
-    msghdr message{};
-    message.msg_iov = &content;
-    message.msg_iovlen = 1;
-    message.msg_control = space.data();
-    message.msg_controllen = space.size();
-    cmsghdr *header = CMSG_FIRSTHDR(&message);
-    *header = {CMSG_LEN(sizeof descriptor), SOL_SOCKET, SCM_RIGHTS};
-    std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-    check(sendmsg(socket, &message, 0) == 1, "sending the program");
-}
-
-int receiveDescriptor(int socket)
-{
-    char byte = 0;
-    iovec content{&byte, 1};
-    int descriptor = -1;
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof descriptor)> space{};
-    msghdr message{};
-    message.msg_iov = &content;
-    message.msg_iovlen = 1;
-    message.msg_control = space.data();
-    message.msg_controllen = space.size();
-    if (recvmsg(socket, &message, MSG_CMSG_CLOEXEC) != 1 || CMSG_FIRSTHDR(&message) == nullptr) {
-        _exit(2); // the child has said why
-    }
-    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof descriptor);
-    return descriptor;
 }
 
 } // namespace
@@ -192,18 +161,22 @@ int main(int argc, char **argv)
     check(file.is_open(), argv[1]);
     program.assign(std::istreambuf_iterator<char>(file), {});
     caller = getpid();
-    std::array<int, 2> sockets{};
-    check(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets.data()) == 0, "socketpair");
+    auto [ours, theirs] = halvex::makeConnection();
+    check(ours.isOpen(), "socketpair");
     if (fork() == 0) {
-        close(sockets[0]);
+        ours = FileDescriptor();
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         enterNamespaces();
-        sendDescriptor(sockets[1], openFromOverlay());
+        check(halvex::sendDescriptor(theirs.get(), openFromOverlay()), "sending the program");
         for (;;) {
             pause();
         }
     }
-    close(sockets[1]);
-    fexecve(receiveDescriptor(sockets[0]), argv + 1, environ);
+    theirs = FileDescriptor();
+    const auto opened = halvex::receiveDescriptor(ours.get());
+    if (!opened) {
+        return 2; // the child has printed the reason
+    }
+    fexecve(opened->get(), argv + 1, environ);
     check(false, "running the program");
 }
