@@ -45,6 +45,14 @@ protected:
     {
         host::writeScript("/usr/bin/qemu-system-x86_64", body);
     }
+
+    void expectFailure(const QStringList &arguments, const char *message) const
+    {
+        const auto result = host::run(QStringList{vm} + arguments);
+        EXPECT_EQ(result.errors, QByteArray(message));
+        EXPECT_EQ(result.exitCode, 125);
+        EXPECT_EQ(imagesLeft(), othersImages);
+    }
 };
 
 TEST_F(VirtualMachine, TheCommandsOutputAndStatusAreTheScripts)
@@ -61,29 +69,20 @@ TEST_F(VirtualMachine, TheCommandsOutputAndStatusAreTheScripts)
 TEST_F(VirtualMachine, WithoutARootItSaysSo)
 {
     host::writeScript(SOURCE "/scripts/fresh", "exit 3");
-    const auto result = host::run({vm, "trixie", "true"});
-    EXPECT_EQ(result.errors, "scripts/vm: the root of trixie could not be prepared\n");
-    EXPECT_EQ(result.exitCode, 125);
-    EXPECT_EQ(imagesLeft(), othersImages);
+    expectFailure({"trixie", "true"}, "scripts/vm: the root of trixie could not be prepared\n");
 }
 
 TEST_F(VirtualMachine, OneThatCannotBeStartedIsSaidToHaveFailed)
 {
     setMachine("exit 1");
-    const auto result = host::run({vm, "trixie", "true"});
-    EXPECT_EQ(result.errors, "scripts/vm: QEMU has failed\n");
-    EXPECT_EQ(result.exitCode, 125);
-    EXPECT_EQ(imagesLeft(), othersImages);
+    expectFailure({"trixie", "true"}, "scripts/vm: QEMU has failed\n");
 }
 
 TEST_F(VirtualMachine, OneThatEndsBeforeTheCommandIsSaidToHaveEnded)
 {
     setMachine(">output");
-    const auto result = host::run({vm, "trixie", "true"});
-    EXPECT_EQ(result.errors,
-              "scripts/vm: the machine ended before the command (see build/vm/trixie.log)\n");
-    EXPECT_EQ(result.exitCode, 125);
-    EXPECT_EQ(imagesLeft(), othersImages);
+    expectFailure({"trixie", "true"},
+                  "scripts/vm: the machine ended before the command (see build/vm/trixie.log)\n");
 }
 
 TEST_F(VirtualMachine, ASignalEndsAllOfIt)
@@ -100,9 +99,7 @@ TEST_F(VirtualMachine, ASignalEndsAllOfIt)
 
 TEST_F(VirtualMachine, WithoutACommandItSaysSo)
 {
-    const auto result = host::run({vm, "trixie"});
-    EXPECT_EQ(result.errors, "scripts/vm: Usage: scripts/vm SUITE COMMAND [ARGUMENT]...\n");
-    EXPECT_EQ(result.exitCode, 125);
+    expectFailure({"trixie"}, "scripts/vm: Usage: scripts/vm SUITE COMMAND [ARGUMENT]...\n");
 }
 
 } // namespace
