@@ -95,7 +95,7 @@ std::string exportJob(const std::string &paths, const JobControl &control)
     const auto spent =
         std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
     control.setInterimResult(prepared + ("the export was given up [" + exportPath.string() + ']'));
-    ExportWriter writer(output, exportPath, control, exportPatience - spent);
+    ExportWriter writer(output, exportPath, control, exportPatienceMs - spent);
     return prepared + appendAlertLogs(paths.substr(0, border), ".log", output, writer);
 }
 
@@ -105,7 +105,7 @@ int generateLogFile(ExpendableWorker &worker, const QString &alertsDirPath,
                     const QString &exportPath)
 {
     const QByteArray paths = alertsDirPath.toUtf8() + '\0' + exportPath.toUtf8();
-    const auto result = worker.run(exportJob, paths.toStdString(), exportPatience);
+    const auto result = worker.run(exportJob, paths.toStdString(), exportPatienceMs);
     if (!result || result->front() != prepared) {
         return failed;
     }

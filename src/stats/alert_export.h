@@ -27,7 +27,7 @@ namespace halvex {
 /// copied data stays.
 ///
 /// @param worker  does the work; given up if its writes to the export file block for more than
-///                exportPatience in total
+///                exportPatienceMs in total
 /// @return 0 if exported; -1, without a message, if the export file cannot be prepared
 [[nodiscard]] int generateLogFile(ExpendableWorker &worker, const QString &alertsDirPath,
                                   const QString &exportPath);

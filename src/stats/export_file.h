@@ -23,7 +23,7 @@ namespace halvex {
 
 /// The time limit of all changes of the export file in total. The time that a disk with the speed
 /// minExportBytesPerMs needs is added.
-constexpr std::chrono::milliseconds exportPatience(2000);
+constexpr std::chrono::milliseconds exportPatienceMs(2000);
 constexpr std::size_t minExportBytesPerMs = 4UL << 10;
 
 /// Creates the export file, or truncates the existing one, which may belong to any user. Gives it

@@ -47,7 +47,7 @@ void SystemLog::write(std::string_view text) noexcept
     constexpr int refillRatio = 10;
     const Clock::time_point start = Clock::now();
     patience =
-        std::min<Clock::duration>(patience + (start - lastLine) / refillRatio, systemLogPatience);
+        std::min<Clock::duration>(patience + (start - lastLine) / refillRatio, systemLogPatienceMs);
 
     if (!socket.isOpen()) {
         socket = openSocket();

@@ -13,7 +13,7 @@ namespace halvex {
 
 /// How long the daemon waits in total for a log daemon that does not read. The remaining time grows
 /// by a tenth of the elapsed time, up to this limit: two seconds in twenty.
-constexpr std::chrono::milliseconds systemLogPatience(2000);
+constexpr std::chrono::milliseconds systemLogPatienceMs(2000);
 
 /// The system log, at /dev/log. Only a part of the log's queue is filled: if it is full, other
 /// programs, such as the bus daemon, wait for it without a limit.
@@ -29,7 +29,7 @@ private:
     using Clock = std::chrono::steady_clock;
 
     FileDescriptor socket;
-    Clock::duration patience = systemLogPatience;
+    Clock::duration patience = systemLogPatienceMs;
     Clock::time_point lastLine = Clock::now();
 };
 

@@ -99,8 +99,9 @@ std::unique_ptr<Watchdog> startWatchdog()
         return nullptr;
     }
     // A failed check must be reported within seconds, not minutes.
-    constexpr microseconds maxInterval(10'000'000);
-    const auto half = std::chrono::duration_cast<milliseconds>(std::min(interval / 2, maxInterval));
+    constexpr microseconds maxIntervalUs(10'000'000);
+    const auto half =
+        std::chrono::duration_cast<milliseconds>(std::min(interval / 2, maxIntervalUs));
     return std::make_unique<Watchdog>(socketName,
                                       std::clamp(half, milliseconds(1), milliseconds(INT_MAX)));
 }

@@ -149,7 +149,7 @@ TEST_F(SlowExport, WhoseFileIsTakenMeanwhileIsGivenUpWithinSecondsAndKeepsWhatIt
 TEST_F(SlowExport, OfALogThatTakesItsTimeIsComplete)
 {
     // For longer than others may keep the export from being written.
-    QThread::msleep(2 * std::chrono::milliseconds(halvex::exportPatience).count());
+    QThread::msleep(2 * std::chrono::milliseconds(halvex::exportPatienceMs).count());
     finishLog();
     EXPECT_EQ(statusOf(exporter), 0);
     EXPECT_TRUE(host::readFile(exportPath) == lines(bytes));

@@ -28,9 +28,9 @@ protected:
 
     QByteArray messageBesidesSignsOfLife()
     {
-        constexpr int mostSigns = 60; // a minute
+        constexpr int maxSigns = 60; // a minute
         QByteArray message = nextMessage();
-        for (int i = 0; i < mostSigns && message == "WATCHDOG=1"; ++i) {
+        for (int i = 0; i < maxSigns && message == "WATCHDOG=1"; ++i) {
             message = nextMessage();
         }
         return message;

@@ -55,7 +55,7 @@ protected:
     static QString append(const halvex::FileDescriptor &output)
     {
         const halvex::JobControl nobody;
-        halvex::ExportWriter writer(output, exportPath, nobody, halvex::exportPatience);
+        halvex::ExportWriter writer(output, exportPath, nobody, halvex::exportPatienceMs);
         return QString::fromStdString(halvex::appendAlertLogs(alerts, ".log", output, writer));
     }
 
