@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Stands in for the suite's graphical front end: calls any method of the daemon and shows what
-// comes back, or listens to its signals. The daemon answers it only from one of the front end's own
-// paths.
+// Stands in for the suite's graphical front end: calls any method of the daemon and shows the
+// reply, or shows the daemon's signals. The daemon serves it only if it is installed at one of the
+// front end's paths.
 #include "dbus/bus_names.h"
 #include "dbus/detect_type.h"
 #include "frontend/interface_description.h"
@@ -65,8 +65,8 @@ int showUsage(const InterfaceDescription &description)
     return misused;
 }
 
-/// The bus value of @p texts for an argument of the signature @p type; an invalid one if there is
-/// no such value. Only a list takes more than one text.
+/// Converts @p texts to the bus value of an argument with the signature @p type. Returns an invalid
+/// value if that fails. Only a list takes more than one text.
 QVariant busValue(const QString &type, const QStringList &texts)
 {
     if (type == "as") {
@@ -163,7 +163,7 @@ int call(const InterfaceDescription &description, const QStringList &arguments, 
     return failed;
 }
 
-/// Makes the call that each line of the input names: a method and its arguments, between tabs.
+/// Makes one call for each line of the input: a method and its arguments, separated by tabs.
 int callEachLine(const InterfaceDescription &description, bool asJson)
 {
     QTextStream input(stdin);
@@ -173,7 +173,7 @@ int callEachLine(const InterfaceDescription &description, bool asJson)
     return answered;
 }
 
-/// Shows each signal of the daemon's interface as it comes.
+/// Shows each signal of the daemon's interface when it arrives.
 class SignalViewer : public QObject
 {
     Q_OBJECT
@@ -186,7 +186,7 @@ public:
             QDBusConnection::systemBus().connect(QString(), halvex::objectPath, description.name,
                                                  member.name, this, SLOT(show(QDBusMessage)));
         }
-        // The bus knows of the match rules once it has answered anything sent after them.
+        // The bus handles messages in order: when it answers this call, it has the match rules.
         static_cast<void>(
             QDBusConnection::systemBus().interface()->isServiceRegistered(halvex::busName).value());
         showMember("listening", {}, {}, asJson);

@@ -17,17 +17,17 @@ struct Member
 {
     QString name;
     QVector<Argument> in;
-    QVector<Argument> out; ///< of a method: the status first; of a signal: its arguments
+    QVector<Argument> out; ///< a method's status and out-values, or a signal's arguments
 };
 
-/// The daemon's interface as its description file gives it, which is built in.
+/// The daemon's interface, as described by the XML file that is built into the program.
 struct InterfaceDescription
 {
     QString name;
     QVector<Member> methods;
     QVector<Member> signalMembers;
 
-    /// The method @p wanted, or null.
+    /// The method named @p wanted, or null.
     [[nodiscard]] const Member *method(const QString &wanted) const;
 };
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// A front end that does not wait for its answers, to try what the daemon makes of callers that are
-// gone when it asks about them.
+// A front end that does not wait for its answers. It tests how the daemon treats callers that have
+// left when it asks the bus about them.
 //
 //   leaving-front-end disconnect COUNT MICROSECONDS METHOD [TEXT|NUMBER|LIST]...
-//       COUNT times: connect, call, and leave the bus after a moment that grows from nothing to
-//       MICROSECONDS; the process itself goes on.
+//       COUNT times: connect, call, and leave the bus after a delay that grows from zero to
+//       MICROSECONDS. The process itself continues.
 //   leaving-front-end flood COUNT METHOD [...]
 //       call COUNT times without waiting for an answer, and then leave the bus.
 //   leaving-front-end leave METHOD [...]
-//       call, and leave the bus as soon as it has the call.
+//       call, and leave the bus as soon as the bus has received the call.
 //   leaving-front-end die METHOD [...]
 //       call, print the connection's name, and end at once; a child keeps the connection open
 //       until it is killed.
@@ -29,7 +29,7 @@
 
 namespace {
 
-/// The call of @p words: the method's name and one word for each of its arguments.
+/// The call that @p words describe: the method's name and one word for each of its arguments.
 QDBusMessage request(const QStringList &words)
 {
     const InterfaceDescription description = readInterfaceDescription();
@@ -58,7 +58,7 @@ void callAndDisconnect(const QDBusMessage &message, unsigned microseconds)
     QDBusConnection::disconnectFromBus(name);
 }
 
-/// Returns once the bus has all that was sent: it answers in order.
+/// Returns once the bus has received everything sent before: it answers in order.
 void awaitBus(const QDBusConnection &connection)
 {
     connection.interface()->setTimeout(INT_MAX);
@@ -93,7 +93,7 @@ void callAndDie(const QDBusMessage &message)
     std::puts(qPrintable(connection.baseService()));
     std::fflush(stdout);
     if (fork() == 0) {
-        // Who reads what this program prints need not wait for the child.
+        // Close both, so that a reader of this program's output does not wait for the child.
         close(STDOUT_FILENO);
         close(STDERR_FILENO);
         for (;;) {

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// A front end that calls whatever the daemon offers with whatever comes to its mind: every method
-// that introspection shows, with random and boundary values, at times with values of other types
-// or with a file attached. It begins with a text of 16 MiB for each method that takes text. Each
-// call must be answered, be it with an error that such a call deserves.
+// A front end that makes random calls of every method that introspection shows. The arguments are
+// random and boundary values, sometimes values of other types or a file descriptor. It first calls
+// each method that takes text with a text of 16 MiB. Each call must be answered with a status or
+// with an error that is allowed for such a call.
 //
 //   random-front-end SEED COUNT
 //
-// Prints how many calls got which kind of answer ("12 x status 0"). Setting a field of an
-// intervention that is in the file but lacks the field never returns, as promised; so of "block" it
-// sets only "timeout".
+// Prints how many calls got each kind of answer ("12 x status 0"). By contract, setting a field
+// never returns if the file has the action but the action lacks the field. So for the action
+// "block" it sets only the field "timeout".
 #include "dbus/bus_names.h"
 #include "dbus/detect_type.h"
 #include "model/random.h"
@@ -32,10 +32,10 @@ struct Method
 {
     QString interface;
     QString name;
-    QStringList types; ///< of its arguments
+    QStringList types; ///< the signatures of its arguments
 };
 
-/// The errors of a call that the daemon does not understand, or that the bus does not let through.
+/// The allowed errors: for a call that the daemon does not understand, or that the bus refuses.
 const QSet<QString> deservedErrors{
     "org.freedesktop.DBus.Error.AccessDenied",
     "org.freedesktop.DBus.Error.InvalidArgs",
@@ -65,8 +65,8 @@ public:
         return callOf(method, values);
     }
 
-    /// For each method that takes text, a call whose last text has 16 MiB, and one whose last text
-    /// is short: what the first has made of a settings file would slow down all calls that follow.
+    /// Two calls for each method that takes text. The last text of the first has 16 MiB. The last
+    /// text of the second is short, because a large settings file would slow down all later calls.
     QVector<QDBusMessage> callsWithLongTexts(const QVector<Method> &methods)
     {
         QVector<QDBusMessage> calls;
@@ -92,7 +92,7 @@ private:
         return call;
     }
 
-    /// Arguments with which @p method has work to do, the one at @p position holding @p text.
+    /// Valid arguments for @p method, with @p text in the one at @p position.
     static QVariantList sensibleValues(const Method &method, int position, const QString &text)
     {
         QVariantList values;
@@ -179,7 +179,7 @@ private:
         if (oneIn(2)) {
             return random.oneOf(boundaries);
         }
-        // One in a call: the bus disconnects the sender of a message of more than 32 MiB.
+        // Only one in each call: the bus disconnects the sender of a message larger than 32 MiB.
         if (!hasLongText && oneIn(1000)) {
             hasLongText = true;
             return longText();
@@ -231,7 +231,7 @@ private:
     }
 
     Random random;
-    bool hasLongText = false; ///< in this call
+    bool hasLongText = false; ///< whether this call has one already
 };
 
 QVector<Method> offeredMethods(const QDBusConnection &bus)
@@ -259,11 +259,11 @@ QVector<Method> offeredMethods(const QDBusConnection &bus)
     return methods;
 }
 
-/// How often which kind of answer came.
+/// How often each kind of answer was received.
 using Answers = QMap<QString, int>;
 
-/// Makes @p call and counts the answer's kind. False, and a line about it, when it is none that
-/// such a call deserves.
+/// Makes @p call and counts the kind of its answer. If the answer is an error that is not allowed,
+/// prints the error and returns false.
 bool isAnswered(const QDBusConnection &bus, const QDBusMessage &call, Answers &answers)
 {
     const QDBusMessage reply = bus.call(call, QDBus::Block, INT_MAX);

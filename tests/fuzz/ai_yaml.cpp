@@ -9,7 +9,8 @@
 
 namespace {
 
-/// Non-characters are written as another character, so that they are not found again.
+/// Whether @p text contains a Unicode non-character. Each one is written as another character, so
+/// the written key differs from the requested one.
 bool holdsNonCharacters(const QString &text)
 {
     const auto characters = text.toUcs4();
@@ -31,7 +32,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     if (const auto changed = halvex::withAiSetting(parts[2], key, value)) {
         fuzz::requireThat(halvex::aiSettingIn(QByteArray::fromStdString(*changed), key) ||
                               holdsNonCharacters(key),
-                          "what was written can be read");
+                          "a written value can be read");
     }
     return 0;
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // What every fuzz target shares. A target is one function that libFuzzer calls with input after
-// input, and that also runs over the seeds in seeds/TARGET in every test run. What must hold is
-// checked with requireThat(); all else is left to the sanitizers.
+// input, and that also runs over the seeds in seeds/TARGET in every test run. requireThat() checks
+// what must hold; the sanitizers check everything else.
 #pragma once
 
 #include <QByteArray>
@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 
 namespace fuzz {
 
-/// The @p count parts of an input: each but the last ends before a NUL, and may be missing.
+/// Splits an input into @p count parts at its first NUL bytes; a part that is missing is empty.
 inline QByteArrayList partsOf(const std::uint8_t *data, std::size_t size, int count)
 {
     QByteArray rest(reinterpret_cast<const char *>(data), static_cast<int>(size));
@@ -30,7 +30,7 @@ inline QByteArrayList partsOf(const std::uint8_t *data, std::size_t size, int co
     return parts << rest;
 }
 
-/// Ends the run when what must hold does not.
+/// Aborts the run, with the message @p what, if @p holds is false.
 inline void requireThat(bool holds, const char *what)
 {
     if (!holds) {

@@ -10,7 +10,7 @@ void write(const char *path, const QByteArray &content)
 {
     QFile file(path);
     fuzz::requireThat(file.open(QIODevice::WriteOnly) && file.write(content) == content.size(),
-                      "the host's files can be written");
+                      "a file of the host can be written");
 }
 
 } // namespace
@@ -21,12 +21,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     write("/etc/os-release", parts[0]);
     write("/etc/norva-build", parts[1]);
     fuzz::requireThat(halvex::detectServerEdition() == parts[0].toLower().contains("server"),
-                      "the word is found");
+                      "a server edition contains \"server\"");
     int id = -1;
-    fuzz::requireThat(halvex::readReleaseId(id) || id == 0, "no id is 0");
-    fuzz::requireThat(id >= 0, "an id has no sign");
+    fuzz::requireThat(halvex::readReleaseId(id) || id == 0, "an unreadable release id is 0");
+    fuzz::requireThat(id >= 0, "a release id is not negative");
     halvex::classifyHostGeneration();
     fuzz::requireThat(halvex::hostGeneration >= 0 && halvex::hostGeneration <= 6,
-                      "a generation is one of seven");
+                      "the generation is between 0 and 6");
     return 0;
 }

@@ -18,17 +18,18 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     if (!start) {
         return 0;
     }
-    fuzz::requireThat(*start >= 0 && *start <= content.size(), "the search starts in the file");
+    fuzz::requireThat(*start >= 0 && *start <= content.size(), "the search starts inside the file");
     const auto span = halvex::findFieldValue(content, field, *start);
     if (!span) {
         return 0;
     }
     fuzz::requireThat(span->start >= *start && span->start <= span->end &&
                           span->end < content.size() && content[span->end] == '\n',
-                      "the value lies in one line behind the header");
+                      "the value ends with its line, after the header");
     fuzz::requireThat(!content.mid(span->start, span->end - span->start).contains('\n'),
-                      "the value is no longer than its line");
+                      "the value contains no line feed");
     content.replace(span->start, span->end - span->start, value);
-    fuzz::requireThat(content.mid(span->start, value.size()) == value, "the value is in its place");
+    fuzz::requireThat(content.mid(span->start, value.size()) == value,
+                      "the new value replaces the old");
     return 0;
 }

@@ -10,6 +10,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     qputenv("PATH", path);
     const bool mustBeReplaced = halvex::checkPathEnvironment();
     const bool hasDot = path.split(':').contains(".");
-    fuzz::requireThat(mustBeReplaced || !(path.isEmpty() || hasDot), "no dot is accepted");
+    fuzz::requireThat(mustBeReplaced || !(path.isEmpty() || hasDot),
+                      "an empty path or a dot is refused");
     return 0;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Lets the fuzzed code say nothing: its messages would take longer than its work.
+// Suppresses the log messages of the fuzzed code: writing them would take longer than running it.
 #include <QLoggingCategory>
 
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv);

@@ -14,7 +14,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     for (const QByteArray &line : content.split('\n')) {
         const auto total = halvex::eventTotalInLine(line);
         fuzz::requireThat(!total || (line.contains("='" + *total + "'") && !total->contains('\'')),
-                          "a total stands in its quotes");
+                          "a total is what the quotes enclose");
         first = first ? first : total;
     }
     static const QTemporaryDir directory;
@@ -27,6 +27,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     QString count = "untouched";
     fuzz::requireThat(halvex::getEventTotalCount(path, count) == 0 &&
                           count == halvex::utf8Text(expected),
-                      "the first line with a total counts");
+                      "the first line with a total is read");
     return 0;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs a fuzz target over the inputs in a directory, once each: the seeds, and whatever was found.
+// Runs a fuzz target once over each input in the given directories: the seeds, and the inputs that
+// fuzzing has found.
 #include "fuzz/fuzz_target.h"
 
 #include <QDir>

@@ -9,6 +9,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArray line(reinterpret_cast<const char *>(data), static_cast<int>(size));
     const auto answer = halvex::switchInLine(line.toStdString(), "three admin");
     fuzz::requireThat(!answer || (line.toLower().contains("three admin") && line.contains(':')),
-                      "an answer has its key and its colon");
+                      "the line of an answer has key and colon");
     return 0;
 }

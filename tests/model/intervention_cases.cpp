@@ -9,14 +9,15 @@ namespace {
 
 using Texts = QVector<QByteArray>;
 
-/// A literal with all its bytes, NUL included.
+/// A literal with all its bytes, including NUL bytes.
 template <std::size_t size>
 QByteArray bytes(const char (&literal)[size])
 {
     return {literal, static_cast<int>(size) - 1};
 }
 
-/// All of @p parts. Braces, unlike a sum, have their draws made from left to right by any compiler.
+/// Joins @p parts. Every compiler evaluates random draws in braces from left to right, but not
+/// those in a sum.
 QByteArray inOrder(std::initializer_list<QByteArray> parts)
 {
     QByteArray result;
@@ -26,7 +27,7 @@ QByteArray inOrder(std::initializer_list<QByteArray> parts)
     return result;
 }
 
-/// From @p least to @p most of @p texts, one behind the other.
+/// Joins @p least to @p most random elements of @p texts.
 QByteArray chain(Random &random, int least, int most, const Texts &texts)
 {
     QByteArray result;
@@ -40,7 +41,7 @@ QByteArray chain(Random &random, int least, int most, const Texts &texts)
 
 const Texts wideCharacters{"\u00e9", "\u5757", "\U0001f600", "\U00010348"};
 
-/// What a call names, and what its files shall hold to confuse it. All in UTF-8.
+/// The names in a call, and other names that its files hold to confuse it. All are UTF-8.
 struct Names
 {
     QByteArray action;
@@ -78,7 +79,7 @@ QByteArray randomFieldName(Random &random)
     }
 }
 
-/// A name that is much like @p name: longer, shorter, in other letters, or not at all like it.
+/// A name that is longer or shorter than @p name, or in upper case, or the unrelated @p stranger.
 QByteArray relative(Random &random, const QByteArray &name, const QByteArray &stranger)
 {
     switch (random.below(6)) {
@@ -97,8 +98,8 @@ QByteArray relative(Random &random, const QByteArray &name, const QByteArray &st
     }
 }
 
-/// An action whose name ends in text that looks like the field. Since the search for the field
-/// begins before the end of a header with wide characters in it, this text can be found.
+/// An action whose name ends in text that looks like the field. If a header contains wide
+/// characters, the search for the field begins before the header's end, so it can find this text.
 QByteArray actionNameAround(Random &random, const QByteArray &field)
 {
     return inOrder({chain(random, 2, 5, wideCharacters),
@@ -220,7 +221,7 @@ QByteArray interventionLine(Random &random, const Names &names)
     }
 }
 
-/// Joins lines as a file does that may come from another system or have lost its last line feed.
+/// Joins lines to a file that may have line ends of another system or lack the last line feed.
 QByteArray joined(Random &random, const Texts &lines)
 {
     static const Texts mixedEnds{"\n", "\n", "\r\n", "\r\n", "\r", "\n\n", " \n", "\r\r\n"};
@@ -236,7 +237,7 @@ QByteArray joined(Random &random, const Texts &lines)
     return content;
 }
 
-/// A comment about as long as what Qt reads of a file at once.
+/// A comment about as long as the block that Qt reads from a file at a time.
 QByteArray longLine(Random &random)
 {
     return "# " + QByteArray(16350 + random.below(40), 'x') + "\u5757\n";
@@ -360,8 +361,8 @@ QByteArray blockTimeFile(Random &random)
     if (random.inPercent(3)) {
         content.prepend("\xef\xbb\xbf");
     }
-    // Whether carriage returns alone, in a whole file or in the last piece that Qt reads of one,
-    // are a line or nothing is for Qt to say: neither is drawn.
+    // Qt decides whether carriage returns alone are a line, if they are the whole file or the last
+    // block that Qt reads from it. The model does not cover this, so no case has it.
     return QByteArray(content).replace('\r', "").isEmpty() ? QByteArray() : content;
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Random calls about intervention settings, with random files, that look for trouble: names that
-// contain each other, headers in comments, odd line ends, characters of several bytes, and settings
-// that are almost, but not quite, what is looked for.
+// Random calls that get or set intervention settings, with random files. They aim at difficult
+// input: names that contain each other, headers in comments, odd line ends, characters of several
+// bytes, and names that differ only slightly from the requested ones.
 #pragma once
 
 #include "model/intervention_model.h"
@@ -15,20 +15,20 @@
 struct InterventionCase
 {
     model::SettingsFiles files;
-    bool sets = false; ///< setInterventionConfig, otherwise getInterventionConfig
+    bool sets = false; ///< true: setInterventionConfig; false: getInterventionConfig
     QString actionName;
     QString fieldName;
-    QString fieldValue; ///< to be set; or what the out-value holds before the call
+    QString fieldValue; ///< the value to set, or the out-value before the call
 };
 
-/// Draws a case; the values that it draws from @p random depend on nothing else.
+/// Draws a case, which depends only on the state of @p random.
 [[nodiscard]] InterventionCase randomInterventionCase(Random &random);
 
-/// The whole case as text, every unusual byte escaped.
+/// The whole case as text, with every unusual byte escaped.
 [[nodiscard]] std::string described(const InterventionCase &drawn);
 
-/// @p bytes in double quotes, every unusual one escaped.
+/// @p bytes in double quotes, with every unusual byte escaped.
 [[nodiscard]] std::string escaped(const QByteArray &bytes);
 
-/// A file's content, escaped, or that there is none.
+/// A file's escaped content, or "missing" if there is no file.
 [[nodiscard]] std::string escaped(const std::optional<QByteArray> &content);

@@ -14,7 +14,7 @@ const QByteArray headerPrefix = "action \"";
 const QString timeoutField = "blockip_timeout";
 const QString timeoutKey = "TIMEOUT=";
 
-// --- searching, one place after the other ---
+// --- searching, byte by byte ---
 
 bool standsAt(const QByteArray &text, int place, const QByteArray &wanted)
 {
@@ -49,34 +49,34 @@ QByteArray from(const QByteArray &text, int start)
     return text.right(text.size() - start);
 }
 
-/// All of the bytes: given a QByteArray, fromUtf8() would stop at the first NUL.
+/// Decodes all of the bytes: with a QByteArray, fromUtf8() would stop at the first NUL.
 QString decoded(const QByteArray &bytes)
 {
     return QString::fromUtf8(bytes.constData(), bytes.size());
 }
 
-/// A value, of which a byte-order mark is a part.
+/// Decodes a value and keeps a byte-order mark at its beginning.
 QString decodedValue(const QByteArray &bytes)
 {
     const bool hasMark = bytes.startsWith("\xef\xbb\xbf");
     return QString(hasMark ? 1 : 0, QChar::ByteOrderMark) + decoded(bytes);
 }
 
-// --- the intervention file, read ---
+// --- reading the intervention file ---
 
 bool isWhiteSpace(char character)
 {
     return character == ' ' || (character >= '\t' && character <= '\r');
 }
 
-/// One line, looked at by itself: only the lines before it tell whether it is in the section.
+/// What one line says by itself. Whether it is in the section depends on the lines before it.
 struct Line
 {
     QByteArray text;
-    bool opens = false;      ///< it holds the wanted action's header
-    bool ignored = false;    ///< blank or a comment, and opens nothing
-    bool holdsField = false; ///< in whatever section
-    bool closes = false;     ///< it holds some other header
+    bool opens = false;      ///< contains the wanted action's header
+    bool ignored = false;    ///< blank or a comment, and does not open
+    bool holdsField = false; ///< contains the field, in any section
+    bool closes = false;     ///< contains another action's header
 };
 
 std::vector<Line> lines(const QByteArray &content, const QByteArray &action,
@@ -96,7 +96,7 @@ std::vector<Line> lines(const QByteArray &content, const QByteArray &action,
     return result;
 }
 
-/// Whether a header of the action stands before the line and no other header stands between.
+/// Whether a header of the action precedes the line, with no other header between them.
 bool inSection(const std::vector<Line> &lines, std::size_t number)
 {
     while (number > 0) {
@@ -177,9 +177,9 @@ QString readField(const QByteArray &content, const QByteArray &action, const QBy
     return "";
 }
 
-// --- the intervention file, changed ---
+// --- changing the intervention file ---
 
-/// Where the old value stands: from `begin` up to, not including, `end`.
+/// The place of the old value: from `begin` up to, but not including, `end`.
 struct Place
 {
     int fieldEnd;
@@ -188,7 +188,7 @@ struct Place
     bool afterComment;
 };
 
-/// @param turn  why there is none
+/// @param turn  set to the reason if no value is found
 std::optional<Place> findValue(const QByteArray &content, const QByteArray &field, int start,
                                std::string &turn)
 {
@@ -275,7 +275,7 @@ QString digitsOf(const QString &text)
     return digits;
 }
 
-/// @p digits without the zeros in front; nothing when that exceeds a signed 32-bit integer.
+/// @p digits without leading zeros; nothing if the number exceeds a signed 32-bit integer.
 std::optional<QString> asCount(QString digits)
 {
     while (digits.size() > 1 && digits.startsWith('0')) {
@@ -288,7 +288,7 @@ std::optional<QString> asCount(QString digits)
     return digits;
 }
 
-/// Where the count in `TIMEOUT="timeout <count>s"` stands in a text.
+/// The place of `TIMEOUT="timeout <count>s"` and of its count in a text.
 struct CountPlace
 {
     int matchBegin;
@@ -408,7 +408,7 @@ bool operator==(const SettingsFiles &left, const SettingsFiles &right)
 QByteArray quoted(const QByteArray &value)
 {
     QList<QByteArray> words = value.split(' ');
-    // What follows the last blank is a word only if it is something.
+    // The text after the last blank is a word only if it is not empty.
     if (words.back().isEmpty()) {
         words.removeLast();
     }
@@ -420,13 +420,13 @@ QByteArray quoted(const QByteArray &value)
 
 std::vector<QString> textLines(const QByteArray &content)
 {
-    // A Qt text stream over a file opened as text drops a byte order mark and every "\r".
+    // If a file is opened as text, a Qt text stream drops the byte-order mark and every "\r".
     const QString text = decoded(content).remove('\r');
     std::vector<QString> result;
     for (const QString &line : text.split('\n')) {
         result.push_back(line);
     }
-    // Behind the last line feed there is no further line.
+    // There is no line after the last line feed.
     if (result.back().isEmpty()) {
         result.pop_back();
     }
@@ -482,7 +482,8 @@ Prediction setInterventionConfig(const SettingsFiles &files, const QString &acti
         call.turns.insert("set: no header");
         return call;
     }
-    // Counted in UTF-16 units, so it may lie before the header's closing quote.
+    // The name is counted in UTF-16 units but its place in bytes, so the search may start before
+    // the header's closing quote.
     const int start = *header + actionName.size() + 9;
     std::string why;
     const auto place = findValue(content, field, start, why);

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What reading and changing one intervention setting does, worked out in memory the slow and plain
-// way. It shares nothing with the daemon's code, not even the order in which it looks at things,
-// and knows beforehand which calls would never return.
+// A model of reading and changing one intervention setting: simple and slow, and in memory only. It
+// shares no code or algorithm with the daemon, and predicts which calls never return.
 #pragma once
 
 #include <QByteArray>
@@ -15,24 +14,25 @@
 
 namespace model {
 
-/// The two files as a call finds them or leaves them. One that is not there cannot be opened.
+/// The two files before or after a call. A missing file cannot be opened.
 struct SettingsFiles
 {
     std::optional<QByteArray> intervention; ///< any bytes
-    std::optional<QByteArray> blockTime;    ///< UTF-8, its last 16 KiB not all "\r"
-    bool writable = true;                   ///< false: both can be opened for reading only
+    std::optional<QByteArray> blockTime; ///< UTF-8; its last 16 KiB must not consist of "\r" only
+    bool writable = true;                ///< false: both files can be opened only for reading
 };
 
 bool operator==(const SettingsFiles &left, const SettingsFiles &right);
 
-/// What a call does.
+/// The effect of a call.
 struct Prediction
 {
-    bool returns = true; ///< false: never, and nothing else here means anything
+    bool returns = true; ///< false: the other members have no meaning
     int status = 0;
-    std::optional<QString> fieldValue; ///< the out-value; without one the caller's stays as it was
-    SettingsFiles files;               ///< as the call leaves them
-    /// What happened on the way, such as "set: no header", for a test to tell which ways it tried.
+    std::optional<QString> fieldValue; ///< the new out-value; if there is none, it stays untouched
+    SettingsFiles files;               ///< the files after the call
+    /// The branches that the call took, such as "set: no header": a test counts which ones it has
+    /// covered.
     std::set<std::string> turns{};
 };
 
@@ -43,7 +43,7 @@ struct Prediction
                                                const QString &actionName, const QString &fieldName,
                                                const QString &fieldValue);
 
-/// The value as it stands in the intervention file.
+/// The value as it is written to the intervention file.
 [[nodiscard]] QByteArray quoted(const QByteArray &value);
 
 /// The lines of the block-time file.

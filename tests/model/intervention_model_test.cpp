@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Whether the model itself is right, by cases worked out by hand.
+// Tests the model itself with cases worked out by hand.
 #include "model/intervention_model.h"
 #include "support/printing.h"
 
@@ -43,7 +43,7 @@ bool returns(const QByteArray &content, const QString &action, const QString &fi
     return model::setInterventionConfig({content, {}}, action, field, "x").returns;
 }
 
-/// What reading the block time gives: the status and the out-value.
+/// The status and the out-value of reading the block time.
 std::pair<int, QString> timeIn(const QByteArray &content)
 {
     const auto call = model::getInterventionConfig({{}, content}, "any", "blockip_timeout");
@@ -63,7 +63,7 @@ TEST(InterventionModel, AValueIsReadWithoutItsQuotes)
     EXPECT_EQ(valueIn(twoActions, "warn", "mail"), "root anna");
 }
 
-TEST(InterventionModel, ANameInsideALongerOneIsFound)
+TEST(InterventionModel, AFieldNameInsideALongerNameIsFound)
 {
     EXPECT_EQ(valueIn(twoActions, "block", "out"), "30");
 }
@@ -73,37 +73,37 @@ TEST(InterventionModel, ASectionEndsAtTheNextHeader)
     EXPECT_EQ(valueIn(twoActions, "block", "level"), "");
 }
 
-TEST(InterventionModel, ACommentIsNoFieldAndNoEndOfASectionButCanBeginOne)
+TEST(InterventionModel, ACommentCanBeginASectionButCannotEndOneOrHoldAField)
 {
     EXPECT_EQ(valueIn(twoActions, "block", "mail"), "");
     EXPECT_EQ(valueIn("# action \"a\"\n#action \"b\"\nx = 1\n", "a", "x"), "1");
 }
 
-TEST(InterventionModel, AFieldInTheHeaderLineOfAnotherActionStillCounts)
+TEST(InterventionModel, AFieldInTheNextHeaderLineIsReadButNotInItsOwnHeaderLine)
 {
     EXPECT_EQ(valueIn("action \"a\"\naction \"b\" x = 1\n", "a", "x"), "1");
     EXPECT_EQ(valueIn("action \"a\" x = 1\n", "a", "x"), "");
 }
 
-TEST(InterventionModel, TheValueBeginsTwoCharactersBehindTheFirstEqualsSign)
+TEST(InterventionModel, TheValueBeginsTwoCharactersAfterTheFirstEqualsSign)
 {
     EXPECT_EQ(valueIn("action \"a\"\na=b = 1\n", "a", "b"), " = 1");
     EXPECT_EQ(valueIn("action \"a\"\nx = \n", "a", "x"), "");
 }
 
-TEST(InterventionModel, BlanksAreCutOffBeforeTheQuotes)
+TEST(InterventionModel, TrailingBlanksAreCutOffBeforeTheQuotesAreRemoved)
 {
     EXPECT_EQ(valueIn("action \"a\"\nx = \"v \" \t\r\n", "a", "x"), "v ");
     EXPECT_EQ(valueIn("action \"a\"\nx = v\v ", "a", "x"), "v\v");
 }
 
-TEST(InterventionModel, AValueIsReadPastANul)
+TEST(InterventionModel, AValueWithANulByteIsReadToItsEnd)
 {
     EXPECT_EQ(valueIn(QByteArrayLiteral("action \"a\"\nx = 1\0x\n"), "a", "x"),
               QString("1") + QChar(0) + "x");
 }
 
-TEST(InterventionModel, WithoutNamesOrFileNothingIsRead)
+TEST(InterventionModel, WithoutANameOrAFileReadingFails)
 {
     for (const auto &call : {model::getInterventionConfig({"", ""}, "", "x"),
                              model::getInterventionConfig({"", ""}, "a", ""),
@@ -133,31 +133,33 @@ TEST(InterventionModel, OnlyTheValueChanges)
     EXPECT_EQ(changed(twoActions, "block", "timeout", ""), expected);
 }
 
-TEST(InterventionModel, TheCarriageReturnGoesWithTheOldValue)
+TEST(InterventionModel, ACarriageReturnAfterTheOldValueIsLost)
 {
     EXPECT_EQ(changed("action \"a\"\r\nx = 1\r\ny = 2\r\n", "a", "x", "3"),
               "action \"a\"\r\nx = \"3\"\ny = 2\r\n");
 }
 
-TEST(InterventionModel, BehindAnEqualsSignAtTheEndOfALineTheNextLineIsReplaced)
+TEST(InterventionModel, IfALineEndsWithTheEqualsSignTheNextLineIsReplaced)
 {
     EXPECT_EQ(changed("action \"a\"\nx =\ny = 2\nz = 3\n", "a", "x", "1"),
               "action \"a\"\nx =\n\"1\"\nz = 3\n");
 }
 
-TEST(InterventionModel, ACommentBehindTheFieldHidesIt)
+TEST(InterventionModel, ALaterCommentThatBeginsWithTheFieldHidesIt)
 {
     EXPECT_EQ(changed("action \"a\"\nx = 1\n# x\naction \"b\"\nx = 2\n", "a", "x", "3"),
               "action \"a\"\nx = 1\n# x\naction \"b\"\nx = \"3\"\n");
     EXPECT_FALSE(returns("action \"a\"\nx = 1\n# x = 2\n", "a", "x"));
 }
 
-TEST(InterventionModel, TheNameIsCountedInUtf16Units)
+TEST(InterventionModel, TheActionNameIsCountedInUtf16Units)
 {
-    // Six bytes, two units: the search begins four bytes before the end of the header.
+    // The name has six bytes but two UTF-16 units: the search begins four bytes before the header's
+    // end.
     EXPECT_EQ(changed("action \"\u5757\u5757\" = 1\nx = 2\n", "\u5757\u5757", "\"", "3"),
               "action \"\u5757\u5757\" = \"3\"\nx = 2\n");
-    // Twelve bytes, six units: it begins in the last of the wide characters.
+    // The wide characters have twelve bytes but six UTF-16 units: the search begins inside the last
+    // one.
     const QString wide = "\U0001f600\U0001f600\U0001f600x =1";
     EXPECT_EQ(changed("action \"" + wide.toUtf8() + "\" {\nx = 2\n", wide, "x", "3"),
               "action \"" + wide.toUtf8() + "\"3\"\nx = 2\n");
@@ -224,7 +226,7 @@ TEST(InterventionModel, TheBlockTimeIsWritten)
     EXPECT_EQ(timeChanged(six, "9\U0001f600"), "TIMEOUT=\"timeout 9?s\"\n");
 }
 
-TEST(InterventionModel, TheLinesAreThoseOfATextStream)
+TEST(InterventionModel, LinesAreSplitAsATextStreamSplitsThem)
 {
     for (QByteArray content :
          {QByteArrayLiteral(""), QByteArrayLiteral("\n"), QByteArrayLiteral("a\n\nb"),

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Tens of thousands of random calls about intervention settings, each compared with the model.
-// Every run makes the same ones, unless it is told otherwise:
+// Makes tens of thousands of random calls that get or set intervention settings, and compares each
+// with the model. Every run makes the same calls, unless the environment says otherwise:
 //   HALVEX_TEST_SEED=7 HALVEX_TEST_CASES=1000000 build/release/tests/model-tests
 #include "config/intervention_settings.h"
 #include "config/intervention_text.h"
@@ -41,7 +41,7 @@ std::uint64_t fromEnvironment(const char *name, std::uint64_t otherwise)
     }
     bool isNumber = false;
     const std::uint64_t number = qEnvironmentVariable(name).toULongLong(&isNumber);
-    EXPECT_TRUE(isNumber) << name << " is no number";
+    EXPECT_TRUE(isNumber) << name << " is not a number";
     return number;
 }
 
@@ -58,7 +58,7 @@ extern "C" void reportEndlessCall(int /*signal*/)
     _exit(1);
 }
 
-/// Ends the test with @p description if the watch is not over within minutes.
+/// Prints @p description and ends the test program if this object lives longer than five minutes.
 class EndlessCallWatch
 {
 public:
@@ -73,9 +73,9 @@ public:
     EndlessCallWatch &operator=(const EndlessCallWatch &) = delete;
 };
 
-// --- the real thing ---
+// --- the daemon's code ---
 
-/// What a call left.
+/// The result of a call.
 struct Result
 {
     int status;
@@ -136,8 +136,8 @@ Result resultOf(const InterventionCase &drawn)
             {takeFile(configPath, writable), takeFile(blockTimePath, writable), writable}};
 }
 
-/// Tells whether the search of a call that sets a field finds its action, but no value to replace.
-/// Such a call begins the same search again, so it is not made.
+/// Tells whether a call that sets a field finds the action but no value to replace. Such a call
+/// repeats its search for ever, so the test does not make it.
 bool searchesForEver(const InterventionCase &drawn)
 {
     const QByteArray content = drawn.files.intervention.value_or(QByteArray());
@@ -153,9 +153,9 @@ model::Prediction predictionOf(const InterventionCase &drawn)
                : model::getInterventionConfig(drawn.files, drawn.actionName, drawn.fieldName);
 }
 
-// --- whether the cases are worth anything ---
+// --- what the cases must cover ---
 
-/// Ways of a call through the model, each of which must have been tried often.
+/// The branches of the model. The random calls must take each of them often.
 const char *const everyTurn[] = {
     "empty name",
     "get: no file",
@@ -206,7 +206,7 @@ const char *const everyTurn[] = {
 
 TEST(InterventionSettings, RandomCallsDoWhatTheModelSays)
 {
-    // The block-time file is in the locale's codec, and the model knows but one.
+    // The block-time file is read with the locale's codec, and the model supports only UTF-8.
     ASSERT_EQ(QTextCodec::codecForLocale()->name(), "UTF-8");
     ASSERT_NE(std::signal(SIGALRM, reportEndlessCall), SIG_ERR);
     const std::uint64_t seed = fromEnvironment("HALVEX_TEST_SEED", 20160423);

@@ -5,8 +5,8 @@
 #include <initializer_list>
 #include <random>
 
-/// Random draws that are the same for the same seed wherever they are made. The distributions of
-/// the standard library are not.
+/// Random draws that depend only on the seed, on every platform. Those of the standard library's
+/// distributions may differ between implementations.
 class Random
 {
 public:
@@ -18,7 +18,7 @@ public:
         return static_cast<int>(engine() % static_cast<std::uint64_t>(count));
     }
 
-    /// True in @p percent of a hundred draws.
+    /// True with a probability of @p percent in a hundred.
     [[nodiscard]] bool inPercent(int percent) { return below(100) < percent; }
 
     template <typename List>
@@ -27,7 +27,7 @@ public:
         return *(std::begin(list) + below(static_cast<int>(std::size(list))));
     }
 
-    /// A number from 0 on, each drawn as often as its weight says.
+    /// An index into @p weights; each is drawn in proportion to its weight.
     [[nodiscard]] int weighted(std::initializer_list<int> weights)
     {
         int total = 0;

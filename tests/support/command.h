@@ -7,15 +7,15 @@
 
 namespace host {
 
-/// What a finished command left.
+/// The results of a finished command.
 struct CommandResult
 {
-    int exitCode = -1; ///< -1 when it did not start, crashed or did not end
+    int exitCode = -1; ///< -1 if it did not start, crashed or did not exit in time
     QByteArray output;
     QByteArray errors;
 };
 
-/// Runs @p command, its program first, and waits for its end.
+/// Runs @p command, whose first entry is the program, and waits until it exits.
 ///
 /// @param environment  entries NAME=value of the command's environment; nothing else is in it
 /// @param input        what it reads from standard input

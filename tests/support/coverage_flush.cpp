@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Part of the daemon in a build with counters only: writes them down when the daemon is ended by
-// SIGTERM, which it otherwise does not handle.
+// Linked into the daemon only in a build with coverage counters. Writes the counters to disk on
+// SIGTERM, which the daemon does not handle otherwise, and exits.
 #include <csignal>
 #include <unistd.h>
 
-// The compiler's own name. NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// A name of the compiler's runtime.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 extern "C" void __gcov_dump();
 
 namespace {

@@ -27,7 +27,7 @@ void DaemonHost::SetUp()
                     host::readFile(BUS_POLICY));
 
     if (QFile::exists("/run/dbus/system_bus_socket")) {
-        // A booted host has a bus, which has to be told of the policy.
+        // A booted host already runs a bus: make it load the policy.
         ASSERT_EQ(
             host::run({"dbus-send", "--system", "--print-reply", "--dest=org.freedesktop.DBus",
                        "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig"})
@@ -37,7 +37,8 @@ void DaemonHost::SetUp()
     }
     ASSERT_TRUE(QDir().mkpath("/run/dbus"));
     ASSERT_EQ(host::run({"dbus-uuidgen", "--ensure"}).exitCode, 0);
-    // It notes every message that it refuses, and must not wait for a reader.
+    // The bus writes a message about every call that it refuses. Use a file: a pipe that is not
+    // read would fill up and block the bus.
     bus.setStandardErrorFile(busMessagesPath);
     bus.start("dbus-daemon",
               {"--system", "--nofork", "--nopidfile", "--nosyslog", "--print-address"});
@@ -49,7 +50,7 @@ void DaemonHost::TearDown()
     if (daemon.state() != QProcess::NotRunning || daemonMayEnd) {
         stopDaemon();
     } else {
-        ADD_FAILURE() << "the daemon does not run any more";
+        ADD_FAILURE() << "the daemon no longer runs";
     }
     for (const QString &line : daemonMessages()) {
         EXPECT_FALSE(line.contains("ERROR: AddressSanitizer") || line.contains("runtime error:"))
@@ -97,7 +98,7 @@ int DaemonHost::runDaemonToItsEnd(const QStringList &environment)
 
 void DaemonHost::stopDaemon()
 {
-    // A build with counters writes them down, unless it is stuck.
+    // On SIGTERM, a build with coverage counters writes them to disk, unless the daemon hangs.
     if (qEnvironmentVariableIsSet("GCOV_PREFIX")) {
         daemon.terminate();
         if (daemon.waitForFinished(5000)) {

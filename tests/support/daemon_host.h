@@ -10,11 +10,12 @@
 #include <QString>
 #include <QStringList>
 
-/// An environment that the daemon finds nothing wrong with.
+/// An environment whose PATH the daemon accepts as it is.
 inline const QStringList soundEnvironment{"PATH=/usr/bin:/bin:/usr/sbin:/sbin"};
 
-/// Base of every test that needs the daemon. A test sets the stage, calls startDaemon() and then
-/// call(); at its end the daemon must still run and must not have been reported by a sanitizer.
+/// Base of every test that needs the daemon. A test prepares the host, then calls startDaemon() and
+/// call(). When the test ends, the daemon must still run, and no sanitizer may have reported an
+/// error in it.
 class DaemonHost : public SuiteHost
 {
 protected:
@@ -23,7 +24,7 @@ protected:
 
     /// Starts the daemon and waits until it serves the bus.
     ///
-    /// @param wrapper  a command that starts it, such as setpriv
+    /// @param wrapper  a command that starts the daemon, such as setpriv
     void startDaemon(const QStringList &environment = soundEnvironment,
                      const QStringList &wrapper = {});
 
@@ -31,25 +32,25 @@ protected:
     void launchDaemon(const QStringList &environment = soundEnvironment,
                       const QStringList &wrapper = {});
 
-    /// Waits until the daemon that was launched serves the bus.
+    /// Waits until the launched daemon serves the bus.
     void awaitDaemon();
 
-    /// Starts the daemon where it must end by itself, and returns its exit status.
+    /// Starts the daemon, waits until it exits by itself, and returns its exit status.
     [[nodiscard]] int runDaemonToItsEnd(const QStringList &environment);
 
-    /// Ends the daemon, whatever it is doing.
+    /// Ends the daemon, even if it is in the middle of a call.
     void stopDaemon();
 
-    /// What the daemon has written to standard error so far, a line each, without the empty ones
-    /// and without the dump of each caller's environment.
+    /// The lines that the daemon has written to standard error so far, except empty lines and the
+    /// dump of each caller's environment.
     [[nodiscard]] static QStringList daemonMessages();
 
-    /// What the daemon has printed to standard output so far, a line each.
+    /// The lines that the daemon has printed to standard output so far.
     [[nodiscard]] static QStringList daemonOutput();
 
     SystemLog systemLog;
     QProcess bus;
     QProcess daemon;
-    QStringList daemonArguments; ///< what it is started with
+    QStringList daemonArguments; ///< for the next start of the daemon
     bool daemonMayEnd = false;   ///< set by a test in which the daemon ends or is replaced
 };

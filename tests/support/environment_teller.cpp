@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Preloaded into the daemon by a test: tells on standard error what getenv() finds when the
-// application object is made, and again when the process has run its last exit handler.
+// Preloaded into the daemon by a test: prints to standard error what getenv() finds when the
+// application object is made, and again after the process has run its last exit handler.
 #include <QCoreApplication>
 
 #include <cstdio>
@@ -26,7 +26,7 @@ void tellAtStart()
     tell("at start");
 }
 
-// A preloaded library's destructors run behind the exit handlers of main's own objects.
+// A preloaded library's destructors run after the exit handlers of the program's own objects.
 __attribute__((destructor)) void tellAtEnd()
 {
     tell("at end");

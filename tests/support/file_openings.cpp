@@ -27,14 +27,14 @@ FileOpenings::~FileOpenings()
 
 QStringList FileOpenings::take()
 {
-    // The kernel queues an event before the opening returns, so all of them are there.
+    // The kernel queues an event before open() returns, so the queue already holds all of them.
     QStringList opened;
     char buffer[4096];
     for (ssize_t size = 0; (size = read(queue, buffer, sizeof buffer)) > 0;) {
         inotify_event event = {};
         for (ssize_t at = 0; at < size; at += ssize_t(sizeof event + event.len)) {
             std::memcpy(&event, buffer + at, sizeof event);
-            EXPECT_TRUE(pathOfWatch.contains(event.wd)) << "the queue ran over";
+            EXPECT_TRUE(pathOfWatch.contains(event.wd)) << "the inotify queue overflowed";
             opened << pathOfWatch.value(event.wd);
         }
     }

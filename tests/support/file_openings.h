@@ -4,17 +4,18 @@
 #include <QMap>
 #include <QStringList>
 
-/// Notes which files are opened, for as long as it lives: each opening counts, by this process too.
+/// Records which of the given files are opened during its lifetime, by any process, this one
+/// included.
 class FileOpenings
 {
 public:
-    /// @param paths  files that are there
+    /// @param paths  existing files
     explicit FileOpenings(const QStringList &paths);
     ~FileOpenings();
     FileOpenings(const FileOpenings &) = delete;
     FileOpenings &operator=(const FileOpenings &) = delete;
 
-    /// The files that have been opened since the last call, each once, in the order of its path.
+    /// The files opened since the last call, each once, sorted by path.
     [[nodiscard]] QStringList take();
 
 private:

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 FileSizeLimit::FileSizeLimit(rlim_t bytes)
-    : handlerBefore(std::signal(SIGXFSZ, SIG_IGN)) // it ends the process otherwise
+    : handlerBefore(std::signal(SIGXFSZ, SIG_IGN)) // SIGXFSZ would end the process
 {
     EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
     const rlimit limit{bytes, before.rlim_max};

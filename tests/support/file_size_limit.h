@@ -4,8 +4,8 @@
 #include <csignal>
 #include <sys/resource.h>
 
-/// Lets this process write files up to some size only, for as long as it lives: a write that goes
-/// beyond is cut there, and the next one fails, as on a full disk.
+/// During its lifetime, limits the size of the files that this process writes. A write that crosses
+/// the limit is cut short there, and the next write fails, as on a full disk.
 class FileSizeLimit
 {
 public:

@@ -29,7 +29,7 @@ void writeScript(const QString &path, const QByteArray &body)
 
 void makeUnwritable(const QString &path)
 {
-    // Permissions do not hold root off; a mount that is read-only does.
+    // Root may ignore file permissions, but not a read-only mount.
     const QByteArray name = QFile::encodeName(path);
     ASSERT_EQ(mount(name.constData(), name.constData(), nullptr, MS_BIND, nullptr), 0);
     ASSERT_EQ(mount(nullptr, name.constData(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr),

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Files, most of the throwaway host, as tests write and compare them. A failure to read or write
-// is a test failure.
+// Helpers that write and read files, mostly on the throwaway host. A failure to read or write is a
+// test failure.
 #pragma once
 
 #include <QByteArray>
@@ -9,13 +9,13 @@
 
 namespace host {
 
-/// Writes @p bytes to @p path, whose directories are made as needed, with exactly the mode @p mode.
+/// Writes @p bytes to @p path with exactly the mode @p mode. Makes missing directories.
 void writeFile(const QString &path, const QByteArray &bytes, unsigned mode = 0644);
 
 /// Writes an executable shell script that runs @p body under /bin/sh.
 void writeScript(const QString &path, const QByteArray &body);
 
-/// Makes the file at @p path one that nobody can open for writing, root included.
+/// Makes the file at @p path read-only for every user, root included.
 void makeUnwritable(const QString &path);
 
 /// Owner, group and mode of the file at @p path, as "2001:2002 0640".

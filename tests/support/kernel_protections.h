@@ -5,11 +5,11 @@
 #include <QMap>
 #include <QString>
 
-/// Changes the kernel's protections of shared directories (/proc/sys/fs/protected_*), and gives
-/// them back their values at its end of life.
+/// Changes the kernel's protections of shared directories (/proc/sys/fs/protected_*), and restores
+/// their values when it is destroyed.
 ///
-/// The kernel is the real machine's and every process on it sees the change: for machines that are
-/// there to be tested on, and for tests beside which no other runs.
+/// A throwaway host shares the machine's kernel, so every process on the machine sees the change.
+/// Use it only on machines made for testing, and only in tests that run alone.
 class KernelProtections
 {
 public:
@@ -18,7 +18,7 @@ public:
     KernelProtections(const KernelProtections &) = delete;
     KernelProtections &operator=(const KernelProtections &) = delete;
 
-    /// Sets the one called @p name, such as "protected_regular".
+    /// Sets the protection called @p name, such as "protected_regular".
     void set(const QString &name, int value) const;
 
 private:

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// What a fast and idle machine takes to run a program that does nothing.
+/// How long a fast and idle machine takes to run a program that does nothing.
 constexpr double fastJobMs = 2;
 
 double jobMs()
@@ -35,7 +35,8 @@ MachineDeadline::MachineDeadline(int limitMs) : leftMs(limitMs)
 
 bool MachineDeadline::hasExpired()
 {
-    // Nobody says how fast the machine was while it did not let this process run.
+    // If the machine did not let this process run for a while, its speed in that time is unknown:
+    // count only a part of it.
     const double gone = double(std::min<qint64>(sinceQuestion.elapsed(), 2 * stepMs));
     leftMs -= gone * std::min(1.0, fastJobMs / jobMs());
     sinceQuestion.start();

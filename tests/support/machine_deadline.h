@@ -6,13 +6,14 @@
 #include <QElapsedTimer>
 #include <QProcess>
 
-/// A time limit that a slow machine, or a loaded one, is given more of.
+/// A time limit that is longer on a slow or loaded machine.
 ///
-/// Whoever waits asks again and again whether the limit is over. Each time a small job is done, and
-/// the time since the last question counts in full only if a fast and idle machine would have taken
-/// as long for the job. So "within eight seconds" means eight seconds there, and whatever takes a
-/// machine as long that is ten times slower. What is told apart, such as an answer after two
-/// seconds from one after half a minute, needs only be told apart where the machine is fast.
+/// The waiting test calls hasExpired() again and again. Each call runs a small job and measures its
+/// duration. The time since the last call counts in full only if the job was as fast as on a fast
+/// and idle machine; otherwise it counts proportionally less. So "within eight seconds" means eight
+/// seconds on a fast machine and eighty on a machine that is ten times slower. A limit that
+/// separates two outcomes, such as an answer after two seconds and one after half a minute, only
+/// needs to separate them on a fast machine.
 class MachineDeadline
 {
 public:
@@ -21,10 +22,10 @@ public:
 
     [[nodiscard]] bool hasExpired();
 
-    /// What has gone by in all, on this machine.
+    /// The real time since the limit began.
     [[nodiscard]] qint64 elapsedMs() const { return total.elapsed(); }
 
-    /// How long to wait between two questions at most.
+    /// The longest time to wait between two calls of hasExpired().
     static constexpr int stepMs = 50;
 
 private:
@@ -33,6 +34,6 @@ private:
     double leftMs;
 };
 
-/// Waits until @p process has exited, for @p limitMs of a fast machine at most; false when it has
-/// not.
+/// Waits until @p process has exited, at most for a MachineDeadline of @p limitMs. Returns false if
+/// the process still runs then.
 [[nodiscard]] bool exitsWithin(QProcess &process, int limitMs);

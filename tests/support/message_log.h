@@ -5,10 +5,10 @@
 
 #include <QStringList>
 
-/// Collects the Qt messages of this process for as long as it lives; one at a time.
+/// Collects the Qt messages of this process during its lifetime. Only one may exist at a time.
 ///
-/// Each is kept as its level, a colon, a blank and its text: "warning: Empty service name". One of
-/// another category than the default one names it behind the level: "warning of other: …".
+/// Each message is kept as its level, a colon, a blank and its text: "warning: Empty service name".
+/// A category other than the default one follows the level: "warning of other: …".
 class MessageLog
 {
 public:

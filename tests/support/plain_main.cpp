@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The main function of the tests that need no throwaway host. Anybody runs them, anywhere, so it
-// gives them an environment that does not depend on the user: locale and message settings.
+// The main function of the tests that need no throwaway host. Since any user may run these tests
+// anywhere, it first sets the locale and clears the user's Qt message settings.
 #include <QCoreApplication>
 
 #include <gmock/gmock.h>

@@ -3,10 +3,11 @@
 
 #include <QtGlobal>
 
-/// A figure of the memory that the process @p pid has, in KiB, by its name in /proc/PID/status:
-/// "VmRSS" is what it has now, "VmHWM" the most that it has had. No such figure is a test failure.
+/// One line of the memory use of the process @p pid in /proc/PID/status, in KiB. @p field is the
+/// line's name: "VmRSS" is the current resident memory, "VmHWM" its largest size so far. A missing
+/// line is a test failure.
 [[nodiscard]] int memoryOf(qint64 pid, const char *field);
 
-/// How many files the process @p pid has open. Of the test's own process, the one that is opened to
-/// look is among them.
+/// How many files the process @p pid has open. If it is this process itself, the directory that the
+/// function opens for counting is included.
 [[nodiscard]] int openFilesOf(qint64 pid);

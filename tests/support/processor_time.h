@@ -4,9 +4,9 @@
 #include <chrono>
 #include <sys/types.h>
 
-/// How long the process @p pid has kept a processor busy so far.
+/// The processor time that the process @p pid has used so far.
 [[nodiscard]] std::chrono::nanoseconds processorTime(pid_t pid);
 
-/// Waits until the process @p pid, from now on, has kept a processor busy for far longer than any
-/// call takes that returns; false when it never does.
+/// Waits until the process @p pid has used far more processor time, from now on, than any call that
+/// returns. Returns false if it does not within patienceMs.
 [[nodiscard]] bool keepsBusy(pid_t pid);

@@ -7,19 +7,18 @@
 #include <QByteArray>
 #include <QStringList>
 
-/// Takes the place of the service manager for as long as it lives: hears the daemon's signs of
-/// life.
+/// Stands in for the service manager during its lifetime: receives the daemon's watchdog messages.
 class ServiceManager
 {
 public:
     ServiceManager();
 
-    /// What the daemon has to find in its environment. An idle one gives a sign of life each
-    /// second.
+    /// The environment variables that tell the daemon about this service manager. With them, an
+    /// idle daemon sends a watchdog message every second.
     [[nodiscard]] static QStringList variables();
 
-    /// What the daemon says next; empty when it stays silent for @p timeoutMs. Of what nobody asks
-    /// for, only a few messages are kept.
+    /// The daemon's next message; empty if none arrives within @p timeoutMs. The socket keeps only
+    /// a few messages that have not been taken.
     [[nodiscard]] QByteArray nextMessage(int timeoutMs = patienceMs) const;
 
 private:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Preloaded into the daemon by a test: the daemon's time goes by at a tenth of its pace. A site
-// that has two seconds for its answer has twenty, as it may need on a slow machine.
+// Preloaded into the daemon by a test: makes the daemon's monotonic clock run ten times slower. The
+// two seconds that a site has for its answer become twenty, which a slow machine may need.
 #include <chrono>
 #include <ctime>
 #include <sys/syscall.h>
@@ -23,7 +23,7 @@ nanoseconds realTime()
 
 } // namespace
 
-/// Stands in the place of the C library's.
+/// Replaces the function of the C library.
 extern "C" int clock_gettime(clockid_t clock, timespec *time) noexcept
 {
     if (clock != CLOCK_MONOTONIC) {

@@ -17,7 +17,7 @@ constexpr const char *callsPath = "/run/stand-ins.calls";
 
 void writeStandIn(const QString &path, const QByteArray &body)
 {
-    // One write for a call, for two stand-ins may run at the same time.
+    // Record each call in a single write, because two stand-ins may run at the same time.
     writeScript(path, QByteArray("call=${0##*/}\n"
                                  "for argument; do call=\"$call <$argument>\"; done\n"
                                  "printf '%s\\n' \"$call\" >>") +

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A throwaway host as the suite has it, without the daemon: users, the status tool's stand-in and
-// the front end's, at the paths where a real host has them; and how a front end calls.
+// A throwaway host with the suite installed except for the daemon. It has the suite's users, and
+// stand-ins for the status tool and the front end at the paths of a real host. Also calls the
+// daemon as a front end does.
 #pragma once
 
 #include "support/command.h"
@@ -24,10 +25,10 @@ constexpr unsigned secAdmin = 600;        ///< the separated administrator role
 constexpr unsigned wheelMember = 2001;    ///< anna, named in the group wheel
 constexpr unsigned ordinary = 2002;       ///< otto
 constexpr unsigned wheelByPrimary = 2003; ///< pia, whose primary group is wheel
-constexpr unsigned gone = 2999;           ///< in no database
+constexpr unsigned gone = 2999;           ///< not in the user database
 } // namespace user
 
-/// Where the daemon accepts a front end.
+/// The paths at which the daemon accepts a front end.
 inline const QStringList frontEndPaths{
     "/etc/halvex/halvex-desktop-wrapper", "/usr/sbin/halvex-desktop",
     "/var/opt/appdata/halvex/bin/halvex-desktop", "/opt/appdata/halvex/bin/halvex-desktop"};
@@ -35,27 +36,27 @@ inline const QStringList frontEndPaths{
 /// What a caller got back.
 struct Reply
 {
-    int status = INT_MIN; ///< of the daemon; INT_MIN when the bus answered with an error instead
-    QStringList texts{};  ///< the out-values behind the status
+    int status = INT_MIN; ///< the daemon's; INT_MIN if the bus answered with an error instead
+    QStringList texts{};  ///< the out-values after the status
     QString error{};      ///< the bus error's name
 };
 
 bool operator==(const Reply &left, const Reply &right);
 void PrintTo(const Reply &reply, std::ostream *stream);
 
-/// What the front-end stand-in has printed of an answer.
+/// The reply that the front-end stand-in has printed as @p json.
 [[nodiscard]] Reply parseReply(const QByteArray &json);
 
-/// Who calls, and how it was started.
+/// Who calls, and how the caller was started.
 struct Caller
 {
     unsigned uid = user::root;
     QString path = "/usr/sbin/halvex-desktop"; ///< the program it runs
     QStringList environment{};                 ///< entries besides PATH
-    QStringList wrapper{};                     ///< a command that starts it, such as unshare
+    QStringList wrapper{};                     ///< what starts the program, such as unshare
 };
 
-/// The thirteen methods with arguments that each of them takes, and whether they change the system.
+/// The thirteen methods: valid arguments for each, and whether it changes the system.
 struct MethodCall
 {
     const char *name;
@@ -65,10 +66,10 @@ struct MethodCall
 };
 const QList<MethodCall> &allMethodCalls();
 
-/// @p environment with the settings that a sanitized program, or one with counters, needs.
+/// Adds to @p environment the settings that a build with sanitizers or coverage counters needs.
 [[nodiscard]] QStringList withSanitizerOptions(QStringList environment);
 
-/// Base of every test that calls the daemon as a front end.
+/// Base of every test that calls the daemon as a front end does.
 class SuiteHost : public testing::Test
 {
 protected:
@@ -78,7 +79,7 @@ protected:
     [[nodiscard]] Reply call(const QString &method, const QStringList &arguments = {},
                              const Caller &caller = {});
 
-    /// Starts a caller that calls @p method only once @p beforeItCalls has run.
+    /// Starts a caller, runs @p beforeItCalls, and only then lets the caller call @p method.
     template <typename Action>
     [[nodiscard]] Reply callAfter(Action beforeItCalls, const QString &method,
                                   const QStringList &arguments, const Caller &caller)
@@ -93,14 +94,14 @@ protected:
     [[nodiscard]] Reply callWithLongText(const QString &method, const QStringList &arguments,
                                          const QString &last, const Caller &caller = {});
 
-    /// The command line that makes @p caller do what the front-end stand-in does with @p arguments.
+    /// The command line that runs the front-end stand-in as @p caller with @p arguments.
     [[nodiscard]] static QStringList frontEndCommand(const Caller &caller,
                                                      const QStringList &arguments);
 
     /// Makes the status tool print @p text from now on.
     static void setStatusToolOutput(const QByteArray &text);
 
-    /// How often the status tool has been run.
+    /// How often the status tool has run.
     [[nodiscard]] static int statusToolRuns();
 
 private:

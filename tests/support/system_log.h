@@ -6,10 +6,10 @@
 #include <mutex>
 #include <thread>
 
-/// Takes the place of the host's system logger at /dev/log for as long as it lives.
+/// Stands in for the host's system logger at /dev/log during its lifetime.
 ///
-/// A thread reads it all the time, as a logger does: the socket holds only a few lines, and a
-/// program that logs waits when it is full.
+/// A thread reads the socket all the time, as a logger does. The socket holds only a few lines, and
+/// a program that logs is blocked while it is full.
 class SystemLog
 {
 public:
@@ -21,7 +21,7 @@ public:
     /// Every line since the last call, without its time stamp: "<14>program: text".
     [[nodiscard]] QStringList takeLines();
 
-    /// Keeps it from reading for as long as the result lives.
+    /// Stops the reading thread until the returned lock is released.
     [[nodiscard]] std::unique_lock<std::mutex> stopReading() { return std::unique_lock(mutex); }
 
 private:

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The main function of every test program. The tests write to fixed paths of the host as root, so
-// it runs them only on a throwaway host of the program's kind (HOST_NAME): started anywhere else,
-// the program starts itself again on one (HOST_SCRIPT).
+// The main function of the tests that need a throwaway host. These tests write to fixed paths of
+// the host as root, so they run only on a throwaway host named HOST_NAME. If the program is started
+// anywhere else, it starts itself again on such a host, by HOST_SCRIPT.
 #include <QCoreApplication>
 
 #include <gmock/gmock.h>
@@ -23,7 +23,7 @@ bool isOnThrowawayHost()
     std::array<char, 64> name{};
     const bool hasItsName = gethostname(name.data(), name.size() - 1) == 0 &&
                             std::string_view(name.data()) == HOST_NAME;
-    // A real host may have that name, but neither runs a test as process 1 nor has this directory.
+    // A real host may have that name, but it does not run a test as process 1 or have /booted-host.
     return hasItsName && (getpid() == 1 || access("/booted-host", F_OK) == 0);
 }
 
@@ -47,7 +47,7 @@ int startOnThrowawayHost(char **argv)
     std::string host = HOST_SCRIPT;
     std::string separator = "--";
     std::vector<char *> command{host.data()};
-    // Where a build with counters leaves them.
+    // The directory to which a build with coverage counters writes them.
     std::string share = "--share";
     if (char *counters = std::getenv("GCOV_PREFIX")) {
         command.insert(command.end(), {share.data(), counters});

@@ -41,7 +41,7 @@ void makeCertificates()
                 in("authority.key"), "-extfile", in("extensions"), "-out", in("server.pem")});
 }
 
-/// Puts the authority where every program looks for those that the host trusts.
+/// Adds the authority to those that the host trusts.
 void trustAuthority()
 {
     const auto hash = host::run({"openssl", "x509", "-hash", "-noout", "-in", in("authority.pem")});

@@ -11,10 +11,10 @@
 
 #include <functional>
 
-/// A web server of the test's own behind the host name www.debian.org, for as long as it lives:
-/// names and trust of the throwaway host are set up for it, and its loopback interface is up.
+/// The test's own web server, reachable as www.debian.org during its lifetime. Sets up the
+/// throwaway host for it: the host name, the trusted authorities and the loopback interface.
 ///
-/// It runs on the test's event loop, that of a probe included.
+/// It runs on any event loop of the test, also on the inner one of a probe.
 class TlsServer : public QTcpServer
 {
 public:
@@ -22,29 +22,29 @@ public:
     enum class Authority { Trusted, Unknown };
 
     explicit TlsServer(Authority authority = Authority::Trusted);
-    /// Waits until no thread of a probe is left: one that still puts away what OpenSSL keeps for it
-    /// when the program ends looks like a leak.
+    /// Waits until the network threads of the probes have ended. If one still runs when the program
+    /// ends, what OpenSSL keeps for this thread is reported as a leak.
     ~TlsServer() override;
     TlsServer(const TlsServer &) = delete;
     TlsServer &operator=(const TlsServer &) = delete;
 
-    /// What it answers to a request; nothing: it keeps the connection and says nothing.
+    /// Returns the answer to a request. If that is empty, the request waits for answerFirst().
     std::function<QByteArray()> answer = [] { return page(); };
 
-    /// Answers with @p text to the request that has waited longest.
+    /// Answers the request that has waited longest with @p text.
     void answerFirst(const QByteArray &text);
 
-    /// Answers with @p text to all requests that have got nothing so far.
+    /// Answers all waiting requests with @p text.
     void answerWaiting(const QByteArray &text);
 
-    /// Makes @p call from the event loop that runs then, an inner one perhaps.
+    /// Makes the event loop that runs next, which may be an inner one, call @p call.
     void callSoon(std::function<void()> call);
 
     /// The answer of a site that works.
     static QByteArray page();
 
-    int requests = 0;       ///< how many have come
-    QByteArray lastRequest; ///< the last of them, as it came
+    int requests = 0;       ///< how many requests have arrived
+    QByteArray lastRequest; ///< the last request, unchanged
 
 protected:
     void incomingConnection(qintptr descriptor) override;
