@@ -7,6 +7,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <cstdio>
+
 namespace {
 
 constexpr const char *outputPath = "/run/daemon.out";
@@ -15,7 +17,8 @@ constexpr const char *messagesPath = "/run/daemon.err";
 
 QStringList linesOf(const char *path)
 {
-    return QString::fromUtf8(host::readFile(path)).split('\n', Qt::SkipEmptyParts);
+    const QByteArray text = QFile::exists(path) ? host::readFile(path) : QByteArray();
+    return QString::fromUtf8(text).split('\n', Qt::SkipEmptyParts);
 }
 
 } // namespace
@@ -51,6 +54,10 @@ void DaemonHost::TearDown()
         stopDaemon();
     } else {
         ADD_FAILURE() << "the daemon no longer runs";
+    }
+    if (HasFailure()) {
+        std::printf("The daemon's messages:\n%s\nIts output:\n%s\n",
+                    qPrintable(daemonMessages().join('\n')), qPrintable(daemonOutput().join('\n')));
     }
     for (const QString &line : daemonMessages()) {
         EXPECT_FALSE(line.contains("ERROR: AddressSanitizer") || line.contains("runtime error:"))
@@ -112,11 +119,9 @@ void DaemonHost::stopDaemon()
 QStringList DaemonHost::daemonMessages()
 {
     QStringList lines;
-    if (QFile::exists(messagesPath)) {
-        for (const QString &line : linesOf(messagesPath)) {
-            if (!line.startsWith("environVars ")) {
-                lines << line;
-            }
+    for (const QString &line : linesOf(messagesPath)) {
+        if (!line.startsWith("environVars ")) {
+            lines << line;
         }
     }
     return lines;
