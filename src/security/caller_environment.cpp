@@ -4,14 +4,10 @@
 #include <QTextCodec>
 
 #include <algorithm>
-#include <array>
 #include <string>
 
 namespace halvex {
 namespace {
-
-constexpr std::array<std::string_view, 7> forbiddenEnvironmentNames{
-    "LD_PRELOAD", "LD_LIBRARY_PATH", "LD_AUDIT", "BASH_ENV", "ENV", "PYTHONPATH", "PERL5OPT"};
 
 bool isForbidden(std::string_view entry)
 {

@@ -7,6 +7,7 @@
 #include <QByteArray>
 #include <QStringList>
 
+#include <array>
 #include <string_view>
 
 namespace halvex {
@@ -18,8 +19,11 @@ namespace halvex {
 /// returns are dropped, as when text files are read. No byte-order mark is looked for.
 [[nodiscard]] QStringList environmentEntries(const QByteArray &block);
 
-/// Tells whether @p block has an entry for a forbidden variable, with any value: LD_PRELOAD,
-/// LD_LIBRARY_PATH, LD_AUDIT, BASH_ENV, ENV, PYTHONPATH or PERL5OPT.
+/// The variables that no caller may have, whatever their value.
+constexpr std::array<std::string_view, 7> forbiddenEnvironmentNames{
+    "LD_PRELOAD", "LD_LIBRARY_PATH", "LD_AUDIT", "BASH_ENV", "ENV", "PYTHONPATH", "PERL5OPT"};
+
+/// Tells whether @p block has an entry for one of forbiddenEnvironmentNames.
 ///
 /// The check uses the raw bytes, not the decoded text. Names and separators are ASCII, which is the
 /// same in every locale. So nothing in a value, neither a byte-order mark nor a broken character,
