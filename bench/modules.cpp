@@ -73,7 +73,7 @@ void measureExport(const char *what, int count, int size)
     for (int i = 0; i < count; ++i) {
         write(QString("%1/%2/%3.log").arg(directory).arg(i % 50).arg(i), line.repeated(size / 128));
     }
-    halvex::ExpendableWorker worker;
+    halvex::ExpendableWorker worker("bench-export");
     const char *output = "/srv/bench/export.log";
     const char *list = "/srv/bench/list";
     run({"find", "/srv/bench/alerts", "-name", "*.log", "-print0", nullptr}, list);

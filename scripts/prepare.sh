@@ -56,11 +56,11 @@ build_packages=(
     g++ cmake ninja-build qtbase5-dev libpugixml-dev libyaml-cpp-dev
     dbus procps openssl ca-certificates
 )
-# What the throwaway hosts and the tests in them use.
+# What the throwaway hosts and the tests in them use, and what the benchmark programs need.
 host_packages=(
     libgtest-dev libgmock-dev mount util-linux bindfs fuse3 mandoc
     systemd-container iproute2 passwd python3-minimal strace
-    libdbus-1-dev libfuse3-dev pkg-config
+    libdbus-1-dev libfuse3-dev libsystemd-dev pkg-config
 )
 # What makes the Debian package, and looks it over.
 package_packages=(
@@ -72,7 +72,7 @@ fuzz_packages=(
 )
 # What the daemon is measured against.
 bench_packages=(
-    polkitd libsystemd-dev pkg-config
+    polkitd
 )
 # What makes fresh systems.
 fresh_packages=(
