@@ -3,7 +3,6 @@
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
 #include "security/process_environment.h"
-#include "util/delayed_termination.h"
 #include "util/standard_streams.h"
 #include "util/watchdog.h"
 
@@ -27,11 +26,7 @@ int main(int argc, char **argv)
     // Destroyed in the reverse order, the bus handle first.
     const QCoreApplication application(argc, argv);
     const auto watchdog = halvex::startWatchdog();
-    const auto service = [] {
-        // Its constructor starts the thread that reads the bus, which must not take SIGTERM.
-        const halvex::DelayedTermination whileThreadsStart;
-        return std::make_unique<halvexDesktopDaemonService>();
-    }();
+    const auto service = std::make_unique<halvexDesktopDaemonService>();
     const auto adapter = std::make_unique<halvexDesktopDaemonAdapter>(service.get());
     QDBusConnection bus = QDBusConnection::systemBus();
 

@@ -1,20 +1,47 @@
 // SPDX-License-Identifier: MIT
 #include "util/delayed_termination.h"
 
+#include <atomic>
+
 namespace halvex {
+namespace {
+
+// A signal handler can use nothing but static variables. A blocked signal would need none, but it
+// would have to be blocked in every thread, also in those that Qt creates.
+std::atomic<bool> isDelayed = false;
+std::atomic<bool> hasArrived = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+void delay(int signal)
+{
+    hasArrived = true;
+    // This thread may be so late that the destructor has already looked at the line above. By the
+    // time the repeated signal is delivered, it has its usual effect, or this handler runs again.
+    if (!isDelayed) {
+        static_cast<void>(raise(signal));
+    }
+}
+
+} // namespace
 
 DelayedTermination::DelayedTermination() noexcept
 {
-    sigset_t termination{};
-    sigemptyset(&termination);
-    sigaddset(&termination, SIGTERM);
+    hasArrived = false;
+    isDelayed = true;
+    struct sigaction action = {};
+    action.sa_handler = delay;
+    action.sa_flags = SA_RESTART;
     // Neither call can fail with these arguments.
-    static_cast<void>(pthread_sigmask(SIG_BLOCK, &termination, &previous));
+    static_cast<void>(sigaction(SIGTERM, &action, &previous));
 }
 
 DelayedTermination::~DelayedTermination()
 {
-    static_cast<void>(pthread_sigmask(SIG_SETMASK, &previous, nullptr));
+    isDelayed = false;
+    static_cast<void>(sigaction(SIGTERM, &previous, nullptr));
+    if (hasArrived) {
+        static_cast<void>(raise(SIGTERM));
+    }
 }
 
 } // namespace halvex

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
 // The daemon is stopped by SIGTERM; systemd also sends it when the daemon loses its bus name. The
-// signal must not arrive while a settings file is being written, because half a file would remain.
+// signal must not take effect while a settings file is being written, because half a file would
+// remain.
 #pragma once
 
 #include <csignal>
 
 namespace halvex {
 
-/// While this object exists, SIGTERM is blocked in this thread. Threads created in this time keep
-/// it blocked for ever. A pending SIGTERM is delivered when the object is destroyed.
+/// While this object exists, SIGTERM has no effect on the process; if one has arrived, it takes
+/// effect when the object is destroyed. There may be only one object at a time.
 class DelayedTermination
 {
 public:
@@ -19,7 +20,7 @@ public:
     ~DelayedTermination();
 
 private:
-    sigset_t previous{};
+    struct sigaction previous = {};
 };
 
 } // namespace halvex
