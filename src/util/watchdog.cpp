@@ -78,11 +78,11 @@ void Watchdog::setCheck(std::function<bool()> isWell)
 void Watchdog::sendKeepAlive()
 {
     if (check && !check()) {
-        notify(socketName, "WATCHDOG=trigger");
         // Begin no further call: the service manager kills the daemon now, which could truncate a
-        // file that the call writes.
+        // file that the call writes. Its queue may be full, so repeat the request.
         while (true) {
-            std::this_thread::sleep_for(std::chrono::hours(1));
+            notify(socketName, "WATCHDOG=trigger");
+            std::this_thread::sleep_for(std::chrono::seconds(1));
         }
     }
     notify(socketName, "WATCHDOG=1");

@@ -16,6 +16,7 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -179,40 +180,83 @@ TEST_F(Watchdog, GivesNoSignOfLifeBeforeItsCheckHasSucceeded)
     EXPECT_GE(checks, 1);
 }
 
-TEST_F(Watchdog, AFailedCheckAsksTheManagerToEndTheDaemonWhichThenBeginsNothing)
+/// A process with a watchdog, whose check calls @p duringCheck and fails.
+class FailingDaemon
 {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
-    const pid_t daemon = fork();
-    if (daemon == 0) {
-        qputenv("WATCHDOG_PID", QByteArray::number(getpid()));
-        const auto watchdog = halvex::startWatchdog();
-        watchdog->setCheck([&ends] {
-            // The event loop's next event, which it would deliver before it waits for anything.
-            QTimer::singleShot(0, [&ends] { static_cast<void>(write(ends[1], "x", 1)); });
-            return false;
-        });
-        QEventLoop loop;
-        _exit(loop.exec());
+public:
+    explicit FailingDaemon(const std::function<void()> &duringCheck) : pid(fork())
+    {
+        if (pid == 0) {
+            qputenv("WATCHDOG_PID", QByteArray::number(getpid()));
+            const auto watchdog = halvex::startWatchdog();
+            watchdog->setCheck([&duringCheck] {
+                duringCheck();
+                return false;
+            });
+            QEventLoop loop;
+            _exit(loop.exec());
+        }
     }
-    EXPECT_EQ(nextMessage(), "WATCHDOG=trigger");
-    EXPECT_TRUE(waitFor([daemon] { return sleeps(daemon); }));
-    char byte = 0;
-    EXPECT_EQ(read(ends[0], &byte, 1), -1) << "it has gone on before it slept";
-    EXPECT_FALSE(hasMessage());
-    EXPECT_EQ(kill(daemon, SIGKILL), 0);
-    EXPECT_EQ(waitpid(daemon, nullptr, 0), daemon);
-    close(ends[0]);
-    close(ends[1]);
-}
+    FailingDaemon(const FailingDaemon &) = delete;
+    FailingDaemon &operator=(const FailingDaemon &) = delete;
+    ~FailingDaemon()
+    {
+        EXPECT_EQ(kill(pid, SIGKILL), 0);
+        EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
+    }
 
-TEST_F(Watchdog, AManagerThatDoesNotReadIsNotWaitedFor)
+    const pid_t pid;
+};
+
+/// Sends messages until the manager's queue is full.
+void fillQueue()
 {
     const halvex::FileDescriptor filler(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0));
     sockaddr_un address{AF_UNIX, "/run/notify"};
     ASSERT_EQ(connect(filler.get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     while (send(filler.get(), "x", 1, 0) == 1) {
     }
+}
+
+TEST_F(Watchdog, AFailedCheckAsksTheManagerToEndTheDaemonWhichThenBeginsNothing)
+{
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
+    {
+        const FailingDaemon daemon([&ends] {
+            // The event loop's next event, which it would deliver before it waits for anything.
+            QTimer::singleShot(0, [&ends] { static_cast<void>(write(ends[1], "x", 1)); });
+        });
+        EXPECT_EQ(nextMessage(), "WATCHDOG=trigger");
+        EXPECT_TRUE(waitFor([&daemon] { return sleeps(daemon.pid); }));
+        char byte = 0;
+        EXPECT_EQ(read(ends[0], &byte, 1), -1) << "it has gone on before it slept";
+    }
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(Watchdog, ARequestThatDoesNotFitIntoTheManagersQueueIsRepeated)
+{
+    fillQueue();
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const FailingDaemon daemon([&ends] { static_cast<void>(write(ends[1], "x", 1)); });
+    char byte = 0;
+    ASSERT_EQ(read(ends[0], &byte, 1), 1);
+    ASSERT_TRUE(waitFor([&daemon] { return sleeps(daemon.pid); }));
+    QByteArray message;
+    do {
+        message = nextMessage();
+    } while (message == "x");
+    EXPECT_EQ(message, "WATCHDOG=trigger");
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(Watchdog, AManagerThatDoesNotReadIsNotWaitedFor)
+{
+    fillQueue();
     const auto watchdog = halvex::startWatchdog();
     QEventLoop loop;
     QTimer::singleShot(100, &loop, &QEventLoop::quit);
