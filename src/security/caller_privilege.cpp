@@ -22,15 +22,22 @@ namespace {
 constexpr unsigned separatedAdminUid = 600;
 
 constexpr const char *statusTool = "/usr/sbin/getstatus";
+constexpr const char *threeAdminKey = "three admin";
+
+/// Tells whether there is no program at @p path.
+bool isMissing(const char *path)
+{
+    return access(path, X_OK) != 0 && (errno == ENOENT || errno == ENOTDIR || errno == EACCES);
+}
 
 /// Asks the status tool. Returns nothing if it exists but could not be started or completely read.
 std::optional<bool> readThreeAdminMode()
 {
     // With "exec" the shell does not fork for the tool: a failed fork could pass unnoticed.
     static const std::string command = std::string("exec ") + statusTool;
-    const std::optional<bool> isOn = querySwitch(command.c_str(), "three admin");
+    const std::optional<bool> isOn = querySwitch(command.c_str(), threeAdminKey);
     // A host without the tool has no separated roles.
-    return isOn || access(statusTool, X_OK) == 0 ? isOn : std::optional(false);
+    return isOn || !isMissing(statusTool) ? isOn : std::optional(false);
 }
 
 } // namespace
@@ -60,7 +67,7 @@ bool isConfirmed(const PrivilegeBasis &basis, QDBusConnectionInterface *bus, con
 
 bool isThreeAdminMode()
 {
-    return readThreeAdminMode().value_or(false);
+    return readSwitchFromCommand(statusTool, threeAdminKey);
 }
 
 bool isAdminUid(unsigned uid)

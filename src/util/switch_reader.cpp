@@ -73,8 +73,9 @@ std::optional<bool> querySwitch(const char *command, const char *key)
     }
     const bool isCutShort = std::ferror(pipe.get()) != 0;
     const int status = pclose(pipe.release());
+    // A program for which there is no memory left may also be terminated by a signal at its start.
     const bool isNotStarted =
-        WIFEXITED(status) && (WEXITSTATUS(status) == 126 || WEXITSTATUS(status) == 127);
+        !WIFEXITED(status) || WEXITSTATUS(status) == 126 || WEXITSTATUS(status) == 127;
     return isCutShort || isNotStarted ? std::nullopt : std::optional(false);
 }
 

@@ -19,8 +19,8 @@ namespace halvex {
 [[nodiscard]] bool readSwitchFromCommand(const char *command, const char *key);
 
 /// Like readSwitchFromCommand(), but returns nothing if the state of the switch is unknown: if the
-/// shell cannot be started, its output cannot be read, or it prints no answer and exits with 126 or
-/// 127, the exit statuses for a command that could not be started.
+/// shell cannot be started, if its output cannot be read, or if it prints no answer and either is
+/// terminated by a signal or exits with 126 or 127, which mean that a command could not be started.
 [[nodiscard]] std::optional<bool> querySwitch(const char *command, const char *key);
 
 /// Reads the switch @p key from one line of a status tool.

@@ -90,11 +90,25 @@ TEST_F(StatusTool, ThatIsNotExecutableMeansThatTheModeIsOff)
 
 TEST_F(StatusTool, ThatPrintsNothingAndFailsMeansThatTheModeIsOff)
 {
-    for (const char *end : {"exit 0", "exit 1", "exit 2", "exit 3", "kill -TERM $$",
-                            "kill -KILL $$", "kill -SEGV $$"}) {
+    for (const char *end : {"exit 0", "exit 1", "exit 2", "exit 3"}) {
         host::writeScript(tool, QByteArray(end) + '\n');
         expectTheModeIsOff(end);
     }
+}
+
+TEST_F(StatusTool, ThatIsTerminatedByASignalBeforeItPrintsLetsNobodyChangeAnything)
+{
+    // So ends a program for which the kernel has no memory left while it starts.
+    for (const char *end : {"kill -TERM $$", "kill -KILL $$", "kill -SEGV $$"}) {
+        host::writeScript(tool, QByteArray(end) + '\n');
+        expectNobodyChanges(end);
+    }
+}
+
+TEST_F(StatusTool, ThatIsTerminatedByASignalAfterItsAnswerHasAnswered)
+{
+    host::writeScript(tool, "echo three admin: off\nkill -KILL $$\n");
+    expectTheModeIsOff("off, then killed");
 }
 
 } // namespace
