@@ -55,13 +55,9 @@ halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
     QDBusConnectionInterface *bus = QDBusConnection::systemBus().interface();
     if (bus != nullptr) {
         bus->setTimeout(startTimeoutMs);
+        isAnswered =
+            callerChecker.canAskTheBus() && halvex::claimBusName(*bus, halvex::startBusName);
     }
-    auto claim = callerChecker.nameClaim();
-    if (claim != halvex::NameClaim::Unanswered) {
-        claim = halvex::claimBusName(bus, halvex::startBusName);
-    }
-    isAnswered = claim != halvex::NameClaim::Unanswered;
-    isProtected = claim == halvex::NameClaim::Owned;
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
     // A daemon without answers exits soon, and must not wait for the upgrade service before.
@@ -115,7 +111,7 @@ QString halvexDesktopDaemonService::researchStatePath() const
 
 bool halvexDesktopDaemonService::hearsTheBus()
 {
-    return isProtected && callerChecker.canAskTheBus() && busWatch.hearsTheBus();
+    return callerChecker.canAskTheBus() && busWatch.hearsTheBus();
 }
 
 bool halvexDesktopDaemonService::checkCaller(bool requireAdmin)
@@ -130,6 +126,7 @@ bool halvexDesktopDaemonService::checkCaller(bool requireAdmin)
 bool halvexDesktopDaemonService::admits(Access access) noexcept
 {
     try {
+        idleTimer.start();
         return checkCaller(access == Access::Change);
     } catch (...) {
         return false; // the caller could not be checked
@@ -141,7 +138,6 @@ int halvexDesktopDaemonService::guarded(Access access, Work work,
                                         std::initializer_list<QString *> outTexts)
 {
     halvex::BusWatch::Call call(busWatch);
-    idleTimer.start();
     if (!admits(access)) {
         systemLog.write("The caller has no permission");
         return halvex::callerRefused;

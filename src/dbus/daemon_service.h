@@ -45,10 +45,11 @@ public:
 
     /// Tells whether the bus answered both claims of the names that protect the daemon's
     /// connections. Otherwise messages block the bus library, and only a new daemon can serve.
+    /// True without a system bus.
     [[nodiscard]] bool isAnsweredByTheBus() const noexcept { return isAnswered; }
 
-    /// Tells whether the daemon's two connections to the system bus work and own their protecting
-    /// names, and incoming calls are served in time.
+    /// Tells whether the daemon's two connections to the system bus work, and incoming calls are
+    /// served in time.
     [[nodiscard]] bool hearsTheBus();
 
 signals:
@@ -109,8 +110,7 @@ private:
 
     std::unique_ptr<QDBusInterface> upgradeInterface;
     bool isServerEdition = false;
-    bool isAnswered = true;   ///< whether the bus answered the claims of the protecting names
-    bool isProtected = false; ///< whether startBusName is owned
+    bool isAnswered = true; ///< whether the bus answered the claims of the protecting names
     /// Writes the alert export; must be created before any thread.
     halvex::ExpendableWorker exportWorker{"halvex-export"};
     SecureCallerChecker callerChecker;

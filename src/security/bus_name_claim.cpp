@@ -4,21 +4,17 @@
 #include <QDBusConnectionInterface>
 #include <QDBusError>
 #include <QDBusReply>
+#include <QDebug>
 
 namespace halvex {
 
-NameClaim claimBusName(QDBusConnectionInterface *bus, const QString &name)
+bool claimBusName(QDBusConnectionInterface &bus, const QString &name)
 {
-    if (bus == nullptr) {
-        return NameClaim::Refused;
+    const QDBusError error = bus.registerService(name).error();
+    if (error.type() == QDBusError::AccessDenied) {
+        qWarning() << "The bus policy does not protect the daemon:" << error.message();
     }
-    const auto reply = bus->registerService(name);
-    if (!reply.isValid()) {
-        return reply.error().type() == QDBusError::NoReply ? NameClaim::Unanswered
-                                                           : NameClaim::Refused;
-    }
-    return reply.value() == QDBusConnectionInterface::ServiceRegistered ? NameClaim::Owned
-                                                                        : NameClaim::Refused;
+    return error.type() != QDBusError::NoReply;
 }
 
 } // namespace halvex

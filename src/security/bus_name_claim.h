@@ -6,15 +6,12 @@ class QString;
 
 namespace halvex {
 
-enum class NameClaim {
-    Owned,
-    Refused,    ///< by the bus, or because there is no connection to it
-    Unanswered, ///< no answer arrives: messages that came before it fill the bus library's queue
-};
-
-/// Claims the name @p name on the bus @p bus, which may be null. Waits for as long as the time-out
-/// of
-/// @p bus. Logs nothing.
-[[nodiscard]] NameClaim claimBusName(QDBusConnectionInterface *bus, const QString &name);
+/// Claims the name @p name on the bus @p bus. Waits for as long as the time-out of @p bus.
+///
+/// If the bus refuses the claim, as under the policy of an earlier version, a Qt warning says so.
+///
+/// @return false if the bus does not answer: messages that came before the answer fill the queue of
+///         the bus library
+[[nodiscard]] bool claimBusName(QDBusConnectionInterface &bus, const QString &name);
 
 } // namespace halvex

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "security/secure_caller_checker.h"
 
+#include "security/bus_name_claim.h"
 #include "security/caller_environment.h"
 #include "security/caller_privilege.h"
 #include "security/caller_process.h"
@@ -23,6 +24,11 @@ constexpr const char *questionsName = "gate";
 
 using halvex::CallerSurroundings;
 using halvex::EnvironmentState;
+
+QString environmentPath(qint32 pid)
+{
+    return QString("/proc/%1/environ").arg(pid);
+}
 
 bool sharesHostNamespaces(const CallerSurroundings &surroundings, qint32 pid)
 {
@@ -58,7 +64,7 @@ SecureCallerChecker::SecureCallerChecker(QObject *parent)
 {
     if (QDBusConnectionInterface *bus = questions.interface()) {
         bus->setTimeout(halvex::busAnswerTimeoutMs);
-        claim = halvex::claimBusName(bus, halvex::gateBusName);
+        isAnswered = halvex::claimBusName(*bus, halvex::gateBusName);
     }
 }
 
@@ -102,16 +108,15 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
 
 bool SecureCallerChecker::checkCallerEnvironment(qint32 pid)
 {
-    const QString path = QString("/proc/%1/environ").arg(pid);
     // A large environment takes time to be passed on and formatted.
     const bool isLogged = QLoggingCategory::defaultCategory()->isDebugEnabled();
     const CallerSurroundings surroundings = halvex::readSurroundings(worker, pid, isLogged);
     if (surroundings.state == EnvironmentState::NotOpened) {
-        qDebug() << "file.open failed" << path;
+        qDebug() << "file.open failed" << environmentPath(pid);
         return false;
     }
     if (surroundings.state == EnvironmentState::NotRead) {
-        qDebug() << "file.read failed" << path;
+        qDebug() << "file.read failed" << environmentPath(pid);
         return false;
     }
     if (isLogged) {

@@ -12,7 +12,6 @@
 // the caller is refused. The status tool has no time-out. Never writes to syslog.
 #pragma once
 
-#include "security/bus_name_claim.h"
 #include "util/expendable_worker.h"
 
 #include <QDBusConnection>
@@ -59,14 +58,9 @@ public:
     [[nodiscard]] int verifyCaller(const QDBusMessage &message, const QDBusConnection &connection,
                                    bool requireAdmin);
 
-    /// Tells whether the gate's own connection to the bus is open and owns gateBusName.
-    [[nodiscard]] bool canAskTheBus() const
-    {
-        return claim == halvex::NameClaim::Owned && questions.isConnected();
-    }
-
-    /// Returns what came of the claim of gateBusName.
-    [[nodiscard]] halvex::NameClaim nameClaim() const noexcept { return claim; }
+    /// Tells whether the gate's own connection to the bus is open, and the bus answered the claim
+    /// of gateBusName.
+    [[nodiscard]] bool canAskTheBus() const { return isAnswered && questions.isConnected(); }
 
 private:
     [[nodiscard]] bool checkCallerEnvironment(qint32 pid);
@@ -76,5 +70,5 @@ private:
     /// Reads /proc; must be created before any thread.
     halvex::ExpendableWorker worker{"halvex-gate"};
     const QDBusConnection questions; ///< the gate's own connection
-    halvex::NameClaim claim = halvex::NameClaim::Refused;
+    bool isAnswered = false;
 };

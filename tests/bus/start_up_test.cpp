@@ -194,6 +194,25 @@ TEST_F(StartUp, AnObjectPathThatIsTakenIsLoggedAndTheDaemonRunsOn)
                                              "dbus service start "}));
 }
 
+TEST_F(StartUp, ABusThatRefusesTheProtectingNamesIsServedWithAWarningForEach)
+{
+    // As a policy of 1.0.0 does.
+    host::writeFile("/etc/dbus-1/system.d/com.norva.halvex.desktop.conf",
+                    "<busconfig><policy user=\"root\"><allow own=\"com.norva.halvex.desktop\"/>"
+                    "</policy><policy context=\"default\">"
+                    "<allow send_destination=\"com.norva.halvex.desktop\"/></policy></busconfig>");
+    ASSERT_EQ(host::run({"dbus-send", "--system", "--print-reply", "--dest=org.freedesktop.DBus",
+                         "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig"})
+                  .exitCode,
+              0);
+    host::writeFile("/var/lib/halvex/var/run/halvex-research.state", "events_processed='5'\n");
+    startDaemon();
+    EXPECT_EQ(call("getEventTotalCount"), (Reply{0, {"5"}}));
+    const QString warning = "The bus policy does not protect the daemon: ";
+    EXPECT_EQ(daemonMessages().filter(warning).size(), 2);
+    EXPECT_EQ(daemonMessages().size(), 3);
+}
+
 TEST_F(StartUp, ItTakesNoOptions)
 {
     daemonArguments = QStringList{"--help", "-version", "anything"};
