@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "util/child_process.h"
 
+#include "util/process_descriptor.h"
+
 #include <QDeadlineTimer>
 
 #include <array>
@@ -8,7 +10,6 @@
 #include <csignal>
 #include <cstddef>
 #include <poll.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -94,9 +95,7 @@ bool ChildProcess::watchForExit()
     if (state() == NotRunning) {
         return false;
     }
-    // A system call, as in openProcess().
-    exitNotice = FileDescriptor(
-        static_cast<int>(syscall(SYS_pidfd_open, static_cast<pid_t>(processId()), 0)));
+    exitNotice = openProcess(static_cast<pid_t>(processId()));
     return exitNotice.isOpen() || errno == ESRCH; // ESRCH: it has exited, and Qt has reaped it
 }
 

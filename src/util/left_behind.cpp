@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "util/left_behind.h"
 
-#include "util/worker_process.h"
+#include "util/process_descriptor.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -39,37 +39,51 @@ bool hasName(const fs::path &process, const std::string &name)
     return textOf(process / "comm") == name + '\n';
 }
 
-/// Tells whether the process with the directory @p process is in the mount namespace of this one.
-/// In another namespace, such as a container's, the path of an executable means nothing.
-bool sharesMounts(const fs::path &process)
+/// What a worker of this program has in common with this process.
+struct Program
 {
-    std::error_code error;
-    const fs::path ours = fs::read_symlink("/proc/self/ns/mnt", error);
-    return !ours.empty() && fs::read_symlink(process / "ns/mnt", error) == ours;
+    std::string executable;
+    fs::path mountNamespace; ///< in another one, such as a container's, executable means nothing
+};
+
+bool operator==(const Program &one, const Program &other)
+{
+    return one.executable == other.executable && one.mountNamespace == other.mountNamespace;
 }
 
-/// Any user may run a program with that process name, and any user may run this program.
-bool isOurs(const fs::path &process)
+Program programOf(const fs::path &process)
 {
-    return executableOf(process) == executableOf("/proc/self") && sharesMounts(process) &&
-           textOf(process / "status").find("\nUid:\t0\t0\t0\t0\n") != std::string::npos;
+    std::error_code error;
+    return {executableOf(process), fs::read_symlink(process / "ns/mnt", error)};
+}
+
+/// Any user may run @p program too.
+bool runsAsRoot(const fs::path &process)
+{
+    return textOf(process / "status").find("\nUid:\t0\t0\t0\t0\n") != std::string::npos;
 }
 
 } // namespace
 
 void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDescriptor> &found)
 {
+    const Program ours = programOf("/proc/self");
+    if (ours.mountNamespace.empty()) {
+        return;
+    }
     std::error_code error;
-    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end;
-         entry.increment(error)) {
+    for (fs::directory_iterator entry("/proc", error), end;
+         !error && entry != end && found.size() < maxCount; entry.increment(error)) {
         const fs::path &process = entry->path();
-        if (found.size() >= maxCount || !hasName(process, name)) {
+        // Any user may give a process this name.
+        if (!hasName(process, name)) {
             continue;
         }
         // Open the pidfd first: what is read then is about the same process, even if it has exited.
         const auto pid = std::strtol(process.filename().c_str(), nullptr, 10);
         FileDescriptor opened = openProcess(static_cast<pid_t>(pid));
-        if (opened.isOpen() && hasName(process, name) && isOurs(process)) {
+        if (opened.isOpen() && hasName(process, name) && programOf(process) == ours &&
+            runsAsRoot(process)) {
             found.push_back(std::move(opened));
         }
     }

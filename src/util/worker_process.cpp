@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "util/worker_process.h"
 
+#include "util/process_descriptor.h"
 #include "util/socket_io.h"
 
 #include <csignal>
@@ -8,7 +9,6 @@
 #include <optional>
 #include <string>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace halvex {
@@ -58,10 +58,6 @@ int closeAllBut(int kept)
 /// Makes the kernel terminate this process when its parent @p parent exits.
 void exitWith(pid_t parent)
 {
-    // SIGTERM is blocked in the daemon when it forks the template, so it is unblocked here.
-    sigset_t none{};
-    sigemptyset(&none);
-    static_cast<void>(pthread_sigmask(SIG_SETMASK, &none, nullptr));
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) {
         _exit(1); // the parent exited before the line above
@@ -94,12 +90,6 @@ void JobControl::setPatience(std::optional<std::chrono::milliseconds> limit) con
 void JobControl::setInterimResult(const std::string &result) const
 {
     tell(channel, {Word::Kind::InterimResult, result.size()}, result);
-}
-
-FileDescriptor openProcess(pid_t process) noexcept
-{
-    // In glibc 2.36, pidfd_open() cannot be linked from C++.
-    return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
 }
 
 void liveAsTemplate(int socket, pid_t daemon, const char *workerName) noexcept

@@ -4,7 +4,6 @@
 #pragma once
 
 #include "util/expendable_worker.h"
-#include "util/file_descriptor.h"
 
 #include <cstdint>
 #include <sys/types.h>
@@ -31,8 +30,5 @@ struct Word
 ///
 /// @param workerName  the process name of the workers
 [[noreturn]] void liveAsTemplate(int socket, pid_t daemon, const char *workerName) noexcept;
-
-/// Returns a pidfd for @p process, see pidfd_open(2); not open on failure.
-[[nodiscard]] FileDescriptor openProcess(pid_t process) noexcept;
 
 } // namespace halvex

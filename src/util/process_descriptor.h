@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "util/file_descriptor.h"
+
+#include <sys/types.h>
+
+namespace halvex {
+
+/// Returns a pidfd for @p process, see pidfd_open(2); not open on failure, with errno set.
+[[nodiscard]] FileDescriptor openProcess(pid_t process) noexcept;
+
+} // namespace halvex
