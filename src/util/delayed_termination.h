@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The daemon is stopped by SIGTERM; systemd also sends it when the daemon loses its bus name. The
+// SIGTERM stops the daemon. systemd sends this signal also when the daemon loses its bus name. The
 // signal must not arrive while a settings file is being written, because half a file would remain.
 #pragma once
 
@@ -8,8 +8,8 @@
 
 namespace halvex {
 
-/// While this object exists, SIGTERM is blocked in this thread. Threads created in this time keep
-/// it blocked for ever. A pending SIGTERM is delivered when the object is destroyed.
+/// While this object exists, SIGTERM is blocked in this thread. A thread that is created meanwhile
+/// keeps SIGTERM blocked for ever. A pending SIGTERM is delivered when the object is destroyed.
 class DelayedTermination
 {
 public:

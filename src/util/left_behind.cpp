@@ -20,8 +20,9 @@ std::string textOf(const fs::path &file)
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// Returns the executable of the process with the directory @p process. After a package upgrade the
-/// executable of the earlier daemon is deleted; its path is still found.
+/// Returns the path of the executable of the process with the /proc directory @p process. After a
+/// package upgrade, the executable of the earlier daemon is a deleted file; the path that it had is
+/// returned.
 std::string executableOf(const fs::path &process)
 {
     const std::string removed = " (deleted)";
@@ -39,8 +40,8 @@ bool hasName(const fs::path &process, const std::string &name)
     return textOf(process / "comm") == name + '\n';
 }
 
-/// Tells whether the process with the directory @p process is in the mount namespace of this one.
-/// In another namespace, such as a container's, the path of an executable means nothing.
+/// Tells whether the process with the /proc directory @p process is in the mount namespace of this
+/// process. In another namespace, such as a container's, the same path may lead to another file.
 bool sharesMounts(const fs::path &process)
 {
     std::error_code error;
@@ -48,7 +49,9 @@ bool sharesMounts(const fs::path &process)
     return !ours.empty() && fs::read_symlink(process / "ns/mnt", error) == ours;
 }
 
-/// Any user may run a program with that process name, and any user may run this program.
+/// Tells whether a process with the name of a worker is a worker of an earlier daemon. The name
+/// alone is not enough, because any user may run a program with that name. Any user may also run
+/// this program, so the process must also run as root.
 bool isOurs(const fs::path &process)
 {
     return executableOf(process) == executableOf("/proc/self") && sharesMounts(process) &&
@@ -66,7 +69,8 @@ void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDesc
         if (found.size() >= maxCount || !hasName(process, name)) {
             continue;
         }
-        // Open the pidfd first: what is read then is about the same process, even if it has exited.
+        // Open the pidfd before the checks. If the process exits meanwhile, and a new process gets
+        // its id, the pidfd is that of the exited process, which is not counted.
         const auto pid = std::strtol(process.filename().c_str(), nullptr, 10);
         FileDescriptor opened = openProcess(static_cast<pid_t>(pid));
         if (opened.isOpen() && hasName(process, name) && isOurs(process)) {

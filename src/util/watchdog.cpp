@@ -29,7 +29,7 @@ QByteArray takeVariable(const char *name)
 }
 
 /// Sends @p message to the service manager's socket @p name. A lost message is not repeated: the
-/// interval is short enough to lose one.
+/// interval is so short that a single loss does no harm.
 void notify(QByteArray name, const QByteArray &message)
 {
     sockaddr_un address{};
@@ -79,8 +79,8 @@ void Watchdog::sendKeepAlive()
 {
     if (check && !check()) {
         notify(socketName, "WATCHDOG=trigger");
-        // Begin no further call: the service manager kills the daemon now, which could truncate a
-        // file that the call writes.
+        // The service manager kills the daemon now. Do not begin another call: the kill could
+        // truncate a file that the call writes.
         while (true) {
             std::this_thread::sleep_for(std::chrono::hours(1));
         }

@@ -58,7 +58,8 @@ int closeAllBut(int kept)
 /// Makes the kernel terminate this process when its parent @p parent exits.
 void exitWith(pid_t parent)
 {
-    // SIGTERM is blocked in the daemon when it forks the template, so it is unblocked here.
+    // SIGTERM is blocked in the daemon at the moment of the fork. The child inherits this, so
+    // unblock the signal here.
     sigset_t none{};
     sigemptyset(&none);
     static_cast<void>(pthread_sigmask(SIG_SETMASK, &none, nullptr));
@@ -71,7 +72,8 @@ void exitWith(pid_t parent)
 /// The main function of a worker, a child of @p parent.
 [[noreturn]] void live(int socket, pid_t parent, const char *name) noexcept
 {
-    // The name shows an administrator which process hangs. A later daemon finds the process by it.
+    // The name shows an administrator which process hangs. A later daemon finds the process by this
+    // name.
     prctl(PR_SET_NAME, name);
     exitWith(parent);
     const int ownSocket = closeAllBut(socket);
