@@ -11,7 +11,7 @@ namespace halvex {
 
 /// Reads the three notification settings from the file at @p path.
 ///
-/// An out-value whose setting is missing or empty is unchanged.
+/// If a setting is missing or empty, its out-value is not changed.
 ///
 /// @return 0 on success, even if the notify element is empty; -1 if readSettingsFile() or
 ///         notifyValuesIn() fails

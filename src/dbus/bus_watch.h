@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Checks whether the daemon still receives messages from the bus in time. It does not if the
-// connection is lost, or if the thread that reads the bus hangs. It does not either if so many
-// messages are queued that serving them takes minutes, even after their sender has left the bus. In
-// each of these cases, a restarted daemon serves callers sooner.
+// Checks whether the daemon still receives messages from the bus in time. Three things can prevent
+// this: the connection is lost, the thread that reads the bus hangs, or so many messages are queued
+// that serving them takes minutes, even after their sender has left the bus. In each of these
+// cases, a restarted daemon serves callers sooner.
 #pragma once
 
 #include <QDBusConnection>

@@ -48,8 +48,8 @@ public:
     SecureCallerChecker &operator=(const SecureCallerChecker &) = delete;
     ~SecureCallerChecker() override;
 
-    /// Decides about the sender of @p message, which arrived over @p connection. @p connection is
-    /// not used: the gate has its own connection.
+    /// Decides whether the sender of @p message is accepted. @p connection, over which the message
+    /// arrived, is not used: the gate has its own connection.
     ///
     /// Problems with the process id and namespaces are written as Qt warnings, and a failure to
     /// open or read the environment as a Qt debug message. A forbidden variable or a wrong program

@@ -69,8 +69,8 @@ void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDesc
         if (found.size() >= maxCount || !hasName(process, name)) {
             continue;
         }
-        // Open the pidfd before the checks. If the process exits meanwhile, and a new process gets
-        // its id, the pidfd is that of the exited process, which is not counted.
+        // Open the pidfd before the checks. If the process exits meanwhile and a new process gets
+        // its id, the pidfd still belongs to the exited process, which is not counted.
         const auto pid = std::strtol(process.filename().c_str(), nullptr, 10);
         FileDescriptor opened = openProcess(static_cast<pid_t>(pid));
         if (opened.isOpen() && hasName(process, name) && isOurs(process)) {
