@@ -2,8 +2,8 @@
 //
 // A service that does the same work as the daemon's getEventTotalCount and nothing else: the
 // questions to the bus, the reads of /proc, the status tool and the state file, in one function.
-// With an argument, it uses that as its bus name, and also writes a line to Qt's log and creates a
-// proxy, as the daemon does at its start, to measure what Qt needs for these two.
+// With an argument, which is its bus name, the service also writes a line to Qt's log and creates a
+// proxy, as the daemon does at its start. This shows how much memory Qt needs for these two steps.
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The same bare service as bare_adaptor.cpp, in C, with sd-bus.
+// The same service as bare_adaptor.cpp, written in C with sd-bus.
 #define _GNU_SOURCE
 #include <fcntl.h>
 #include <stdio.h>

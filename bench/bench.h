@@ -27,7 +27,8 @@ inline double medianOf(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-/// Prints a row of the table: what is measured, our value, the reference value, and their ratio.
+/// Prints a row of the table: what is measured, our value, the reference value, their ratio and the
+/// goal.
 inline void printRow(const char *what, double ours, double reference, const char *goal)
 {
     std::printf("| %s | %.3f ms | %.3f ms | %.2f | %s |\n", what, ours * 1e3, reference * 1e3,

@@ -3,12 +3,13 @@
 // Measures bus calls to the daemon and to minimal services. This program is installed at the path
 // of a front end.
 //
-//   calls                         the table's rows of calls
-//   calls start DAEMON REFERENCE  the row of the two programs' starts
-//   calls one STATUS              the duration in seconds of one call that returns STATUS
-//   calls environment KIB         a row of calls from a process with an environment of that size
-//   calls older ADDRESS           rows of calls, against an older daemon on the bus at that address
-//   calls older ADDRESS KIB       the same from a process with an environment of that size
+//   calls                         prints the rows of the table about calls
+//   calls start DAEMON REFERENCE  prints the row that compares the starts of two programs
+//   calls one STATUS              prints the duration in seconds of one call that returns STATUS
+//   calls environment KIB         prints a row about calls with an environment of KIB KiB
+//   calls older ADDRESS           prints the rows that compare the daemon with an older daemon,
+//                                 which is on the bus at ADDRESS
+//   calls older ADDRESS KIB       prints the same rows for calls with an environment of KIB KiB
 #include "bench.h"
 #include "dbus/bus_names.h"
 #include "dbus/detect_type.h"
@@ -42,7 +43,7 @@ IsExpected statusIs(int status)
     return [status](const QDBusMessage &reply) { return reply.arguments().value(0) == status; };
 }
 
-/// Returns an action of one round of calls. All answers must be as expected.
+/// Returns an action that makes one round of calls. An unexpected reply ends the program.
 bench::Action roundOf(const QDBusMessage &message, const IsExpected &isExpected,
                       const QDBusConnection &bus = QDBusConnection::systemBus())
 {
@@ -67,7 +68,7 @@ QDBusMessage callOf(const char *method, const QVariantList &arguments = {})
     return message;
 }
 
-/// The calls that read one of the settings, and those that write the value that it already has.
+/// A call that reads a setting, and a call that writes the value that the setting already has.
 struct SettingsCalls
 {
     QDBusMessage reading;
@@ -109,7 +110,7 @@ QDBusMessage authorizationOf(pid_t process, int user)
     return message;
 }
 
-/// Starts a process of an ordinary user, which runs as long as this one.
+/// Starts a process of the user @p user, which runs until this process exits.
 pid_t startProcessOf(int user)
 {
     int untilTheEnd[2];
@@ -157,7 +158,8 @@ void printRows()
     }
 }
 
-/// Prints the rows of calls against those to the daemon on the bus at @p address.
+/// Prints the rows that compare calls with the same calls to an older daemon on the bus at
+/// @p address.
 void printRowsAgainstOlder(const QString &address, const QString &circumstances)
 {
     const auto olderBus = QDBusConnection::connectToBus(address, "older");
@@ -174,7 +176,8 @@ void printRowsAgainstOlder(const QString &address, const QString &circumstances)
     }
 }
 
-/// Prints the row of the two programs' starts. A start ends when the program owns its bus name.
+/// Prints the row that compares the starts of the two programs. A start ends when the program owns
+/// its bus name.
 void printRowOfStarts(const QString &daemon, const QString &reference)
 {
     QEventLoop loop;
@@ -201,7 +204,7 @@ void printRowOfStarts(const QString &daemon, const QString &reference)
     process.waitForFinished();
 }
 
-/// Prints the duration of one call that returns @p status, for comparisons.
+/// Prints the mean duration of a call that returns @p status.
 void printSecondsOfOne(int status)
 {
     const double seconds =
@@ -209,8 +212,8 @@ void printSecondsOfOne(int status)
     std::printf("%.9f\n", seconds / callsInARound);
 }
 
-/// Executes this program again with an environment of @p size KiB, ten variables for each KiB,
-/// unless it was done before.
+/// Executes this program again with an environment of @p size KiB, with ten variables for each KiB.
+/// A no-op if this was done before.
 void ensureEnvironmentOf(int size, char **arguments)
 {
     if (qEnvironmentVariableIsSet("VARIABLE0")) {
@@ -219,7 +222,7 @@ void ensureEnvironmentOf(int size, char **arguments)
     std::vector<std::string> variables;
     for (int i = 0; i < size * 10; ++i) {
         std::string variable = "VARIABLE" + std::to_string(i) + '=';
-        variable.resize(i % 10 < 4 ? 102 : 101, 'x'); // ten with their NULs are 1,024 bytes
+        variable.resize(i % 10 < 4 ? 102 : 101, 'x'); // ten, with their NULs: 1,024 bytes
         variables.push_back(variable);
     }
     std::vector<char *> environment;

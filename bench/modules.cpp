@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Measures the modules alone, against the tools and libraries that do the same bare work.
+// Measures the modules alone, compared with tools and libraries that do only the same core work.
 #include "bench.h"
 #include "config/ai_settings.h"
 #include "config/intervention_settings.h"
@@ -49,7 +49,7 @@ void run(const std::vector<const char *> &command, const char *output)
     }
 }
 
-/// Returns by how many KiB the memory of this process grows at most during @p action.
+/// Returns the maximum growth, in KiB, of this process's memory during @p action.
 int peakGrowthOf(const bench::Action &action)
 {
     const auto field = [](const QByteArray &name) {
@@ -94,7 +94,7 @@ void measureExport(const char *what, int count, int size)
         });
     std::printf("| %s: memory that it takes | %d KiB | | | none |\n", what,
                 peakGrowthOf(exportAll));
-    std::fflush(stdout); // or a child would print it again
+    std::fflush(stdout); // otherwise a child would print it again
     QDir(directory).removeRecursively();
     unlink(output);
 }
@@ -154,7 +154,7 @@ void measureNotifySettings()
         "1.1");
 }
 
-/// Prints the cost per unit for 16 and for 64 units, compared with the cost of one unit.
+/// Prints the time for each of 16 and of 64 units, compared with the time for a single unit.
 void measureGrowth(const char *what, const char *unit,
                    const std::function<void(int units)> &prepare, const bench::Action &action)
 {

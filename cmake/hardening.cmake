@@ -1,19 +1,20 @@
-# What makes a flaw in the daemon harder to use, as in Debian's packages. A flag about which the
-# builder's own flags, such as those of dpkg-buildflags, have a say is left to them.
+# Flags that make a flaw in the daemon harder to exploit, as in Debian's packages. If the builder's
+# own flags, such as those of dpkg-buildflags, already set one of them, it is not added here.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 
-# Code that can be loaded at any address, executables too.
+# Create code that can be loaded at any address, for executables too.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 check_pie_supported()
 
 add_library(hardening INTERFACE)
-# The sanitizers look for the same flaws; the counters are for a build without optimisation.
+# No hardening for sanitizers, which find the same flaws themselves, nor for coverage, which needs a
+# build without optimisation.
 if(HALVEX_SANITIZE OR HALVEX_FUZZ OR HALVEX_COVERAGE)
     return()
 endif()
 
-# Two of them exist on some kinds of processor only.
+# The last two flags exist only for some kinds of processor.
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
              -mbranch-protection=standard)
     string(REGEX MATCH "(stack|cf|branch)-[a-z]+" topic ${flag})
@@ -25,7 +26,7 @@ foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
     endif()
 endforeach()
 
-# It does nothing without optimisation but have the C library warn.
+# Without optimisation, this macro has no effect except a warning of the C library.
 if(NOT CMAKE_CXX_FLAGS MATCHES _FORTIFY_SOURCE)
     target_compile_options(hardening INTERFACE
         $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)

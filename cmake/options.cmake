@@ -1,5 +1,6 @@
-# What every target of our own is compiled with. Generated code (moc, the adaptor's header) goes
-# through the same flags. Warnings are errors in the presets alone: another compiler may have new ones.
+# The flags of all targets of this project. Generated code (moc, the adaptor's header) is compiled
+# with the same flags. Only the presets turn warnings into errors, because another compiler may have
+# new warnings.
 add_library(project_options INTERFACE)
 target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
@@ -7,7 +8,7 @@ target_compile_options(project_options INTERFACE
 target_compile_definitions(project_options INTERFACE
     QT_DEPRECATED_WARNINGS QT_NO_CAST_FROM_BYTEARRAY QT_NO_URL_CAST_FROM_STRING)
 
-# The reports of sanitizers need line numbers and no more (-g1), which compiles faster.
+# The reports of sanitizers need only line numbers. -g1 adds nothing else, so it compiles faster.
 if(HALVEX_SANITIZE)
     target_compile_options(project_options INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)

@@ -11,7 +11,7 @@ namespace halvex {
 /// Reads one setting of an engine from the file at @p path.
 ///
 /// @param type   the engine; only 0 is known
-/// @param value  as readAiSetting() says; unchanged for any other type
+/// @param value  see readAiSetting(); unchanged for any other type
 /// @return 0 on success; -1 for any other type, or if readAiSetting() fails
 [[nodiscard]] int getAiConfig(const QString &path, int type, const QString &key, QString &value);
 
@@ -24,9 +24,9 @@ namespace halvex {
 /// Writes one setting of an engine into the file at @p path. The file keeps its owner and mode.
 ///
 /// @param type  the engine; only 0 is known
-/// @return 0 if the new text was made, even if the file could not be opened or written; -1, with
-///         the file unchanged, for any other type, for an empty key or value, or if
-///         readSettingsFile() or withAiSetting() fails
+/// @return 0 if the new text could be made, even if the file could not be opened for writing or the
+///         write failed; -1, with the file unchanged, for any other type, for an empty key or
+///         value, or if readSettingsFile() or withAiSetting() fails
 [[nodiscard]] int setAiConfig(const QString &path, int type, const QString &key,
                               const QString &value);
 

@@ -78,7 +78,7 @@ YAML::Node nodeAt(const YAML::Node &root, const QString &key)
     for (int end = 0; end < key.size(); start = end + 1) {
         end = key.indexOf('.', start);
         end = end < 0 ? key.size() : end;
-        // The node must be const: operator[] of any other node inserts a missing entry.
+        // The node must be const: operator[] of a non-const node inserts a missing entry.
         const YAML::Node &map = node;
         node.reset(map[key.mid(start, end - start).toStdString()]);
     }

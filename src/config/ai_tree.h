@@ -14,15 +14,15 @@
 
 namespace halvex {
 
-/// The depth to which yaml-cpp 0.7 and 0.8 read a document, the root counted as 1. They refuse a
-/// deeper document.
+/// The maximum depth of a document; the root has depth 1. The libraries yaml-cpp 0.7 and 0.8 refuse
+/// a deeper document.
 constexpr int maxNodeDepth = 499;
 
-/// The maximum number of components of a key. Each component is one level of nested maps; the value
-/// lies in the innermost map.
+/// The maximum number of components of a key. Each component is one level of nested maps. The value
+/// is in the innermost map.
 constexpr int maxKeyComponents = maxNodeDepth - 1;
 
-/// Follows the components of the dotted @p key from @p root, one map entry for each.
+/// Follows the dotted @p key from @p root: each component of the key names a map entry.
 ///
 /// The cost is linear in the key's length and the size of the maps on the path. The search stops at
 /// the first missing component. The tree is not changed.
@@ -34,21 +34,22 @@ constexpr int maxKeyComponents = maxNodeDepth - 1;
 /// at the path @p components[index], @p components[index + 1], ... to @p value.
 ///
 /// Each component but the last names a map. A missing entry is appended, and an entry that is not a
-/// map is replaced by a map. The first of several entries with the same name is used. @p node is
-/// not changed: with aliases several entries can be the same node, even inside itself, and only the
-/// named entry may change.
+/// map is replaced by a map. The first of several entries with the same name is used. @p node
+/// itself is not changed: with aliases, several entries can be the same node, and a node can
+/// contain itself. Only the named entry may change.
 void setNestedValue(YAML::Node result, const YAML::Node &node,
                     const std::vector<std::string> &components, const std::string &value,
                     std::size_t index);
 
-/// Emits @p node and its descendants. The type of each scalar is determined again: a boolean if the
-/// library reads one, else an int, else a double-quoted text. Keys are always emitted as text.
+/// Emits @p node and its descendants. Each scalar is emitted as a boolean if the library can read
+/// it as one, else as an int if the library can read it as one, else as a double-quoted text. Keys
+/// are always emitted as text.
 ///
-/// @param maxTextBytes  the approximate maximum size of the text; nested aliases can make it grow
-///                      without bounds
+/// @param maxTextBytes  the approximate maximum size of the text, which nested aliases could
+///                      otherwise make longer without a limit
 /// @param depth         the depth of @p node in the document; the root has depth 1
 /// @throws std::exception if a key is a map or a sequence, if the text grows too long, or if the
-///         tree is deeper than maxNodeDepth, as a tree that contains itself is
+///         tree is deeper than maxNodeDepth (a tree that contains itself always is)
 void emitNode(YAML::Emitter &emitter, const YAML::Node &node, std::size_t maxTextBytes,
               int depth = 1);
 

@@ -30,7 +30,7 @@ constexpr bool isIndicator(char byte)
 /// Converts the bytes of a YAML file to the library's type.
 ///
 /// The library needs up to 512 bytes of memory for each node, and any user can make the daemon read
-/// the file. A file with millions of bytes that can begin a node is therefore refused.
+/// the file. So a file with millions of bytes that can begin a node is refused.
 std::string textOf(const QByteArray &content)
 {
     constexpr int maxIndicators = 2'000'000;
@@ -61,9 +61,9 @@ public:
     void OnMapEnd() override {}
 };
 
-/// Tells quickly, for most files, whether @p text holds no document but the one with @p root. The
-/// check works for a block map in column 0: only a line that begins like a document marker or a
-/// directive ends such a map.
+/// Returns true if @p text certainly holds only the document with the root @p root; false means
+/// that this is unknown. The check is quick and works for most files: for a block map in column 0.
+/// Only a line that begins like a document marker or a directive ends such a map.
 bool isCertainlySingleDocument(const YAML::Node &root, const std::string &text)
 {
     constexpr std::array<const char *, 3> ends{"---", "...", "%"};
@@ -76,7 +76,8 @@ bool isCertainlySingleDocument(const YAML::Node &root, const std::string &text)
         text.find('\0') != std::string::npos) {
         return false;
     }
-    // The mark counts characters, not bytes, so it is at or before the key's first byte.
+    // A YAML::Mark counts characters, not bytes. So this position is at or before the key's first
+    // byte.
     std::size_t lineBreak = std::size_t(firstKey.Mark().pos);
     while ((lineBreak = text.find_first_of("\r\n", lineBreak)) != std::string::npos) {
         ++lineBreak;
@@ -89,8 +90,8 @@ bool isCertainlySingleDocument(const YAML::Node &root, const std::string &text)
     return true;
 }
 
-/// Tells whether anything follows the first document in @p text. YAML::LoadAll() loops for ever if
-/// a later document is malformed.
+/// Tells whether anything follows the first document in @p text. YAML::LoadAll() is not used,
+/// because it loops for ever if a later document is malformed.
 bool holdsSeveralDocuments(const std::string &text)
 {
     std::istringstream stream(text);
@@ -99,8 +100,9 @@ bool holdsSeveralDocuments(const std::string &text)
     return parser.HandleNextDocument(handler) && parser.HandleNextDocument(handler);
 }
 
-/// Returns the root of the only document in @p content: a map, or null for an empty document. The
-/// next write would lose any other document, and any root without named entries.
+/// Returns the root of the only document in @p content: a map, or null for an empty document.
+/// Throws an exception for any other content: a write would lose further documents, or a root
+/// without named entries.
 YAML::Node changeableRoot(const QByteArray &content)
 {
     const std::string text = textOf(content);
@@ -114,8 +116,8 @@ YAML::Node changeableRoot(const QByteArray &content)
 
 /// The maximum size of the text that is emitted from @p size bytes.
 ///
-/// Quotes and escapes stay below it. Only aliases, which are expanded at each place, and the
-/// indentation of the lines of a long list deep inside flow brackets can exceed it. Such a file is
+/// Quotes and escapes alone cannot exceed this limit. Two things can: aliases, because each use is
+/// written out, and the indentation of a long list deep inside flow brackets. Such a file is
 /// refused, to save memory.
 constexpr std::size_t maxTextBytesFrom(std::size_t size)
 {
@@ -131,7 +133,8 @@ std::string changedText(const QByteArray &content, const std::vector<std::string
     const YAML::Node root = changeableRoot(content);
     const YAML::Node changed(YAML::NodeType::Map);
     // This look-up finds nothing, but it merges the memory of the new tree into that of the large
-    // tree. An insertion would merge the large one into the new one, and add a tenth to the time.
+    // tree. Without the look-up, the first insertion would merge the large tree into the new one,
+    // which takes a tenth more time.
     static_cast<void>(root[changed]);
     setNestedValue(changed, root, components, value, 0);
     std::size_t size = std::size_t(content.size()) + value.size();
@@ -164,8 +167,9 @@ std::optional<std::string> withAiSetting(const QByteArray &content, const QStrin
     if (key.count('.') >= maxKeyComponents) {
         return std::nullopt;
     }
-    // nodeAt() does not split its key, because any user may send it millions of components. Here
-    // their number is limited, and setNestedValue() needs to know which component is the last.
+    // nodeAt() does not split its key into a list, because any user may send a key with millions of
+    // components. Here the number of components is limited, and setNestedValue() needs to know
+    // which component is the last.
     std::vector<std::string> components;
     for (const QString &component : key.split('.')) {
         components.push_back(component.toStdString());

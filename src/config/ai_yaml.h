@@ -4,13 +4,13 @@
 // of map entries from the root downwards, joined by full stops. Two full stops in a row have an
 // empty name between them. No file is touched here.
 //
-// The YAML library works in memory and needs some hundred bytes for each node of the document. A
-// text is too large if it has more than 2,000,000 bytes that can begin a node, in any context: any
-// of ,[{:-&*!?
+// The YAML library keeps the whole document in memory and needs some hundred bytes for each node.
+// Each of the characters ,[{:-&*!? can begin a node. So a text counts as too large if it has more
+// than 2,000,000 of these characters in total.
 //
-// An entry of the file whose key is null cannot be read. A write to the key "null" changes it, and
-// every write emits its key as the text "null". In quoted text the library replaces Unicode
-// non-characters, such as U+FFFE, by U+FFFD.
+// An entry with a null key cannot be read. A write to the key "null" changes such an entry. After
+// any write, also to another key, the null key has become the text "null". When the library emits
+// quoted text, it replaces Unicode non-characters, such as U+FFFE, by U+FFFD.
 #pragma once
 
 #include <QByteArray>
@@ -23,22 +23,25 @@ namespace halvex {
 
 /// Reads the setting @p key, which is not empty, from the first document in @p content.
 ///
-/// @return the scalar's text, "null" for a null; nothing if the text is too large, malformed or
-///         nested deeper than maxNodeDepth, or if the key names no entry, a map or a sequence
+/// @return the text of the scalar, or "null" for a null; nothing if @p content is too large,
+///         malformed or nested deeper than maxNodeDepth, if there is no such entry, or if the entry
+///         is a map or a sequence
 [[nodiscard]] std::optional<QString> aiSettingIn(const QByteArray &content, const QString &key);
 
-/// Returns the document @p content with the setting @p key set to @p value. Neither may be empty.
+/// Returns the document @p content with the setting @p key set to @p value. The key and the value
+/// must not be empty.
 ///
 /// Missing entries are created. A scalar or a sequence on the path is replaced by a map. The whole
-/// document is emitted again: this determines the type of each scalar again and removes comments.
+/// document is emitted again by emitNode(), which determines the type of each scalar again.
+/// Comments are lost.
 ///
 /// @return nothing
-///         - for a key of more than maxKeyComponents;
+///         - for a key of more than maxKeyComponents components;
 ///         - for a text that is too large, malformed or nested deeper than maxNodeDepth, that holds
 ///           several documents, or whose root is a scalar or a sequence;
-///         - for a tree that cannot be emitted: with a map or a sequence as a key, with an alias
-///           that contains itself, or whose text would be longer than 16 MiB plus eight times the
-///           total size of content, key and value
+///         - for a tree that cannot be emitted: because a key is a map or a sequence, because an
+///           alias contains itself, or because the text would be longer than 16 MiB plus eight
+///           times the total size of content, key and value
 [[nodiscard]] std::optional<std::string> withAiSetting(const QByteArray &content,
                                                        const QString &key, const QString &value);
 

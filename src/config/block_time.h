@@ -10,13 +10,13 @@ namespace halvex {
 
 /// Reads the block time from the first timeout line of the file at @p path.
 ///
-/// @param timeout  the seconds; 0 also if there is no timeout line, emptyTimeout (-2) if its value
-///                 is empty; unchanged on failure
+/// @param timeout  the seconds; 0 also if there is no timeout line; emptyTimeout (-2) if the line's
+///                 value is empty; unchanged on failure
 /// @return 0 on success; -1 if readSettingsFile() fails, or if the value is not a 32-bit number
 [[nodiscard]] int readBlockTimeout(const QString &path, int &timeout);
 
-/// Rewrites every timeout line of the file at @p path with @p value. All other lines are kept. Each
-/// line is ended by a line feed.
+/// Rewrites every timeout line of the file at @p path with @p value. All other lines are kept.
+/// Afterwards, each line ends with a line feed.
 ///
 /// @return 0 if the file was opened for writing, even if it has no timeout line; -1, with the file
 ///         unchanged, if readSettingsFile() fails or the file cannot be opened for writing

@@ -29,7 +29,7 @@ bool isBlankOrComment(std::string_view line)
     return first == std::string_view::npos || line[first] == '#';
 }
 
-/// Takes the first line off @p text.
+/// Removes the first line from @p text and returns it.
 std::string_view takeLine(std::string_view &text)
 {
     const auto end = text.find('\n');
@@ -38,7 +38,8 @@ std::string_view takeLine(std::string_view &text)
     return line;
 }
 
-/// The value in a field's @p line, which holds a "=" with at least one character behind it.
+/// Returns the value in a field's @p line. The line must contain an "=" and at least one character
+/// after it.
 QByteArray valueInLine(std::string_view line)
 {
     const std::string_view value = line.substr(line.find('=') + 2);

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The text of the intervention file: sections of named actions with fields in them,
+// The text of the intervention file: sections of named actions, with fields in them. Each line ends
+// with a line feed:
 //
 //     action "block" {
 //     timeout = "30"
 //
-// in lines that end with a line feed. Names are searched for as substrings, because existing files
-// rely on it: a name also matches as part of a longer name, and a header in a comment matches too.
-// No file is touched here.
+// Names are searched for as substrings, because existing files rely on it. So a name also matches
+// as a part of a longer name, and a header also matches in a comment. No file is touched here.
 #pragma once
 
 #include <QByteArray>
@@ -19,8 +19,9 @@ namespace halvex {
 
 /// Reads a field's value from the section of an action in @p content.
 ///
-/// @return the UTF-8 bytes after the line's first "=" and one more character, without trailing
-///         white space and without any double quote; empty if action or field is missing
+/// @return the rest of the field's line, in UTF-8, after its first "=" and one more character,
+///         without trailing white space and without any double quote; empty if action or field is
+///         missing
 [[nodiscard]] QByteArray fieldValueIn(const QByteArray &content, const QString &actionName,
                                       const QString &fieldName);
 
@@ -41,19 +42,20 @@ struct ByteSpan
 [[nodiscard]] std::optional<int> fieldSearchStart(const QByteArray &content,
                                                   const QString &actionName);
 
-/// Finds the bytes of @p content that a new value of the field replaces, at or after @p from.
+/// Finds, at or after @p from, the bytes of @p content that a new value of the field replaces.
 ///
-/// If a comment "# FIELD" follows anywhere at or after @p from, the search goes on after it. The
-/// value starts three characters after the name, past a blank, "=" and one more character, which
-/// may be a line feed. It ends before the next line feed.
+/// If the comment "# FIELD" occurs anywhere at or after @p from, the search begins after its first
+/// occurrence. The value starts after the field's name, a blank, "=" and one more character, which
+/// may be a line feed. The value ends before the next line feed.
 ///
-/// @return nothing if the field, or a line feed after the start of its value, is missing
+/// @return nothing if the field is missing, or if no line feed follows the start of its value
 [[nodiscard]] std::optional<ByteSpan> findFieldValue(const QByteArray &content,
                                                      const QString &fieldName, int from);
 
 /// Returns the value in the form of the file: each word of @p value in double quotes.
 ///
-/// Each single blank separates two words. A blank at the end adds no word.
+/// Each blank separates two words, so two blanks in a row have an empty word between them. One
+/// blank at the end adds no word.
 [[nodiscard]] QByteArray quoteValueWords(const QByteArray &value);
 
 } // namespace halvex

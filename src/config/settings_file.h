@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads and rewrites complete settings files as bytes, for the stores that interpret them.
+// Reads and rewrites complete settings files as bytes. Other modules interpret the bytes.
 #pragma once
 
 #include <QByteArray>
@@ -11,8 +11,8 @@
 
 namespace halvex {
 
-/// The maximum size of a settings file in bytes. Its text stays below Qt's maximum of 2 GiB even if
-/// each byte is escaped to six bytes or becomes two bytes in UTF-16.
+/// The maximum size of a settings file in bytes. With this limit, the text stays below Qt's maximum
+/// of 2 GiB even if each byte is escaped to six bytes or becomes two bytes in UTF-16.
 constexpr qint64 maxSettingsFileSize = qint64(256) << 20;
 
 /// Reads all bytes of the file at @p path. Never waits for a FIFO's other end, a device or a lease.
@@ -29,8 +29,7 @@ enum class WriteResult {
 };
 
 /// Replaces the content of the file at @p path. The file keeps its owner and mode and is never
-/// created. Like readSettingsFile(), never waits for a FIFO's other end,
-/// a device or a lease.
+/// created. Like readSettingsFile(), never waits for a FIFO's other end, a device or a lease.
 ///
 /// @return NotOpened if the file is missing, is not a regular file or cannot be opened
 [[nodiscard]] WriteResult writeSettingsFile(const QString &path, std::string_view content);

@@ -12,7 +12,8 @@ namespace halvex {
 namespace {
 
 constexpr qint64 answerTimeoutMs = 5000;
-/// After a SIGSTOP the time-out has passed although the answer may have arrived: check again.
+/// If the daemon was stopped by SIGSTOP, the time-out has passed when it continues, although the
+/// answer may have arrived. So one check is not enough.
 constexpr int minChecks = 3;
 
 } // namespace
@@ -35,7 +36,8 @@ BusWatch::Call::~Call()
 BusWatch::BusWatch(QDBusConnection bus) : connection(std::move(bus))
 {
     tick.setInterval(std::chrono::seconds(1));
-    // The library emits this local signal when the connection is lost. No other event would follow.
+    // The library emits this local signal when the connection is lost. No other event may follow,
+    // so the timer has to wake the event loop.
     connection.connect({}, "/org/freedesktop/DBus/Local", "org.freedesktop.DBus.Local",
                        "Disconnected", &tick, SLOT(start()));
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Checks whether the daemon still receives messages from the bus in time. Its connection may be
-// lost, the thread that reads it may hang, or a flood of messages may be queued that takes minutes
-// to serve, long after its sender has gone. In each case a restarted daemon serves sooner.
+// Checks whether the daemon still receives messages from the bus in time. Three things can prevent
+// this: the connection is lost, the thread that reads the bus hangs, or so many messages are queued
+// that serving them takes minutes, even after their sender has left the bus. In each of these
+// cases, a restarted daemon serves callers sooner.
 #pragma once
 
 #include <QDBusConnection>
@@ -13,13 +14,14 @@
 namespace halvex {
 
 /// Pings the bus from time to time by asking for its id. The answer is queued behind all earlier
-/// messages, so it takes as long as a new call would have to wait.
+/// messages, so it arrives as late as a new call would be served.
 class BusWatch : public QObject
 {
     Q_OBJECT
 
 public:
-    /// A call that is being served. Its time does not count as waiting if its caller is accepted.
+    /// A call that is being served. If its caller is accepted, the duration of the call is not
+    /// counted as time without an answer to the ping.
     class Call
     {
     public:
@@ -42,8 +44,8 @@ public:
     /// Sends a ping if none is pending, else checks the pending one. Does not wait.
     ///
     /// @return false if the connection is lost, or if the ping timed out: at least minChecks checks
-    ///         found no answer, and answerTimeoutMs has passed without the time of accepted calls.
-    ///         Always true while a call is being served.
+    ///         found no answer, and answerTimeoutMs has passed, not counting the time that was
+    ///         spent in accepted calls. Always true while a call is being served.
     [[nodiscard]] bool hearsTheBus();
 
 private:
@@ -52,7 +54,7 @@ private:
     QDBusConnection connection;
     QTimer tick; ///< wakes the event loop each second while a ping is pending
     QElapsedTimer sincePing;
-    qint64 servedMs = 0; ///< the part of that time in which accepted calls were served
+    qint64 servedMs = 0; ///< the time since the ping that was spent in accepted calls
     int checks = 0;      ///< the number of checks of the pending ping
     int callDepth = 0;   ///< calls being served; several within a nested event loop
 };

@@ -26,13 +26,13 @@
 
 namespace {
 
-/// The time limit for the bus's reply to the request for each name. Calls that waited for the
-/// daemon are delivered before that reply. If they are so large that the bus library stops reading,
-/// the reply never arrives; only a restart of the daemon discards them.
+/// The time limit for the bus's reply to the request for each name. Calls that waited for the start
+/// of the daemon are delivered before that reply. If these calls are so large that the bus library
+/// stops reading, the reply never arrives. Only a restart of the daemon discards such calls.
 constexpr int startTimeoutMs = 5000;
 
-/// The system bus disconnects the sender of a message of more than 32 MiB: the daemon would lose
-/// its name.
+/// Tells whether @p texts fit into a reply. If the daemon sent a message of more than 32 MiB, the
+/// system bus would disconnect the daemon, which would lose its name.
 bool fitIntoReply(std::initializer_list<QString *> texts)
 {
     constexpr int maxTextBytes = 31 << 20;
@@ -60,14 +60,15 @@ halvexDesktopDaemonService::halvexDesktopDaemonService(QObject *parent)
     }
     halvex::registerDetectType();
     isServerEdition = halvex::detectServerEdition();
-    // A daemon without answers exits soon, and must not wait for the upgrade service before.
+    // If the bus does not answer, the daemon exits soon. So it must not wait for the upgrade
+    // service first.
     if (!isServerEdition && isAnswered) {
         upgradeInterface = halvex::connectUpgradeService(
             this, SLOT(handleInstallProgress(int, QString, QString)),
             SLOT(handleInstallFinished(bool, QStringList, QString, QString)));
     }
-    // Thousands of calls at once, or one call with a large file, leave free memory behind that the
-    // C library does not return to the kernel by itself.
+    // After thousands of calls at once, or one call with a large file, the C library keeps free
+    // memory. It does not return this memory to the kernel by itself.
     idleTimer.setSingleShot(true);
     idleTimer.setInterval(std::chrono::seconds(1));
     connect(&idleTimer, &QTimer::timeout, this, [] { malloc_trim(0); });
@@ -149,7 +150,7 @@ int halvexDesktopDaemonService::guarded(Access access, Work work,
             return status;
         }
     } catch (...) {
-        // Only this call fails, for example if a file needs more memory than there is.
+        // For example, a file needs more memory than there is. Only this call fails.
     }
     for (QString *text : outTexts) {
         text->clear();
@@ -270,7 +271,7 @@ void halvexDesktopDaemonService::handleInstallFinished(bool success, const QStri
                                                        const QString &errorCode,
                                                        const QString &errorMsg)
 {
-    // As in a status, 0 is success.
+    // In the signal, 0 means success, as in a status.
     emit installFinished(success ? 0 : 1, packages, halvex::describeInstallError(errorCode),
                          errorMsg);
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The object with the daemon's bus methods, its two signals and its table of paths. Each slot asks
-// the gate and calls the module that does the work. No call terminates the daemon: a call fails if
-// memory runs out, or if its reply is too long for the bus.
+// The object with the daemon's bus methods, its two signals and the paths of its files. Each slot
+// asks the gate and calls the module that does the work. No call terminates the daemon: a call
+// fails if memory runs out, or if its reply is too long for the bus.
 #pragma once
 
 #include "dbus/bus_watch.h"
@@ -21,35 +21,38 @@
 #include <initializer_list>
 #include <memory>
 
-/// Serves every bus method. Each returns a status: 0 success (of getServiceStatus: no), -1 failure,
-/// -999 if the gate refused the caller. In that case the line "The caller has no permission" is
-/// written to syslog (LOG_INFO), and no out-value is changed. Other values are the module's.
+/// Serves every bus method. Each method returns a status: 0 for success (for getServiceStatus, 0
+/// means "no"), -1 for failure, -999 for a refused caller. If the gate refuses the caller, the line
+/// "The caller has no permission" is written to syslog (LOG_INFO), and no out-value is changed.
+/// Each module describes its other statuses.
 class halvexDesktopDaemonService : public QObject, protected QDBusContext
 {
     Q_OBJECT
 
 public:
-    /// Initialises the gate, registers DetectType, determines the host's edition and, on any but a
-    /// server edition, connects to the upgrade service's signals.
+    /// Initialises the gate, registers DetectType and determines the host's edition. Connects to
+    /// the signals of the upgrade service, unless the host is a server edition or the bus does not
+    /// answer.
     explicit halvexDesktopDaemonService(QObject *parent = nullptr);
 
     // The fixed paths of the files that the modules work on.
     [[nodiscard]] QString interventionConfigPath() const;
     [[nodiscard]] QString notifyConfigPath() const;
     [[nodiscard]] QString blockTimePath() const;
-    /// Returns one of two files by the host's edition; a caller's DetectType has no influence.
+    /// Returns one of two paths. The host's edition selects it; a caller's DetectType has no
+    /// influence.
     [[nodiscard]] QString aiConfigPath() const;
     [[nodiscard]] QString alertsDirPath() const;
     [[nodiscard]] QString alertsExportPath() const;
     [[nodiscard]] QString researchStatePath() const;
 
-    /// Tells whether the bus answered both claims of the names that protect the daemon's
-    /// connections. Otherwise messages block the bus library, and only a new daemon can serve.
-    /// True without a system bus.
+    /// Tells whether the bus answered when the daemon claimed the two names that protect its
+    /// connections. If it did not, queued messages block the bus library, and only a restarted
+    /// daemon can serve calls. True without a system bus.
     [[nodiscard]] bool isAnsweredByTheBus() const noexcept { return isAnswered; }
 
-    /// Tells whether the daemon's two connections to the system bus work, and incoming calls are
-    /// served in time.
+    /// Tells whether the daemon's two connections to the system bus work, and whether incoming
+    /// calls are served in time.
     [[nodiscard]] bool hearsTheBus();
 
 signals:
@@ -59,8 +62,8 @@ signals:
     void installFinished(int success, const QStringList &packages, const QString &errorCode,
                          const QString &errorMsg);
 
-    // For the arguments, further statuses and out-values see the function of the same name in its
-    // module.
+    // The function of the same name in the module describes arguments, further statuses and
+    // out-values.
 public slots:
     int getServiceStatus(const QString &serviceName, int type);
     int setServiceStatus(const QString &serviceName, int status, int type);
@@ -85,24 +88,24 @@ private slots:
                                const QString &errorMsg);
 
 private:
-    /// What a method does to the system; this decides which callers it accepts.
+    /// What a method does to the system. This decides which callers are accepted.
     enum class Access {
         Read,   ///< any allowed front end
         Change, ///< only an allowed front end that an administrator runs
     };
 
-    /// Tells whether the bus caller of the current slot is accepted. Refuses, with the warning "Not
-    /// a DBus call", if there is no bus caller.
+    /// Tells whether the gate accepts the bus caller of the current slot. If there is no bus
+    /// caller, refuses with the warning "Not a DBus call".
     [[nodiscard]] bool checkCaller(bool requireAdmin);
 
     /// Like checkCaller(), but refuses the caller as well if memory runs out during the check.
     [[nodiscard]] bool admits(Access access) noexcept;
 
     /// Runs @p work if the gate accepts the caller, and returns its status. Only this function
-    /// produces the answer to a refused caller.
+    /// answers a refused caller.
     ///
-    /// If the work throws an exception, for example when memory runs out, or if the texts are too
-    /// long for a reply, the status is -1 and the texts are empty.
+    /// The status is -1 and the texts are empty if @p work throws an exception, for example because
+    /// memory runs out, or if the texts are too long for a reply.
     ///
     /// @param outTexts  the texts that @p work fills
     template <typename Work>

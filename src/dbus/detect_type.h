@@ -5,7 +5,8 @@
 
 class QDBusArgument;
 
-/// Selects an AI detection engine; on the bus a structure of one signed 32-bit integer, "(i)".
+/// Selects an AI detection engine. On the bus, this is a structure of one signed 32-bit integer,
+/// "(i)".
 struct DetectType
 {
     int type = 0;
@@ -17,8 +18,8 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, DetectType &detec
 
 namespace halvex {
 
-/// Registers DetectType with Qt's meta-types, under that name, and with its bus types. Must be
-/// called before the first object that uses it is put on the bus.
+/// Registers DetectType, under this name, as a meta-type of Qt and as a type for the bus. Must be
+/// called before the first object that uses the type is put on the bus.
 void registerDetectType();
 
 } // namespace halvex

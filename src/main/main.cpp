@@ -18,12 +18,12 @@
 int main(int argc, char **argv)
 {
     halvex::makeEnvironmentSafe();
-    static_cast<void>(setlocale(LC_ALL, "")); // a host without that locale is no reason to stop
+    static_cast<void>(setlocale(LC_ALL, "")); // continue if the host lacks the locale
     // If the output is a file or a journal, write each line at once, not at exit.
     static_cast<void>(std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ));
     halvex::keepOutputFromBlocking();
 
-    // Destroyed in the reverse order, the bus handle first.
+    // These objects are destroyed in the reverse order, the bus handle first.
     const QCoreApplication application(argc, argv);
     const auto watchdog = halvex::startWatchdog();
     const auto service = std::make_unique<halvexDesktopDaemonService>();
@@ -44,7 +44,7 @@ int main(int argc, char **argv)
         return 1;
     }
     if (!bus.registerObject(halvex::objectPath, service.get(), QDBusConnection::ExportAdaptors)) {
-        // Callers then get the bus's own error for an unknown object.
+        // The daemon runs on without the object, and callers get a bus error for an unknown object.
         qDebug() << "failed to register halvex desktop service: " << bus.lastError().message()
                  << Qt::endl;
     }

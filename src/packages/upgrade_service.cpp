@@ -15,7 +15,7 @@ constexpr const char *serviceName = "com.norva.systemupgrade";
 constexpr const char *servicePath = "/com/norva/systemupgrade";
 constexpr const char *serviceInterface = "com.norva.systemupgrade.interface";
 
-// Statuses of an installation beside those of the service.
+// Statuses that installPackages() returns in addition to those of the service.
 constexpr int answeredByAnother = -2;
 constexpr int noAnswerToWaitFor = -3;
 

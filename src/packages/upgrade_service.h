@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Client of the operating system's upgrade service, com.norva.systemupgrade on the system bus,
-// which installs packages. This module sends it the request and keeps no record of running
-// installations. Progress and result arrive later, as the service's signals. The daemon itself
+// which installs packages. This module only sends the request and keeps no record of running
+// installations. Progress and result arrive later, as signals of the service. The daemon itself
 // installs nothing.
 #pragma once
 
@@ -17,13 +17,14 @@ namespace halvex {
 
 /// Creates the proxy of the upgrade service and connects its two signals to slots of @p receiver.
 ///
-/// The connection stays valid when the service stops and starts again. Only signals of the current
-/// owner of the service's name, with the service's object path, interface and types, are delivered.
-/// A signal that arrives during installPackages() is delivered later, by the event loop.
+/// The signals stay connected when the service stops and starts again. A signal is delivered only
+/// if it comes from the current owner of the service's name and has the service's object path,
+/// interface and types. A signal that arrives during installPackages() is delivered afterwards, by
+/// the event loop.
 ///
-/// The proxy introspects the service here, once. This starts the service if the bus can activate
-/// it, and blocks for at most the bus's default time-out, 25 s. The proxy is created even if the
-/// service is not running.
+/// During this call, the proxy introspects the service. This starts the service if the bus can
+/// activate it, and takes at most the bus's default time-out of 25 s. The proxy is created even if
+/// the service is not running.
 ///
 /// @param progressSlot  SLOT() text of a slot (int,QString,QString): percent, status, details
 /// @param finishedSlot  SLOT() text of a slot (bool,QStringList,QString,QString): success,
@@ -36,15 +37,15 @@ connectUpgradeService(QObject *receiver, const char *progressSlot, const char *f
 /// are sent unchanged. Blocks until the service answers, for at most the proxy's time-out.
 ///
 /// @param upgradeInterface  the proxy; may be null
-/// @return the first value of the reply as a number (0 if it is none), after the debug message
-///         "receive message" and the values; the reply must have at least two values;
-///         -1 with a warning if the list is rejected;
-///         -1 with the debug message "no found SystemUpdateInterface" if there is no proxy;
-///         -1 with the debug message "Error occurred:" and the error's text if the reply is an
-///         error, the service is not running, or it does not answer in time;
-///         -2 with the debug message "no receive reply message" for a reply of fewer than two
-///         values, which is not from a genuine upgrade service;
-///         -3 without a message if the service declares the method as one that never replies
+/// @return - the first value of the reply as a number, or 0 if the value is not a number; the reply
+///           must have at least two values, which the debug message "receive message" shows
+///         - -1 with a warning if the list is rejected
+///         - -1 with the debug message "no found SystemUpdateInterface" if there is no proxy
+///         - -1 with the debug message "Error occurred:" and the error's text if the reply is an
+///           error, if the service is not running, or if it does not answer in time
+///         - -2 with the debug message "no receive reply message" for a reply of fewer than two
+///           values, which is not from a genuine upgrade service
+///         - -3 without a message if the service declares that this method never replies
 [[nodiscard]] int installPackages(QDBusInterface *upgradeInterface, const QStringList &packages);
 
 } // namespace halvex

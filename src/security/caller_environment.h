@@ -16,7 +16,7 @@ namespace halvex {
 /// kept.
 ///
 /// NUL and line feed both end an entry, so a value with a line feed yields two entries. Carriage
-/// returns are dropped, as when text files are read. No byte-order mark is looked for.
+/// returns are dropped. A byte-order mark has no special meaning.
 [[nodiscard]] QStringList environmentEntries(const QByteArray &block);
 
 /// The variables that no caller may have, whatever their value.
@@ -26,8 +26,8 @@ constexpr std::array<std::string_view, 7> forbiddenEnvironmentNames{
 /// Tells whether @p block has an entry for one of forbiddenEnvironmentNames.
 ///
 /// The check uses the raw bytes, not the decoded text. Names and separators are ASCII, which is the
-/// same in every locale. So nothing in a value, neither a byte-order mark nor a broken character,
-/// can hide the entries after it. Uses nothing of Qt.
+/// same in every locale. So a value with a byte-order mark or a broken character cannot hide the
+/// entries after it. Does not use Qt.
 [[nodiscard]] bool holdsForbiddenName(std::string_view block);
 
 } // namespace halvex

@@ -30,10 +30,11 @@ bool isMissing(const char *path)
     return access(path, X_OK) != 0 && (errno == ENOENT || errno == ENOTDIR || errno == EACCES);
 }
 
-/// Asks the status tool. Returns nothing if it exists but could not be started or completely read.
+/// Asks the status tool. Returns nothing if the tool exists, but could not be started or its output
+/// could not be read to the end.
 std::optional<bool> readThreeAdminMode()
 {
-    // With "exec" the shell does not fork for the tool: a failed fork could pass unnoticed.
+    // With "exec", the shell starts the tool without a fork. A failed fork could stay unnoticed.
     static const std::string command = std::string("exec ") + statusTool;
     const std::optional<bool> isOn = querySwitch(command.c_str(), threeAdminKey);
     // A host without the tool has no separated roles.
@@ -77,7 +78,7 @@ bool isAdminUid(unsigned uid)
 
 int isWheelMemberByUid(qint64 uid)
 {
-    errno = 0; // getpwuid() does not set it if the user does not exist
+    errno = 0; // getpwuid() does not set errno if the user does not exist
     const passwd *user = getpwuid(static_cast<uid_t>(uid));
     if (user == nullptr) {
         std::printf("Failed to get passwd struct for %ld: %s\n", static_cast<long>(uid),

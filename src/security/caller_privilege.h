@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Checks who is an administrator. The operating system can run with three separated administrator
-// roles; its status tool /usr/sbin/getstatus tells whether it does. If it does, one fixed user id
-// administers the suite, and root does not. If it does not, root and the members of the group
-// "wheel" are administrators.
+// Checks who is an administrator. The operating system can separate the roles of three
+// administrators; its status tool /usr/sbin/getstatus tells whether they are separated. If they
+// are, one fixed user id administers the suite, and root does not. If they are not, root and the
+// members of the group "wheel" are administrators.
 //
 // Reads the user and group databases, runs the status tool, and waits for it without a limit.
 // Messages go to standard output. Main thread only: the database lookups use static buffers.
@@ -16,7 +16,7 @@ class QDBusConnectionInterface;
 
 namespace halvex {
 
-/// The facts that isPrivilegedCaller() has used.
+/// The facts on which the answer of isPrivilegedCaller() is based.
 struct PrivilegeBasis
 {
     unsigned uid = 0;
@@ -27,46 +27,46 @@ struct PrivilegeBasis
 ///
 /// Asks the bus for the client's user id and runs the status tool, both at every call. If the bus
 /// does not answer, the user id is taken as 0. If the status tool does not answer, the roles are
-/// taken as not separated. Before a change is allowed, isConfirmed() must find both answers.
+/// taken as not separated. So a change is allowed only if isConfirmed() returns true as well.
 ///
 /// @param basis  receives the facts that were used
 /// @return false for a null @p bus
 [[nodiscard]] bool isPrivilegedCaller(QDBusConnectionInterface *bus, const QString &busName,
                                       PrivilegeBasis &basis);
 
-/// Tells whether the bus, asked again, returns the user id in @p basis for @p busName, and whether
-/// the administrator mode was known. A unique name never changes its user.
+/// Asks the bus again for the user id of @p busName. Returns true if the answer is the user id in
+/// @p basis, and if the administrator mode was known. The user of a unique name never changes.
 ///
 /// @return false also if the bus does not answer, or if the client has left the bus
 [[nodiscard]] bool isConfirmed(const PrivilegeBasis &basis, QDBusConnectionInterface *bus,
                                const QString &busName);
 
 /// Asks the status tool whether the three administrator roles are separated. If the tool is
-/// missing, fails or does not mention them, the answer is no.
+/// missing, fails or does not mention these roles, the answer is no.
 [[nodiscard]] bool isThreeAdminMode();
 
-/// Tells whether @p uid administers a host without separated roles.
+/// Tells whether @p uid is an administrator on a host without separated roles.
 [[nodiscard]] bool isAdminUid(unsigned uid);
 
 /// Looks @p uid up and tells whether its user is a member of the group wheel.
 ///
-/// @return 1 for a member, 0 for a user who is no member, -1 if there is no such user or group,
-///         with a line on standard output
+/// @return 1 for a member, 0 for a user who is not a member, -1 if there is no such user or group;
+///         1 and -1 print a line on standard output
 [[nodiscard]] int isWheelMemberByUid(qint64 uid);
 
 /// Tells whether @p userName is in the member list of the group wheel. The user's primary group is
 /// ignored.
 ///
-/// @return 1 for a member, 0 for a user who is no member, -1 if there is no such group; 1 and -1
+/// @return 1 for a member, 0 for a user who is not a member, -1 if there is no such group; 1 and -1
 ///         print a line on standard output
 [[nodiscard]] int isWheelMember(const char *userName);
 
 /// Whether the daemon itself runs as an administrator; set by checkSelfPrivilege().
 extern bool selfIsAdmin;
 
-/// Sets selfIsAdmin if the daemon's own user is an administrator; never resets it. With separated
-/// roles, root is the administrator here, not user 600, because this checks the daemon and not a
-/// caller. The daemon does not call it yet (see ARCHITECTURE.md).
+/// Sets selfIsAdmin if the daemon's own user is an administrator. Never resets it. If the roles are
+/// separated, root counts as the administrator here, not user 600, because this function checks the
+/// daemon and not a caller. The daemon does not call it yet (see ARCHITECTURE.md).
 void checkSelfPrivilege();
 
 } // namespace halvex

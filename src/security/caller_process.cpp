@@ -91,8 +91,9 @@ std::string surroundingsJob(const std::string &input, const JobControl & /*contr
 
 /// Finds out which file @p path leads to.
 ///
-/// The program may be on a caller's file system that never answers, also below an overlay. So the
-/// file system is not queried: the kernel itself knows the device and the inode number.
+/// The program may be on a user's file system that never answers. Such a file system may also be a
+/// lower layer of an overlay. So the file system is not queried: the kernel itself knows the device
+/// and the inode number.
 ///
 /// @return nothing on failure, with errno set
 std::optional<struct statx> fileAt(const std::string &path)
@@ -112,13 +113,14 @@ bool isSameFile(const std::string &path, const std::string &otherPath)
            file->stx_dev_minor == other->stx_dev_minor && file->stx_ino == other->stx_ino;
 }
 
-/// @return empty if root may not access the executable, if the process has none any more, or if its
-///         path is too long for the kernel; nothing after any other error
+/// @return the path; empty if root may not access the executable, if the process has none any more,
+///         or if the path is too long for the kernel; nothing after any other error
 std::optional<std::string> executablePathOf(const std::string &pid)
 {
     const std::string link = procPath(pid, "exe");
     const std::string path = fileAt(link) ? readLink(link) : std::string();
-    // Out of memory, for example: the executable may be accessible, so do not use the argument.
+    // After any other error, such as a lack of memory, the executable may be accessible. So do not
+    // use the argument.
     const bool isUnknown =
         path.empty() && errno != EACCES && errno != ENOENT && errno != ENAMETOOLONG;
     return isUnknown ? std::nullopt : std::optional(path);
@@ -154,7 +156,8 @@ std::string canonicalPathOf(const std::string &path)
     return resolved ? std::string(resolved.get()) : std::string();
 }
 
-/// @return the path as the process has it, a NUL, and the canonical path; or nothing
+/// @return the path of the executable or of the first argument, a NUL, and the canonical path;
+///         empty on failure
 std::string programPathJob(const std::string &pid, const JobControl & /*control*/)
 {
     const auto executable = executablePathOf(pid);
@@ -163,8 +166,9 @@ std::string programPathJob(const std::string &pid, const JobControl & /*control*
     }
     const std::string path = executable->empty() ? firstArgumentOf(pid) : *executable;
     const std::string canonical = path.empty() ? std::string() : canonicalPathOf(path);
-    // The link's text is only a path. If the program was deleted or renamed, that path may lead to
-    // a front end that the caller does not run. For a first argument there is no file to compare.
+    // The target of the link /proc/PID/exe is only a text. If the program was deleted or renamed,
+    // that path may lead to a front end that the caller does not run. For a first argument there is
+    // no file to compare.
     if (canonical.empty() ||
         (!executable->empty() && !isSameFile(canonical, procPath(pid, "exe")))) {
         return {};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Reads what the kernel knows about a process from /proc. The process may belong to an attacker,
-// who can make several of these reads hang. So they run in an expendable worker, and are given up
-// after callerReadTimeoutMs.
+// Reads from /proc what the kernel knows about a process. The process may belong to an attacker,
+// who can make several of these reads hang. So an expendable worker makes the reads, which are
+// given up after callerReadTimeoutMs.
 #pragma once
 
 #include "util/expendable_worker.h"
@@ -26,22 +26,22 @@ constexpr std::size_t maxEnvironmentBytes = (6UL << 20) + (64UL << 10);
 /// The namespaces that a caller must share with process 1.
 constexpr std::array<const char *, 3> comparedNamespaces{"user", "mnt", "pid"};
 
-/// The targets of the links in a process's directory `ns`, in the order of comparedNamespaces.
-/// Empty where a link cannot be read.
+/// The targets of the links in the directory /proc/PID/ns of a process, in the order of
+/// comparedNamespaces. A target is empty if the link cannot be read.
 using NamespaceLinks = std::array<QByteArray, comparedNamespaces.size()>;
 
-/// How far the read of an environment came.
+/// The result of reading an environment.
 enum class EnvironmentState : char {
     NotOpened, ///< the process does not exist any more, or may not be accessed
-    NotRead,   ///< an error, more than maxEnvironmentBytes, or given up
+    NotRead,   ///< read error, more than maxEnvironmentBytes, or given up
     Read,
-    Forbidden, ///< read, and it sets a forbidden variable
+    Forbidden, ///< read, but it sets a forbidden variable
 };
 
 struct CallerSurroundings
 {
     EnvironmentState state = EnvironmentState::NotRead;
-    QByteArray environment; ///< all of /proc/PID/environ, if it was read and asked for
+    QByteArray environment; ///< all of /proc/PID/environ, if it was wanted and could be read
     NamespaceLinks host;    ///< of process 1
     NamespaceLinks caller;
 };
@@ -53,13 +53,16 @@ struct CallerSurroundings
 [[nodiscard]] CallerSurroundings readSurroundings(ExpendableWorker &worker, qint32 pid,
                                                   bool wantsEnvironment);
 
-/// Finds the canonical path of the program that @p pid runs: that of its executable or, only if
-/// root may not access the executable, that of its first argument. An example is an executable on a
-/// user's own FUSE mount.
+/// Finds the canonical path of the program that @p pid runs. Normally this is the path of its
+/// executable. Only if root may not access the executable, for example on a user's own FUSE mount,
+/// the path in the first argument is used instead.
 ///
-/// @return nothing if the path is unknown or leads to no file; if it leads to another file than the
-///         process runs, because its program was deleted or renamed; if the read was given up; or
-///         if the path is not in the locale's encoding
+/// @return nothing
+///         - if the path is unknown or leads to no file;
+///         - if the path leads to another file than the process runs, because the program was
+///           deleted or renamed;
+///         - if the read was given up;
+///         - if the path is not in the locale's encoding
 [[nodiscard]] std::optional<QByteArray> readProgramPath(ExpendableWorker &worker, qint32 pid);
 
 } // namespace halvex

@@ -10,9 +10,9 @@ namespace halvex {
 
 /// Checks the process's PATH and stops at the first problem.
 ///
-/// Refused are: an empty PATH, the item ".", an item that cannot be resolved or is no directory, an
-/// item in or below /tmp, /dev/shm or /var/tmp, a world-writable directory (sticky or not), and a
-/// PATH without any of /usr/bin, /bin, /usr/sbin and /sbin.
+/// These are refused: an empty PATH, the item ".", an item that cannot be resolved or is no
+/// directory, an item in or below /tmp, /dev/shm or /var/tmp, a world-writable directory (sticky or
+/// not), and a PATH without any of /usr/bin, /bin, /usr/sbin and /sbin.
 ///
 /// @return true if PATH must be replaced, after one Qt warning with the reason. For an item that
 ///         cannot be resolved, the warning of canonicalPath() comes first.
@@ -20,8 +20,8 @@ namespace halvex {
 
 /// Resolves links, "." and ".." of @p item, which may be relative to the working directory.
 ///
-/// @return the absolute path; empty for an empty item (silently) and for one that cannot be
-///         resolved (with one Qt warning that gives the system's reason).
+/// @return the absolute path. Empty for an empty item, without a message. Empty also for an item
+///         that cannot be resolved, with one Qt warning that gives the system's reason.
 [[nodiscard]] QString canonicalPath(const QString &item);
 
 } // namespace halvex

@@ -7,12 +7,13 @@ namespace halvex {
 
 /// Makes the inherited environment safe for a root process that runs commands by bare name.
 ///
-/// Afterwards there is one PATH and one LC_ALL, and every reader sees the same: getenv(), Qt and
-/// the programs that the daemon runs. PATH is the inherited one if checkPathEnvironment() accepts
-/// it, otherwise /usr/bin:/bin:/usr/sbin:/sbin. If PATH occurs several times, the last is kept and
-/// checked, and the others are removed: the checked value is the one in use. LC_ALL is en_US.UTF-8.
+/// Afterwards, PATH and LC_ALL occur once each, so that getenv(), Qt and the programs that the
+/// daemon runs see the same values. PATH is the inherited one if checkPathEnvironment() accepts it,
+/// otherwise /usr/bin:/bin:/usr/sbin:/sbin. If PATH occurs several times, the last entry is checked
+/// and kept, and the others are removed. So the value that was checked is the value in use. LC_ALL
+/// is en_US.UTF-8.
 ///
-/// Only for the start of the process, while it has one thread. Writes the warnings of
+/// Must be called at the start of the process, while it has one thread. Writes the warnings of
 /// checkPathEnvironment().
 void makeEnvironmentSafe();
 

@@ -82,7 +82,7 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
     QDBusConnectionInterface *bus = questions.interface();
     const QString sender = message.service();
 
-    // If the question fails, the process id is 0.
+    // If the request fails, the process id is 0.
     const auto pid =
         bus != nullptr ? static_cast<qint32>(bus->servicePid(sender).value()) : qint32(0);
     if (pid <= 0) {
@@ -92,8 +92,9 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
     if (!checkCallerEnvironment(pid)) {
         return refused;
     }
-    // The reply is not used, so the call does not wait for it: isPrivilegedCaller() asks again.
-    // Both are done at every call that gets this far, also of a method that only reads.
+    // This reply is not used, because isPrivilegedCaller() makes the same request again. So do not
+    // wait for it. Both requests are made for every caller who was not refused above, also for a
+    // method that only reads.
     static_cast<void>(bus->asyncCall("GetConnectionUnixUser", sender));
     halvex::PrivilegeBasis basis;
     const bool isPrivileged = halvex::isPrivilegedCaller(bus, sender, basis);
@@ -108,7 +109,7 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
 
 bool SecureCallerChecker::checkCallerEnvironment(qint32 pid)
 {
-    // A large environment takes time to be passed on and formatted.
+    // Passing on and formatting a large environment takes time, so do this only if it is logged.
     const bool isLogged = QLoggingCategory::defaultCategory()->isDebugEnabled();
     const CallerSurroundings surroundings = halvex::readSurroundings(worker, pid, isLogged);
     if (surroundings.state == EnvironmentState::NotOpened) {

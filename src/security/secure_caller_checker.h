@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// The gate: decides about one bus caller. It uses what the kernel and the bus daemon say about the
-// calling process at that moment: its initial environment, its namespaces and those of process 1,
-// the program it runs (see readProgramPath() for one that root may not access), and its user.
+// The gate: decides whether one bus caller is accepted. It uses what the kernel and the bus daemon
+// say about the calling process at that moment: its initial environment, its namespaces, the
+// program that it runs, and its user. The namespaces are compared with those of process 1. For a
+// program that root may not access, see readProgramPath().
 //
-// Limitation: a process can send a call and then exec a front end, while a child keeps its
-// connection. The gate then sees the front end.
+// Limitation: a process can send a call and then exec a front end, while its child process keeps
+// the bus connection. The gate then sees the front end.
 //
 // Reads /proc and asks the bus daemon again at every call; keeps nothing. The time-out is
-// busAnswerTimeoutMs for an answer of the bus and callerReadTimeoutMs for the kernel. On time-out
-// the caller is refused. The status tool has no time-out. Never writes to syslog.
+// busAnswerTimeoutMs for each answer of the bus daemon, and callerReadTimeoutMs for each read of
+// /proc. On time-out the caller is refused. The status tool has no time-out. Never writes to
+// syslog.
 #pragma once
 
 #include "util/expendable_worker.h"
@@ -27,7 +29,7 @@ namespace halvex {
 constexpr int busAnswerTimeoutMs = 2000;
 
 /// The name of the gate's own connection on the system bus. The bus policy forbids all messages to
-/// its owner, so that no flood can delay the bus's answers to the gate.
+/// its owner, so that no flood of messages can delay the bus's answers to the gate.
 constexpr const char *gateBusName = "com.norva.halvex.desktop.gate";
 
 } // namespace halvex
@@ -38,15 +40,15 @@ class SecureCallerChecker : public QObject
     Q_OBJECT
 
 public:
-    /// Connects to the system bus for the gate's questions alone. Without that connection every
-    /// caller is refused.
+    /// Opens a connection to the system bus that is used only for the gate's questions. Without
+    /// this connection, every caller is refused.
     explicit SecureCallerChecker(QObject *parent = nullptr);
     SecureCallerChecker(const SecureCallerChecker &) = delete;
     SecureCallerChecker &operator=(const SecureCallerChecker &) = delete;
     ~SecureCallerChecker() override;
 
-    /// Decides about the sender of @p message, which arrived over @p connection. @p connection is
-    /// not used: the gate asks over its own.
+    /// Decides whether the sender of @p message is accepted. @p connection, over which the message
+    /// arrived, is not used: the gate has its own connection.
     ///
     /// Problems with the process id and namespaces are written as Qt warnings, and a failure to
     /// open or read the environment as a Qt debug message. A forbidden variable or a wrong program

@@ -36,7 +36,7 @@ std::optional<QString> outputOf(int number)
     return output;
 }
 
-// Statuses of switching on beside those of the package tool.
+// Statuses of switching on, in addition to those of the package tool.
 constexpr int noActiveInterface = -2;
 constexpr int internetUnreachable = -3;
 
@@ -58,7 +58,7 @@ int runPackageTool(int number)
 bool needsInternet(const QString &aiConfigPath)
 {
     QString setting;
-    // If the setting cannot be read, it is empty. Then the internet is not needed.
+    // If the setting cannot be read, it is empty, and the internet is not needed.
     static_cast<void>(readAiSetting(aiConfigPath, dgaDetectKey, setting));
     return setting == QChar(1);
 }
@@ -87,7 +87,8 @@ int switchEngine(unsigned status, const QString &aiConfigPath)
         if (needsInternet(aiConfigPath) && !probeInternet()) {
             return internetUnreachable;
         }
-        // The shell exits with 0 before its background job fails because there is no such program.
+        // If the program is missing, the background job fails, but the shell has already exited
+        // with 0.
         if (QStandardPaths::findExecutable("pellmar").isEmpty()) {
             return failed;
         }
@@ -104,7 +105,8 @@ void queryEngineState(int &state)
     state = EngineMissing;
     const auto packages = outputOf(listPackages);
     if (packages && packages->contains(netAiAppName)) {
-        // Search for the full path: the command line of the grep process holds the short name.
+        // Search for the full path: the short name also occurs in the command line of the grep
+        // process.
         const auto processes = outputOf(listProcesses);
         const bool runs =
             processes && processes->contains("/opt/apps/halvex.net.ai/files/bin/halvex_inference");

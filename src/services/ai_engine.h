@@ -25,8 +25,8 @@ enum EngineState : int {
 /// Switches the engine to @p status, a SwitchState.
 ///
 /// If the setting `dgaDetectKey` of the file at @p aiConfigPath is the control character U+0001,
-/// switching on waits up to 2 s for the internet and serves other calls meanwhile. It does not wait
-/// if the setting is 1 or true.
+/// switching on waits up to 2 s for the internet and serves other calls meanwhile. With any other
+/// setting, such as the texts "1" and "true", it does not wait.
 ///
 /// @return 0 if the package tool ran and did not print "failed"; -1 if it failed or printed
 ///         "failed", or if @p status is not a SwitchState; -2, not switched on, if no network
@@ -40,16 +40,16 @@ void queryEngineState(int &state);
 
 /// Asks the engine's own counting script how many inferences the engine has made.
 ///
-/// @param count  the output of the script without one final line feed, which need not be a number;
-///               "0" if there is no script or it fails
+/// @param count  the script's output, without one line feed at its end; the text need not be a
+///               number; "0" if there is no script or it fails
 /// @return -1 if there is no script, else 0
 [[nodiscard]] int getAiInferencesCount(QString &count);
 
 /// Finds the engine's counting script in the package tool's list of the engine's files. The daemon
 /// does not call it yet (see ARCHITECTURE.md).
 ///
-/// @param path  the line of the list, without one final line feed; empty if there is none or the
-///              tool fails
+/// @param path  the script's line of that list, without the line feed at its end; empty if there is
+///              no such line or the tool fails
 void findEngineCountScript(QString &path);
 
 /// Finds the engine's settings file in the same way. The daemon does not call it yet, either.

@@ -18,9 +18,9 @@ enum ServiceSwitch : unsigned {
 
 /// Switches the services @p serviceNames, separated by blanks.
 ///
-/// Two blanks in a row make systemctl fail, because it gets an empty name. If the network-AI
-/// engine's name is the only name, switchEngine() is called and the type is ignored. Among other
-/// names it is taken as a unit's name.
+/// Two blanks in a row make systemctl fail, because they have an empty name between them. If the
+/// network-AI engine's name is the only name, switchEngine() is called and the type is ignored. If
+/// there are other names too, the engine's name is treated as the name of a unit.
 ///
 /// @param status        a SwitchState
 /// @param type          a ServiceSwitch
@@ -36,7 +36,7 @@ enum ServiceSwitch : unsigned {
 /// Restarts the one service @p serviceNames.
 ///
 /// The text is checked as above but passed to systemctl as a single name, so several names fail.
-/// The engine's name is taken as a unit's name here.
+/// Here, the engine's name is treated as the name of a unit.
 ///
 /// @return 0 if systemctl exited with 0, else -1; a refused name causes the same two warnings as
 ///         above.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The services that callers may change: only the suite's own. The check has no side effects but
+// The services that callers may change: only the suite's own. The only side effect of the check is
 // its warning.
 #pragma once
 

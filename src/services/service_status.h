@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The state of a service: of any system unit through systemctl, of the network-AI engine through
-// its package tool. Changes nothing. The call waits for systemctl without a time-out.
+// Queries the state of a service: systemctl is asked for the state of a unit, and the package tool
+// for that of the network-AI engine. Changes nothing. The call waits for systemctl without a
+// time-out.
 #pragma once
 
 #include <QString>
@@ -18,8 +19,8 @@ enum ServiceQuery : unsigned {
 /// Asks about the one service @p serviceName, which may be any unit's name.
 ///
 /// @param serviceName  passed to systemctl as one argument, after "--" if it begins with "-";
-///                     systemctl has the daemon's own environment. The network-AI engine's exact
-///                     name returns the engine's state, see queryEngineState()
+///                     systemctl has the daemon's own environment. For the exact name of the
+///                     network-AI engine, the engine's state is returned, see queryEngineState()
 /// @param type  a ServiceQuery; ignored for the engine
 /// @return for IsActive and IsEnabled: 1 yes, 0 no; for HasStatus: 1 yes, 2 no. Only the first line
 ///         of systemctl's output is used, not its exit status. -1 if @p type is not a ServiceQuery

@@ -12,7 +12,7 @@ namespace halvex {
 
 /// Runs systemctl to make a change, and kills it after 30 s. Its output is not read.
 ///
-/// @return false if systemctl could not be started, took too long, or exited with another status
+/// @return false if systemctl could not be started, took too long, or exited with a status other
 ///         than 0
 [[nodiscard]] bool changeWithSystemctl(const QStringList &arguments);
 

@@ -32,12 +32,12 @@ bool isLog(const fs::directory_entry &entry, const fs::path &extension)
 struct Log
 {
     FileDescriptor file;
-    off_t size = 0; ///< bytes when it was opened; it may be growing
+    off_t size = 0; ///< in bytes, at the time of the open; the log may grow
 };
 
 /// Opens a log for reading. The log may have been replaced since the walk found it, so the open
-/// must not block. A link to the export file is refused: the file grows while it is copied into
-/// itself.
+/// must not block. A link to the export file is refused, because a copy of the file into itself
+/// would never end.
 Log openLog(const fs::path &path, const struct stat &exportStatus)
 {
     FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

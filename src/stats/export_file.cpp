@@ -26,10 +26,11 @@ fs::path procFdPath(const FileDescriptor &file)
     return "/proc/self/fd/" + std::to_string(file.get());
 }
 
-/// Tells whether @p entry, opened with O_PATH, is a mount point. A file mounted there has another
-/// path, which the link count does not show, or is on a user's own file system.
+/// Tells whether @p entry, opened with O_PATH, is a mount point. A file that is mounted there
+/// either has another path, which the link count does not show, or is on a user's own file system.
 ///
-/// Requests no other attribute and accepts cached values, so that such a file system cannot block.
+/// Requests no other attribute and accepts cached values, so that a user's file system cannot make
+/// the call block.
 bool isMountPoint(const FileDescriptor &entry)
 {
     struct statx status = {};
@@ -49,20 +50,21 @@ bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
         status.st_nlink != 1) {
         return false;
     }
-    // If our link is being removed, the one link counted may be another. A self-rename is a no-op,
-    // but it takes the directory's lock, so it waits for concurrent link and unlink calls.
+    // If our name is being removed at this moment, the one link counted above may be another name.
+    // A self-rename is a no-op, but it takes the directory's lock, so it waits for concurrent link
+    // and unlink calls.
     if (std::rename(path.c_str(), path.c_str()) != 0) {
         return false;
     }
-    // The /proc link still shows this path, so our link was never removed: it is the one link
-    // counted above. After an unlink it shows "(deleted)", even if the name is linked again.
+    // If /proc still shows this path, our name was never removed, so it is the one link counted
+    // above. After an unlink, /proc shows "(deleted)", even if the name is linked again.
     std::error_code error;
     return fs::read_symlink(procFdPath(entry), error) ==
            fs::canonical(path.parent_path(), error) / path.filename();
 }
 
-/// Opens the export file for appending, truncated. Returns a closed descriptor if the entry at
-/// @p path cannot be used.
+/// Opens the export file for appending and truncates it. Returns a closed descriptor if the entry
+/// at @p path cannot be used.
 FileDescriptor openTruncated(const fs::path &path)
 {
     // The name may appear and vanish between the two calls; give up after ten attempts.
@@ -83,8 +85,8 @@ FileDescriptor openTruncated(const fs::path &path)
         if (!entry.isOpen() || !isPlainFileWithOneName(path, entry)) {
             return {};
         }
-        // From here on the path does not matter: the file has no other name. If it has a lease, a
-        // non-blocking open() fails.
+        // The file has no other name, and it is opened through /proc, so later changes of the path
+        // do not matter. If the file has a lease, a non-blocking open() fails.
         FileDescriptor file(open(procFdPath(entry).c_str(), appendFlags));
         return file.isOpen() && ftruncate(file.get(), 0) == 0 ? std::move(file) : FileDescriptor();
     }
@@ -152,8 +154,8 @@ void ExportWriter::append(std::string_view text)
 off_t ExportWriter::copyWithinKernel(const FileDescriptor &source, off_t size)
 {
     flush();
-    // The kernel does not copy to a file opened with O_APPEND. If any of these calls fails, nothing
-    // is copied.
+    // The kernel does not copy to a file that is open with O_APPEND. If clearing this flag fails,
+    // nothing is copied.
     fcntl(output.get(), F_SETFL, appendFlags & ~O_APPEND);
     off_t copied = 0;
     ssize_t count = 1;

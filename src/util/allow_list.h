@@ -7,8 +7,8 @@
 
 namespace halvex {
 
-/// Returns the @p names that are not in @p allowed, unchanged. The comparison ignores white space
-/// around a name.
+/// Returns those of @p names that are not in @p allowed. White space around a name is kept, but is
+/// ignored in the comparison.
 [[nodiscard]] inline QStringList namesNotIn(const QSet<QString> &allowed, const QStringList &names)
 {
     QStringList others;

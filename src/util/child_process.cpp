@@ -16,8 +16,8 @@
 namespace halvex {
 namespace {
 
-constexpr int setupFailed = 127;   // exit status, as of a shell that cannot run a command
-constexpr int settleTimeMs = 1000; // for a step that is immediate unless a system call has failed
+constexpr int setupFailed = 127;   // exit status; a shell uses it if it cannot run a command
+constexpr int settleTimeMs = 1000; // time limit of a step that normally ends at once
 constexpr int killTimeMs = 5000;
 
 /// Waits for events of @p watched; false on error.
@@ -101,8 +101,8 @@ bool ChildProcess::watchForExit()
 
 bool ChildProcess::settle()
 {
-    // Qt reaps its children in a SIGCHLD handler. If a system call of that handler fails, the next
-    // signal may help, or else Qt never reaps the child.
+    // Qt reaps its children in a SIGCHLD handler. If a system call of that handler fails, send
+    // another SIGCHLD. If the handler fails again, reap the child here.
     if (waitForFinished(settleTimeMs) || state() == NotRunning) {
         return true;
     }
@@ -117,14 +117,14 @@ bool ChildProcess::settle()
             result = waitid(P_PIDFD, static_cast<id_t>(exitNotice.get()), &info, WEXITED | WNOHANG);
         } while (result != 0 && errno == EINTR);
     }
-    setProcessState(NotRunning); // or the destructor of QProcess would wait for the child
+    setProcessState(NotRunning); // otherwise the destructor of QProcess would wait for the child
     return false;
 }
 
 void ChildProcess::close()
 {
     if (state() != NotRunning) {
-        // The child may not have made its process group yet.
+        // The child may not have created its process group yet. So also kill the child alone.
         ::kill(-static_cast<pid_t>(processId()), SIGKILL);
         kill();
         if (watchForExit() && exitNotice.isOpen()) {

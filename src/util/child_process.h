@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A QProcess that keeps a limited amount of its program's output and, when it is closed, kills a
-// running program with its process group. Plain QProcess keeps all output and kills only the
-// program itself, but not the processes that a shell has started.
+// A QProcess that keeps only a limited amount of its program's output. If it is closed while the
+// program runs, it kills the program and the program's process group. Plain QProcess keeps all
+// output. It kills only the program itself, not the processes that a shell has started.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -12,10 +12,12 @@
 
 namespace halvex {
 
-/// Runs its program as the leader of a process group of its own.
+/// Runs its program as the leader of a new process group.
 ///
-/// start() redirects both outputs to /dev/null. Nothing can be read from the QProcess itself. If
-/// the process group or the redirections cannot be set up, the child exits with status 127 at once.
+/// start() redirects standard output and standard error to /dev/null. The read functions of
+/// QProcess return no data: use startCapturing() and the functions standardOutput() and
+/// standardError(). If the process group or the redirections cannot be set up, the child exits with
+/// status 127 at once.
 class ChildProcess : public QProcess
 {
 public:
@@ -32,17 +34,18 @@ public:
     [[nodiscard]] bool startCapturing(const QString &program, const QStringList &arguments,
                                       OpenMode mode);
 
-    /// Waits until the program has exited, and reads its output meanwhile. `finished` is emitted in
-    /// this call.
+    /// Waits until the program has exited, and reads its output meanwhile. The signal `finished` is
+    /// emitted during this call.
     ///
     /// Background processes of the program may keep its outputs open. The call waits for them for
     /// at most @p jobTimeoutMs.
     ///
     /// @param timeoutMs     the time limit of the program; -1: there is no limit
-    /// @param jobTimeoutMs  the time limit, from the start of this call, for reading the outputs
-    ///                      after the exit of the program; reading ends earlier if both are closed
+    /// @param jobTimeoutMs  the time limit, from the start of this call, for reading the outputs of
+    ///                      background processes after the program's exit; reading ends earlier if
+    ///                      both outputs are closed
     /// @return true if the program has exited, see exitCode(); false on time-out, if the program
-    ///         did not start, or if it cannot be observed
+    ///         did not start, or if a system call failed
     [[nodiscard]] bool waitForExit(int timeoutMs, int jobTimeoutMs = 0);
 
     /// The program's output, at most maxCapturedBytes and maxCapturedErrorBytes; null if it is
@@ -50,9 +53,10 @@ public:
     [[nodiscard]] const QByteArray &standardOutput() const noexcept { return output.captured(); }
     [[nodiscard]] const QByteArray &standardError() const noexcept { return errors.captured(); }
 
-    /// Kills the program and its process group, if the program still runs, and waits for its exit;
-    /// `finished` is emitted in this call. If the program has exited, its background processes are
-    /// not killed. If the kernel does not end the program within seconds, it is left behind.
+    /// If the program still runs, kills it and its process group, and waits for its exit. The
+    /// signal `finished` is emitted during this call. If the program has exited already, its
+    /// background processes are not killed. A killed program that does not exit within seconds is
+    /// left behind.
     void close() override;
 
 protected:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The daemon is stopped by SIGTERM; systemd also sends it when the daemon loses its bus name. The
+// SIGTERM stops the daemon. systemd sends this signal also when the daemon loses its bus name. The
 // signal must not take effect while a settings file is being written, because half a file would
 // remain.
 #pragma once
@@ -9,8 +9,8 @@
 
 namespace halvex {
 
-/// While this object exists, SIGTERM has no effect on the process; if one has arrived, it takes
-/// effect when the object is destroyed. There may be only one object at a time.
+/// While this object exists, SIGTERM has no effect on the process. If the signal has arrived, it
+/// takes effect when the object is destroyed. There may be only one object at a time.
 class DelayedTermination
 {
 public:

@@ -62,7 +62,8 @@ void ExpendableWorker::endTemplate()
 std::optional<std::string> ExpendableWorker::run(Job job, const std::string &input,
                                                  milliseconds patience)
 {
-    // If the worker process was killed since the last job, it is replaced, once.
+    // If the worker process was killed after the last job, send the job to a new process, but only
+    // once.
     const bool isNew = !channel.isOpen();
     bool isSent = start() && send(job, input);
     if (!isSent && !isNew) {
@@ -76,7 +77,7 @@ std::optional<std::string> ExpendableWorker::run(Job job, const std::string &inp
     try {
         return receive(patience);
     } catch (...) {
-        // Out of memory. The rest of this result must not be read as the next one.
+        // Memory ran out. The rest of this result must not be read as the next result.
         giveUp();
         throw;
     }
@@ -104,7 +105,7 @@ bool ExpendableWorker::start()
         answer = receiveDescriptor(templateChannel.get());
     }
     if (!answer) {
-        // The template was killed. Make another for the next job.
+        // The template was killed. Create another one for the next job.
         endTemplate();
         makeTemplate();
     }

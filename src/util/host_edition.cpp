@@ -27,7 +27,8 @@ bool isDecimal(const QString &text)
 
 /// Returns the first line of @p file that matches @p expression. Each byte counts as one character.
 ///
-/// Not std::regex: it recurses for each character, and a long line would overflow the stack.
+/// std::regex is not used, because it recurses for each character: a long line would overflow the
+/// stack.
 QRegularExpressionMatch firstMatch(std::ifstream &file, const QRegularExpression &expression)
 {
     for (std::string line; std::getline(file, line);) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The kind of this host, read from /etc/os-release and /etc/norva-build. Both are only read.
+// Determines the kind of this host from /etc/os-release and /etc/norva-build. Changes neither file.
 #pragma once
 
 namespace halvex {
@@ -20,8 +20,8 @@ namespace halvex {
 ///         does not fit into an int. Logs nothing.
 [[nodiscard]] bool readReleaseId(int &id);
 
-/// The host's generation, 0 to 6; 0 until classifyHostGeneration() sets another. The daemon does
-/// not use it yet (see ARCHITECTURE.md).
+/// The host's generation, 0 to 6. It is 0 until classifyHostGeneration() sets another value. The
+/// daemon does not use it yet (see ARCHITECTURE.md).
 extern int hostGeneration;
 
 /// Sets hostGeneration from the build date in /etc/norva-build and the release id.

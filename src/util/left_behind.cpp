@@ -20,8 +20,9 @@ std::string textOf(const fs::path &file)
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-/// Returns the executable of the process with the directory @p process. After a package upgrade the
-/// executable of the earlier daemon is deleted; its path is still found.
+/// Returns the path of the executable of the process with the /proc directory @p process. After a
+/// package upgrade, the executable of the earlier daemon is a deleted file; the path that it had is
+/// returned.
 std::string executableOf(const fs::path &process)
 {
     const std::string removed = " (deleted)";
@@ -39,11 +40,11 @@ bool hasName(const fs::path &process, const std::string &name)
     return textOf(process / "comm") == name + '\n';
 }
 
-/// What a worker of this program has in common with this process.
+/// The properties by which a worker of this program is recognised.
 struct Program
 {
     std::string executable;
-    fs::path mountNamespace; ///< in another one, such as a container's, executable means nothing
+    fs::path mountNamespace; ///< in another one, such as a container's, a path has another meaning
 };
 
 bool operator==(const Program &one, const Program &other)
@@ -57,7 +58,8 @@ Program programOf(const fs::path &process)
     return {executableOf(process), fs::read_symlink(process / "ns/mnt", error)};
 }
 
-/// Any user may run @p program too.
+/// Tells whether the process with the /proc directory @p process runs as root. Any user may run
+/// this program.
 bool runsAsRoot(const fs::path &process)
 {
     return textOf(process / "status").find("\nUid:\t0\t0\t0\t0\n") != std::string::npos;
@@ -79,7 +81,8 @@ void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDesc
         if (!hasName(process, name)) {
             continue;
         }
-        // Open the pidfd first: what is read then is about the same process, even if it has exited.
+        // Open the pidfd before the checks. If the process exits meanwhile and a new process gets
+        // its id, the pidfd still belongs to the exited process, which is not counted.
         const auto pid = std::strtol(process.filename().c_str(), nullptr, 10);
         FileDescriptor opened = openProcess(static_cast<pid_t>(pid));
         if (opened.isOpen() && hasName(process, name) && programOf(process) == ours &&

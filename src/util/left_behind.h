@@ -8,9 +8,9 @@
 
 namespace halvex {
 
-/// Appends to @p found the pidfds of the processes that run this program as root with the process
-/// name @p name: the workers that earlier daemons have left behind. Must be called while the caller
-/// has no worker of that name itself. If /proc cannot be read, none is found.
+/// Finds the workers that earlier daemons have left behind: the processes that run this program as
+/// root and have the process name @p name. Appends their pidfds to @p found. Must be called while
+/// this daemon itself has no worker of that name. If /proc cannot be read, no process is found.
 ///
 /// @param maxCount  the maximum size of @p found
 void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDescriptor> &found);

@@ -18,7 +18,7 @@ bool OutputPipe::open() noexcept
     }
     readEnd = FileDescriptor(ends[0]);
     writeEnd = FileDescriptor(ends[1]);
-    // Not O_NONBLOCK for pipe2(): the child's programs expect a blocking write end.
+    // Only the read end gets O_NONBLOCK: the child's programs expect a blocking write end.
     return fcntl(readEnd.get(), F_SETFL, O_NONBLOCK) == 0;
 }
 

@@ -7,8 +7,8 @@
 
 namespace halvex {
 
-/// The maximum amount that is kept of a program's standard output and of its standard error, in
-/// bytes. Standard error has less, because it may be logged, and escapes make it longer.
+/// How many bytes of a program's standard output and of its standard error are kept. The limit for
+/// standard error is lower, because that text may be logged, and escape sequences make it longer.
 constexpr int maxCapturedBytes = 16 << 20;
 constexpr int maxCapturedErrorBytes = 1 << 20;
 
@@ -25,16 +25,16 @@ public:
     /// Creates the pipe; false on failure.
     [[nodiscard]] bool open() noexcept;
 
-    /// Duplicates the pipe's write end onto descriptor @p number, as dup2(2) does. A no-op without
-    /// a pipe. For the child between fork and exec.
+    /// Duplicates the pipe's write end onto descriptor @p number, as dup2(2) does. A no-op if no
+    /// pipe was created. Call this in the child between fork and exec.
     ///
     /// @return false on failure
     [[nodiscard]] bool replace(int number) const noexcept;
 
-    /// Closes the write end. For the parent once the child has been started.
+    /// Closes the write end. Call this in the parent after the start of the child.
     void closeWriteEnd() noexcept;
 
-    /// Tells whether the pipe was created and EOF was not read yet.
+    /// Tells whether the pipe was created and EOF has not been read yet.
     [[nodiscard]] bool isOpen() const noexcept { return readEnd.isOpen(); }
 
     /// The read end, for poll(); -1 unless the pipe is open.
@@ -45,7 +45,8 @@ public:
     /// @return false if the pipe cannot be read
     [[nodiscard]] bool read();
 
-    /// Reads the data that is in the pipe at the moment, however fast others write to it.
+    /// Reads the data that is in the pipe at the moment of the call. Returns even if other
+    /// processes keep writing to the pipe.
     ///
     /// @return false if the pipe cannot be read
     [[nodiscard]] bool readAvailable();

@@ -7,7 +7,7 @@
 
 namespace halvex {
 
-/// Opens the regular file at @p path, which is never created. Symbolic links are followed.
+/// Opens the regular file at @p path. Never creates the file. Follows symbolic links.
 ///
 /// Never waits for the other end of a FIFO, for a device, or for the holder of a lease.
 ///

@@ -3,9 +3,9 @@
 
 namespace halvex {
 
-/// If standard output or standard error is a socket, as under systemd, makes writes to it fail
-/// instead of blocking: output that journald does not read in time is lost. Streams of any other
-/// kind are not changed, because other processes may share them.
+/// Makes writes to standard output and standard error fail instead of blocking, if the stream is a
+/// socket, as under systemd. Output that journald does not read in time is then lost. A stream of
+/// another kind is not changed, because other processes may share it.
 void keepOutputFromBlocking() noexcept;
 
 } // namespace halvex

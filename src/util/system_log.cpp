@@ -34,7 +34,8 @@ std::string_view formatLine(Line &line, std::string_view text) noexcept
 FileDescriptor openSocket() noexcept
 {
     FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    // About eighty lines. A queue under systemd holds 512 lines of all programs together.
+    // This buffer holds about eighty lines. Under systemd, the log's queue holds 512 lines of all
+    // programs together.
     constexpr int bufferBytes = 32 << 10;
     setsockopt(socket.get(), SOL_SOCKET, SO_SNDBUF, &bufferBytes, sizeof bufferBytes);
     return socket;
@@ -54,7 +55,8 @@ void SystemLog::write(std::string_view text) noexcept
     }
     Line buffer{};
     const std::string_view line = formatLine(buffer, text);
-    // Waits are rounded up to the kernel's ticks, so do not wait for a shorter time.
+    // The kernel rounds each wait up to a whole tick. So do not wait at all if only a short time
+    // remains.
     constexpr std::chrono::milliseconds minWait(100);
     const auto waitUs = std::chrono::duration_cast<std::chrono::microseconds>(patience).count();
     const timeval timeout{waitUs / 1000000, waitUs % 1000000};

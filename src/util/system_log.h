@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Lines for the system log that never block the daemon for long. syslog(3) blocks while the log
-// daemon does not read, and any user can cause log lines, by calls that are refused.
+// Writes lines to the system log without blocking the daemon for long. syslog(3) blocks while the
+// log daemon does not read. Any user can cause log lines, because each refused call is logged.
 #pragma once
 
 #include "util/file_descriptor.h"
@@ -11,18 +11,19 @@
 
 namespace halvex {
 
-/// How long the daemon waits in total for a log daemon that does not read. The remaining time grows
-/// by a tenth of the elapsed time, up to this limit: two seconds in twenty.
+/// The maximum total time that the daemon waits for a log daemon that does not read. Each wait uses
+/// up a part of this time. A tenth of the time that passes is added again, so that the full time is
+/// available after twenty seconds.
 constexpr std::chrono::milliseconds systemLogPatienceMs(2000);
 
-/// The system log, at /dev/log. Only a part of the log's queue is filled: if it is full, other
-/// programs, such as the bus daemon, wait for it without a limit.
+/// The system log, at /dev/log. The daemon fills only a part of the log's queue. While the queue is
+/// full, other programs, such as the bus daemon, wait without a limit.
 class SystemLog
 {
 public:
-    /// Writes @p text like syslog(3) with LOG_INFO and no options: facility LOG_USER, the time, the
-    /// program's name. The line is lost if there is no log, or if the log takes no line before the
-    /// remaining time has passed.
+    /// Writes @p text as syslog(3) does with LOG_INFO and no options: with the facility LOG_USER,
+    /// the time and the program's name. The line is lost if there is no log, or if the log does not
+    /// accept the line within the remaining time.
     void write(std::string_view text) noexcept;
 
 private:

@@ -29,7 +29,7 @@ QByteArray takeVariable(const char *name)
 }
 
 /// Sends @p message to the service manager's socket @p name. A lost message is not repeated: the
-/// interval is short enough to lose one.
+/// interval is so short that a single loss does no harm.
 void notify(QByteArray name, const QByteArray &message)
 {
     sockaddr_un address{};
@@ -78,8 +78,9 @@ void Watchdog::setCheck(std::function<bool()> isWell)
 void Watchdog::sendKeepAlive()
 {
     if (check && !check()) {
-        // Begin no further call: the service manager kills the daemon now, which could truncate a
-        // file that the call writes. Its queue may be full, so repeat the request.
+        // The service manager kills the daemon now. Do not begin another call: the kill could
+        // truncate a file that the call writes. Repeat the request, because the manager's queue may
+        // be full.
         while (true) {
             notify(socketName, "WATCHDOG=trigger");
             std::this_thread::sleep_for(std::chrono::seconds(1));

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Lets the service manager notice that the daemon hangs. One thread serves all calls, so a tool
-// that never exits blocks all callers. Only the service manager can end that.
+// that never exits blocks all callers. Then only the service manager can help: it restarts the
+// daemon.
 #pragma once
 
 #include <QByteArray>
@@ -14,9 +15,10 @@
 
 namespace halvex {
 
-/// Tells the service manager that the event loop runs: at every interval while there is no event,
-/// and before events are delivered, because queued calls are served before any timer. So the time
-/// between two keep-alive messages is little more than that of the longest call.
+/// Tells the service manager that the event loop runs. It sends a keep-alive message at every
+/// interval, and also before events are delivered. A timer alone is not enough, because all queued
+/// calls are served before any timer. So the time between two messages is little more than the
+/// duration of the longest call.
 ///
 /// If a check is set, it runs before each message. If the check fails, the watchdog asks the
 /// service manager to kill the daemon at once.
@@ -29,8 +31,8 @@ public:
     /// @param interval    the time between two messages while there is no event; more than 0
     Watchdog(QByteArray socketName, std::chrono::milliseconds interval);
 
-    /// Makes @p isWell the check before each message. It is called in the event loop, at most once
-    /// a second while events are delivered.
+    /// Makes @p isWell the check that runs before each message. The check runs in the event loop.
+    /// While events are delivered, it runs at most once a second.
     void setCheck(std::function<bool()> isWell);
 
     bool eventFilter(QObject *receiver, QEvent *event) override;

@@ -67,7 +67,8 @@ void exitWith(pid_t parent)
 /// The main function of a worker, a child of @p parent.
 [[noreturn]] void live(int socket, pid_t parent, const char *name) noexcept
 {
-    // The name shows an administrator which process hangs. A later daemon finds the process by it.
+    // The name shows an administrator which process hangs. A later daemon finds the process by this
+    // name.
     prctl(PR_SET_NAME, name);
     exitWith(parent);
     const int ownSocket = closeAllBut(socket);

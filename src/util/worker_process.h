@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The child processes behind ExpendableWorker, and the messages between them and the daemon.
+// The child processes of ExpendableWorker, and the messages between them and the daemon.
 #pragma once
 
 #include "util/expendable_worker.h"
@@ -10,15 +10,15 @@
 
 namespace halvex {
 
-/// Precedes each input. A worker is forked from the daemon, so a function has the same address in
-/// both.
+/// The header of each input. A worker is a fork of the daemon, so a function has the same address
+/// in both processes.
 struct Order
 {
     Job job;
     std::uint64_t inputSize;
 };
 
-/// The header of each result. Sent alone, it changes the time limit.
+/// The header of each result. A header without a result changes the time limit.
 struct Word
 {
     enum class Kind : std::uint64_t { Result, InterimResult, Patience, NoLimit } kind;
