@@ -324,6 +324,9 @@ TEST_F(AiSettingsModule, IndentationMayMakeATextLongButNotWithoutBounds)
     EXPECT_EQ(statusOf(host::readFile(path), "a"), 0);
     EXPECT_EQ(value, "2");
     EXPECT_TRUE(isRefused(deepList(50000), "a"));
+    // 16 MiB, and eight times the file's size; a number's line has 805 bytes.
+    EXPECT_FALSE(isRefused(deepList(21000), "a"));
+    EXPECT_TRUE(isRefused(deepList(21700), "a"));
 }
 
 TEST_F(AiSettingsModule, NestingThousandsDeepIsSurvived)
