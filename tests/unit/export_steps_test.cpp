@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+//
+// What others do between two steps of the export. The functions below stand in the place of the C
+// library's, so that each of these moments comes in every run.
+#include "stats/alert_export.h"
+#include "support/host_files.h"
+#include "support/printing.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+#include <fcntl.h>
+#include <functional>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *exportPath = "/tmp/halvex_alerts.log";
+
+/// What somebody else does before each open().
+std::function<void(const char *path, int flags)> beforeOpen;
+
+} // namespace
+
+extern "C" {
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
+int open(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if (beforeOpen) {
+        beforeOpen(path, flags);
+    }
+    return int(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+}
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
+}
+
+namespace {
+
+class ExportSteps : public testing::Test
+{
+protected:
+    void TearDown() override { beforeOpen = nullptr; }
+
+    /// From now on, the export's name appears before each of the first @p count attempts to create
+    /// it, and vanishes before it is opened.
+    static void letTheNameComeAndGo(int count)
+    {
+        beforeOpen = [count](const char * /*path*/, int flags) mutable {
+            if ((flags & O_EXCL) != 0 && count > 0) {
+                --count;
+                EXPECT_EQ(mknod(exportPath, S_IFREG | 0600, 0), 0);
+            } else if ((flags & O_PATH) != 0) {
+                EXPECT_EQ(unlink(exportPath), 0);
+            }
+        };
+    }
+
+    static bool isPrepared() { return halvex::prepareExportFile(exportPath).isOpen(); }
+};
+
+TEST_F(ExportSteps, ANameThatComesAndGoesNineTimesIsAnExport)
+{
+    letTheNameComeAndGo(9);
+    EXPECT_TRUE(isPrepared());
+    EXPECT_EQ(host::ownerAndMode(exportPath), "0:0 0666");
+}
+
+TEST_F(ExportSteps, ANameThatComesAndGoesTenTimesIsAFailure)
+{
+    letTheNameComeAndGo(10);
+    EXPECT_FALSE(isPrepared());
+    EXPECT_FALSE(QFile::exists(exportPath));
+}
+
+} // namespace
