@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdarg>
+#include <cstdio>
 #include <fcntl.h>
 #include <functional>
 #include <sys/stat.h>
@@ -23,6 +24,10 @@ constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 
 /// What somebody else does before each open().
 std::function<void(const char *path, int flags)> beforeOpen;
+
+/// Somebody else is removing the export's name: the link count is lowered, and the name is still
+/// there. A rename in the directory waits for the end of that.
+bool isNameBeingRemoved = false;
 
 } // namespace
 
@@ -39,6 +44,22 @@ int open(const char *path, int flags, ...)
     }
     return int(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
 }
+
+int fstat(int file, struct stat *status) noexcept
+{
+    const auto result = int(syscall(SYS_newfstatat, file, "", status, AT_EMPTY_PATH));
+    status->st_nlink -= isNameBeingRemoved ? 1 : 0;
+    return result;
+}
+
+int rename(const char *from, const char *to) noexcept
+{
+    if (isNameBeingRemoved) {
+        isNameBeingRemoved = false;
+        unlink(exportPath);
+    }
+    return int(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+}
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 }
 
@@ -47,7 +68,11 @@ namespace {
 class ExportSteps : public testing::Test
 {
 protected:
-    void TearDown() override { beforeOpen = nullptr; }
+    void TearDown() override
+    {
+        beforeOpen = nullptr;
+        isNameBeingRemoved = false;
+    }
 
     /// From now on, the export's name appears before each of the first @p count attempts to create
     /// it, and vanishes before it is opened.
@@ -78,6 +103,17 @@ TEST_F(ExportSteps, ANameThatComesAndGoesTenTimesIsAFailure)
     letTheNameComeAndGo(10);
     EXPECT_FALSE(isPrepared());
     EXPECT_FALSE(QFile::exists(exportPath));
+}
+
+TEST_F(ExportSteps, AHardLinkThatIsBeingRemovedIsRefused)
+{
+    host::writeFile("/tmp/victim", "precious\n", 0640);
+    ASSERT_EQ(link("/tmp/victim", exportPath), 0);
+    isNameBeingRemoved = true;
+    EXPECT_FALSE(isPrepared());
+    EXPECT_FALSE(QFile::exists(exportPath)) << "its removal was not waited for";
+    EXPECT_EQ(host::readFile("/tmp/victim"), "precious\n");
+    EXPECT_EQ(host::ownerAndMode("/tmp/victim"), "0:0 0640");
 }
 
 } // namespace
