@@ -3,6 +3,7 @@
 // What others do between two steps of the export. The functions below stand in the place of the C
 // library's, so that each of these moments comes in every run.
 #include "stats/alert_export.h"
+#include "support/file_size_limit.h"
 #include "support/host_files.h"
 #include "support/printing.h"
 
@@ -12,10 +13,12 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <functional>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace {
@@ -114,6 +117,26 @@ TEST_F(ExportSteps, AHardLinkThatIsBeingRemovedIsRefused)
     EXPECT_FALSE(QFile::exists(exportPath)) << "its removal was not waited for";
     EXPECT_EQ(host::readFile("/tmp/victim"), "precious\n");
     EXPECT_EQ(host::ownerAndMode("/tmp/victim"), "0:0 0640");
+}
+
+TEST_F(ExportSteps, ALogThatTurnsIntoADeviceIsNotRead)
+{
+    constexpr const char *logPath = "/srv/alerts/a.log";
+    host::writeFile(logPath, "alert\n");
+    const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
+    bool isDevice = false;
+    beforeOpen = [&isDevice](const char *path, int /*flags*/) {
+        if (std::strcmp(path, logPath) == 0) {
+            ASSERT_EQ(unlink(logPath), 0);
+            isDevice = mknod(logPath, S_IFCHR | 0600, makedev(1, 5)) == 0; // /dev/zero
+        }
+    };
+    const FileSizeLimit limit(1 << 20);
+    const halvex::JobControl nobody;
+    halvex::ExportWriter writer(output, exportPath, nobody, halvex::exportPatience);
+    EXPECT_EQ(halvex::appendAlertLogs("/srv/alerts", ".log", output, writer), "");
+    EXPECT_TRUE(isDevice);
+    EXPECT_EQ(QFile(exportPath).size(), 0);
 }
 
 } // namespace
