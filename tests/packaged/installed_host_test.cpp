@@ -437,9 +437,19 @@ QStringList filesMissingIn(const QStringList &others, const QStringList &files)
     return missing;
 }
 
-TEST_F(InstalledHost, ARemovalLeavesNothing)
+/// The package has never been on it.
+class BareHost : public InstalledHost
 {
-    mustRun({"dpkg", "--purge", unit});
+protected:
+    void SetUp() override
+    {
+        SuiteHost::SetUp();
+        allowPackagesToStartUnits();
+    }
+};
+
+TEST_F(BareHost, ARemovalLeavesNothing)
+{
     const QStringList before = filesOfTheHost();
     installPackage();
     EXPECT_NE(filesOfTheHost(), before);
