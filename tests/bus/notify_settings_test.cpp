@@ -154,4 +154,30 @@ TEST_F(NotifySettings, ATextThatNoBusCarriesIsAFailure)
     EXPECT_EQ(get(), (Reply{0, {"1", "2", "3"}}));
 }
 
+TEST_F(NotifySettings, ATextIsTooLongForTheBusByItsBytesNotByItsCharacters)
+{
+    constexpr int characters = 16 << 20;
+    host::writeFile(path, written("<notify_fold>" + QByteArray("\xc3\xa9").repeated(characters) +
+                                  "</notify_fold>\n"));
+    EXPECT_TRUE(get() == (Reply{-1, {"", "", ""}}));
+    constexpr int fitting = 15 << 20;
+    host::writeFile(path, written("<notify_fold>" + QByteArray("\xc3\xa9").repeated(fitting) +
+                                  "</notify_fold>\n"));
+    EXPECT_TRUE(get() == (Reply{0, {"", "", QString(fitting, QChar(0xe9))}}));
+}
+
+TEST_F(NotifySettings, TextsThatAreTooLongForTheBusTogetherAreAFailure)
+{
+    const auto threeOf = [](int bytes) {
+        const QByteArray text(bytes, 'x');
+        return written("<notify_disabled>" + text + "</notify_disabled>\n<notify_timeout>" + text +
+                       "</notify_timeout>\n<notify_fold>" + text + "</notify_fold>\n");
+    };
+    host::writeFile(path, threeOf(12 << 20));
+    EXPECT_TRUE(get() == (Reply{-1, {"", "", ""}}));
+    host::writeFile(path, threeOf(10 << 20));
+    const QString text(10 << 20, 'x');
+    EXPECT_TRUE(get() == (Reply{0, {text, text, text}}));
+}
+
 } // namespace

@@ -15,6 +15,9 @@ class InstalledHost : public SuiteHost
 protected:
     void SetUp() override;
 
+    /// Lets packages start and stop units.
+    static void allowPackagesToStartUnits();
+
     /// Runs @p command, which must succeed, and returns what it prints.
     static QByteArray mustRun(const QStringList &command);
 

@@ -9,9 +9,11 @@
 #include <QFile>
 #include <QThread>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <iterator>
 #include <sys/stat.h>
 
 namespace {
@@ -404,7 +406,8 @@ TEST_F(InstalledHost, APackageInAnotherRootLeavesThisHostAlone)
     EXPECT_TRUE(QFile::exists("/tmp/halvex_alerts.log"));
 }
 
-/// Everything that lies on the host's disk, but for what dpkg keeps and logs and what is cached.
+/// Everything that lies on the host's disk, sorted, but for what dpkg keeps and logs, what is
+/// cached and what others put into /var/tmp at any time.
 QStringList filesOfTheHost()
 {
     QStringList files;
@@ -415,7 +418,8 @@ QStringList filesOfTheHost()
         while (walk.hasNext()) {
             const QString path = walk.next();
             if (!path.startsWith("/var/lib/dpkg/") && !path.startsWith("/var/log/") &&
-                !path.startsWith("/var/cache/") && !path.startsWith("/tmp/systemd-private-")) {
+                !path.startsWith("/var/cache/") && !path.startsWith("/var/tmp/") &&
+                !path.startsWith("/tmp/systemd-private-")) {
                 files << path;
             }
         }
@@ -424,9 +428,28 @@ QStringList filesOfTheHost()
     return files;
 }
 
-TEST_F(InstalledHost, ARemovalLeavesNothing)
+/// Those of @p files that are not among @p others. Both are sorted.
+QStringList filesMissingIn(const QStringList &others, const QStringList &files)
 {
-    mustRun({"dpkg", "--purge", unit});
+    QStringList missing;
+    std::set_difference(files.begin(), files.end(), others.begin(), others.end(),
+                        std::back_inserter(missing));
+    return missing;
+}
+
+/// The package has never been on it.
+class BareHost : public InstalledHost
+{
+protected:
+    void SetUp() override
+    {
+        SuiteHost::SetUp();
+        allowPackagesToStartUnits();
+    }
+};
+
+TEST_F(BareHost, ARemovalLeavesNothing)
+{
     const QStringList before = filesOfTheHost();
     installPackage();
     EXPECT_NE(filesOfTheHost(), before);
@@ -441,7 +464,9 @@ TEST_F(InstalledHost, ARemovalLeavesNothing)
     mustRun({"dpkg", "--purge", unit});
     poller.kill();
     poller.waitForFinished();
-    EXPECT_EQ(filesOfTheHost(), before);
+    const QStringList after = filesOfTheHost();
+    EXPECT_EQ(filesMissingIn(before, after), QStringList()) << "left behind";
+    EXPECT_EQ(filesMissingIn(after, before), QStringList()) << "removed too much";
     EXPECT_EQ(call("getEventTotalCount", {}, otto).error,
               "org.freedesktop.DBus.Error.ServiceUnknown");
     EXPECT_EQ(show("LoadState"), "not-found");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The package is removed while something of an ordinary user's stands in the export's place.
+// The package is removed while the daemon is in some state, and while something of an ordinary
+// user's stands in the export's place.
 #include "packaged/installed_host.h"
 #include "support/host_files.h"
 
@@ -70,6 +71,26 @@ private:
         EXPECT_EQ(host::ownerAndMode(path), ownerAndMode) << qPrintable(path);
     }
 };
+
+TEST_F(Removal, StopsADaemonThatIsStartedBeforeItsFilesGo)
+{
+    QFile script("/var/lib/dpkg/info/halvex-desktop-daemon.prerm");
+    ASSERT_TRUE(script.open(QIODevice::Append));
+    script.write("/usr/sbin/halvex-desktop --json getEventTotalCount >/run/answer\n");
+    script.close();
+    EXPECT_EQ(remove(), "");
+    EXPECT_EQ(parseReply(host::readFile("/run/answer")).status, -1) << "it was not started";
+    EXPECT_EQ(show("ActiveState"), "inactive");
+}
+
+TEST_F(Removal, LeavesNoFailedUnit)
+{
+    addToUnit("Restart=no\n");
+    ASSERT_EQ(kill(daemonPid(), SIGKILL), 0);
+    ASSERT_TRUE(waitFor([] { return show("ActiveState") == "failed"; }));
+    EXPECT_EQ(remove(), "");
+    EXPECT_EQ(show("ActiveState"), "inactive");
+}
 
 /// What a symbolic link in the export's place leads to.
 struct Target

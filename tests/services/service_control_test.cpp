@@ -169,6 +169,16 @@ TEST_F(ServiceControl, AMissingSystemctlIsAFailure)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
+TEST_F(ServiceControl, ASystemctlElsewhereInThePathIsNotRun)
+{
+    host::writeStandIn("/srv/systemctl");
+    qputenv("PATH", "/srv:/usr/bin");
+    ASSERT_TRUE(QFile::remove("/usr/bin/systemctl"));
+    EXPECT_EQ(setServiceStatus("halvex-ebpf", 1, 0), -1);
+    EXPECT_EQ(restartService("halvex-ebpf"), -1);
+    EXPECT_EQ(host::standInCalls(), QStringList());
+}
+
 TEST_F(ServiceControl, WhatSystemctlPrintsIsNotHeardHoweverMuch)
 {
     host::writeStandIn("/usr/bin/systemctl", "echo failed; head -c 300000 /dev/zero\n"

@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTextCodec>
 
 #include <gtest/gtest.h>
 
@@ -323,6 +324,9 @@ TEST_F(AiSettingsModule, IndentationMayMakeATextLongButNotWithoutBounds)
     EXPECT_EQ(statusOf(host::readFile(path), "a"), 0);
     EXPECT_EQ(value, "2");
     EXPECT_TRUE(isRefused(deepList(50000), "a"));
+    // 16 MiB, and eight times the file's size; a number's line has 805 bytes.
+    EXPECT_FALSE(isRefused(deepList(21000), "a"));
+    EXPECT_TRUE(isRefused(deepList(21700), "a"));
 }
 
 TEST_F(AiSettingsModule, NestingThousandsDeepIsSurvived)
@@ -369,6 +373,14 @@ TEST_F(AiSettingsModule, InvalidUtf8IsReadAsReplacements)
     EXPECT_EQ(statusOf("a: x\xff\xc3 y\n", "a"), 0);
     EXPECT_EQ(value, QString("x") + QChar(0xfffd) + QChar(0xfffd) + " y");
     EXPECT_EQ(changed("\xff: x\xff\n", "a", "2"), "\xff: \"x\xef\xbf\xbd\"\na: 2");
+}
+
+TEST_F(AiSettingsModule, TextIsUtf8WhateverTheLocalesCodec)
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    EXPECT_EQ(changed("a: 1\n", "ä", "ö☂"), "a: 1\n\xc3\xa4: \"\xc3\xb6\xe2\x98\x82\"");
+    EXPECT_EQ(halvex::getAiConfig(path, 0, "ä", value), 0);
+    EXPECT_EQ(value, "ö☂");
 }
 
 TEST_F(AiSettingsModule, OwnerAndModeAreKept)

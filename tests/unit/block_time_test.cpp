@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QTextCodec>
 
 #include <gtest/gtest.h>
 
@@ -128,6 +129,8 @@ TEST_F(BlockTime, TextIsInTheLocalesCodec)
 {
     EXPECT_EQ(rewritten("# zw\xc3\xb6lf \xf0\x9f\x98\x80\nTIMEOUT=\n", "ö"),
               "# zw\xc3\xb6lf \xf0\x9f\x98\x80\nTIMEOUT=\"timeout \xc3\xb6\"\n");
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    EXPECT_EQ(rewritten("# zw\xf6lf\nTIMEOUT=\n", "ö"), "# zw\xf6lf\nTIMEOUT=\"timeout \xf6\"\n");
 }
 
 TEST_F(BlockTime, ALineFeedInAValueIsWritten)

@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTextCodec>
 
 #include <gtest/gtest.h>
 
@@ -140,6 +141,16 @@ TEST_F(InterventionSettingsModule, InvalidUtf8IsReadAsReplacements)
     host::writeFile(configPath, "action \"block\"\ntimeout = \"a\xff\xc3\"\n");
     EXPECT_EQ(get("block", "timeout"), 0);
     EXPECT_EQ(value, QString("a") + QChar(0xfffd) + QChar(0xfffd));
+}
+
+TEST_F(InterventionSettingsModule, TextIsUtf8WhateverTheLocalesCodec)
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    const QByteArray content = "action \"gr\xc3\xbcn\" {\n\xc3\xa4 = \"1\"\n}\n";
+    EXPECT_EQ(changed(content, "grün", "ä", "ö☂"),
+              QByteArray(content).replace('1', "\xc3\xb6\xe2\x98\x82"));
+    EXPECT_EQ(get("grün", "ä"), 0);
+    EXPECT_EQ(value, "ö☂");
 }
 
 TEST_F(InterventionSettingsModule, OnlyTheValueIsReplaced)

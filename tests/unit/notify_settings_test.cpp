@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QTextCodec>
 
 #include <gtest/gtest.h>
 
@@ -63,6 +64,20 @@ TEST_F(NotifySettingsModule, ValuesAreUtf8)
                           "\xf0\x9f\x98\x80</notify_fold></notify></alerts></ossec_config>");
     EXPECT_EQ(get(), 0);
     EXPECT_EQ(fold, "zwölf 😀");
+}
+
+TEST_F(NotifySettingsModule, ValuesAreUtf8WhateverTheLocalesCodec)
+{
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    host::writeFile(path, original);
+    EXPECT_EQ(halvex::setNotifyConfig(path, "ö", "☂", "é"), 0);
+    const QByteArray written = host::readFile(path);
+    for (const char *element : {"<notify_disabled>\xc3\xb6<", "<notify_timeout>\xe2\x98\x82<",
+                                "<notify_fold>\xc3\xa9<"}) {
+        EXPECT_TRUE(written.contains(element)) << element;
+    }
+    EXPECT_EQ(get(), 0);
+    EXPECT_EQ((QStringList{disabled, timeout, fold}), (QStringList{"ö", "☂", "é"}));
 }
 
 TEST_F(NotifySettingsModule, AMissingFileFails)

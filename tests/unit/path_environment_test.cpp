@@ -186,6 +186,26 @@ TEST_F(PathEnvironment, EachCoreDirectoryIsEnough)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
+TEST_F(PathEnvironment, ACoreDirectoryIsEnoughHoweverItIsSpelt)
+{
+    ASSERT_EQ(symlink("/usr/bin", "/opt/tools"), 0);
+    for (const char *path : {"/usr/bin/", "//usr/bin", "/usr/../usr/./bin", "/opt/tools"}) {
+        EXPECT_FALSE(mustBeReplaced(path)) << path;
+    }
+    EXPECT_EQ(log.messages(), QStringList());
+}
+
+TEST_F(PathEnvironment, ACoreDirectorysNameThatLeadsElsewhereIsNotEnough)
+{
+    makeDirectory("/opt/elsewhere", 0755);
+    for (const char *name : {"/bin", "/sbin"}) {
+        ASSERT_EQ(unlink(name), 0);
+        ASSERT_EQ(symlink("/opt/elsewhere", name), 0);
+    }
+    EXPECT_TRUE(mustBeReplaced("/bin:/sbin"));
+    EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH缺失系统核心目录"});
+}
+
 TEST_F(PathEnvironment, OnlyTheFirstProblemIsReported)
 {
     EXPECT_TRUE(mustBeReplaced("/usr/local/bin:/tmp:/missing:."));

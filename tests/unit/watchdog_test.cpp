@@ -4,6 +4,7 @@
 #include "util/file_descriptor.h"
 #include "util/watchdog.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QEventLoop>
@@ -89,13 +90,32 @@ protected:
     halvex::FileDescriptor manager;
 };
 
-TEST_F(Watchdog, TellsAgainAndAgainAtHalfTheInterval)
+TEST_F(Watchdog, TellsAgainAndAgain)
 {
     const auto watchdog = halvex::startWatchdog();
     ASSERT_TRUE(watchdog);
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
     EXPECT_FALSE(anyVariableIsLeft());
+}
+
+TEST_F(Watchdog, TellsAtHalfTheIntervalButEveryTenSecondsAtLeast)
+{
+    struct
+    {
+        const char *microseconds;
+        int expectedMs;
+    } const intervals[] = {
+        {"20000", 10}, {"4000000", 2000}, {"20000000", 10000}, {"300000000", 10000}};
+    for (const auto &interval : intervals) {
+        setVariables();
+        qputenv("WATCHDOG_USEC", interval.microseconds);
+        const auto watchdog = halvex::startWatchdog();
+        ASSERT_TRUE(watchdog);
+        const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(watchdog.get());
+        ASSERT_EQ(timers.size(), 1);
+        EXPECT_EQ(timers.first().interval, interval.expectedMs) << interval.microseconds;
+    }
 }
 
 TEST_F(Watchdog, FindsASocketWhoseNameIsNoPath)
