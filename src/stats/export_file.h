@@ -25,7 +25,7 @@ namespace halvex {
 /// The time limit for all changes of the export file in total. It is extended by the time that a
 /// disk with the speed minExportBytesPerMs needs for the data.
 constexpr std::chrono::milliseconds exportPatienceMs(2000);
-constexpr std::size_t minExportBytesPerMs = 4UL << 10;
+constexpr std::size_t minExportBytesPerMs = 32UL << 10;
 
 /// Creates the export file, or truncates the existing one, which may belong to any user. Gives it
 /// the mode 0666, whatever the umask.

@@ -16,8 +16,9 @@ namespace halvex {
 /// available after twenty seconds.
 constexpr std::chrono::milliseconds systemLogPatienceMs(2000);
 
-/// The system log, at /dev/log. The daemon fills only a part of the log's queue. While the queue is
-/// full, other programs, such as the bus daemon, wait without a limit.
+/// The system log, at /dev/log, which must be a datagram socket. The daemon fills only a part of
+/// the log's queue. While the queue is full, other programs, such as the bus daemon, wait without a
+/// limit.
 class SystemLog
 {
 public:
