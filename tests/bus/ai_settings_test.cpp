@@ -30,7 +30,7 @@ protected:
 
     void TearDown() override
     {
-        // Nothing but a refusal is ever logged, and the test of that takes its line.
+        // The daemon logs only refusals, and a test that expects one takes its log line.
         EXPECT_EQ(systemLog.takeLines(), QStringList());
         EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
         DaemonHost::TearDown();
@@ -46,7 +46,7 @@ protected:
         return call("setAiConfig", {"0", key, value}, Caller{user::wheelMember});
     }
 
-    /// What a file that holds @p yaml becomes when a setting is written.
+    /// The content of a file with @p yaml after @p value has been written to @p key.
     QByteArray changed(const QByteArray &yaml, const QString &key, const QString &value)
     {
         host::writeFile(path, yaml);
@@ -54,7 +54,7 @@ protected:
         return host::readFile(path);
     }
 
-    /// Tells whether writing fails and leaves a file that holds @p yaml as it was.
+    /// Tells whether writing to a file with @p yaml fails and leaves the file unchanged.
     bool isRefused(const QByteArray &yaml, const QString &key)
     {
         host::writeFile(path, yaml);
@@ -93,7 +93,7 @@ TEST_F(AiSettings, AnAdministratorsFrontEndWritesAScalar)
     EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}}));
 }
 
-TEST_F(AiSettings, AMissingPathIsMade)
+TEST_F(AiSettings, AMissingKeyIsAdded)
 {
     EXPECT_EQ(changed("a: 1\n", "b", "on"), "a: 1\nb: true");
     EXPECT_EQ(changed("a: 1\n", "a.c", "5"), "a:\n  c: 5");
@@ -102,7 +102,7 @@ TEST_F(AiSettings, AMissingPathIsMade)
     EXPECT_EQ(changed("", "a", "5"), "a: 5");
 }
 
-TEST_F(AiSettings, AnyOtherEngineIsRefused)
+TEST_F(AiSettings, AnyTypeOtherThan0IsRefused)
 {
     host::writeFile(path, original);
     for (const char *type : {"1", "-1", "2147483647"}) {
@@ -129,7 +129,7 @@ TEST_F(AiSettings, AnOrdinaryUserChangesNothing)
               QStringList{"<14>halvex-desktop-daemon: The caller has no permission"});
 }
 
-TEST_F(AiSettings, AMissingFileFailsAndOneThatCannotBeWrittenDoesNot)
+TEST_F(AiSettings, WritingFailsForAMissingFileButNotForAnUnwritableOne)
 {
     EXPECT_EQ(get("dga_detect"), (Reply{-1, {""}}));
     EXPECT_EQ(set("dga_detect", "1"), Reply{-1});
@@ -146,7 +146,7 @@ TEST_F(AiSettings, AServerEditionHasItsOwnFile)
     host::writeFile(serverPath, "dga_detect: 2\n");
     EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}}));
     host::writeFile("/etc/os-release", "VARIANT=Server\n");
-    EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}})) << "the edition is that of the start";
+    EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}})) << "the edition is determined at the start";
     stopDaemon();
     startDaemon();
     EXPECT_EQ(get("dga_detect"), (Reply{0, {"2"}}));
@@ -155,7 +155,7 @@ TEST_F(AiSettings, AServerEditionHasItsOwnFile)
     EXPECT_EQ(host::readFile(path), "dga_detect: 1\n");
 }
 
-TEST_F(AiSettings, AFileThatIsNoYamlFailsAndStays)
+TEST_F(AiSettings, AFileThatIsNotYamlFailsAndStaysUnchanged)
 {
     for (const QByteArray &yaml :
          {QByteArray("a: [1"), QByteArray("\ta: 1"), QByteArray("a: *b"), QByteArray("a: b: c"),
@@ -168,7 +168,7 @@ TEST_F(AiSettings, AFileThatIsNoYamlFailsAndStays)
     }
 }
 
-TEST_F(AiSettings, WhatCannotBeWrittenBackWholeIsLeftAlone)
+TEST_F(AiSettings, AFileThatCannotBeWrittenBackCompletelyStaysUnchanged)
 {
     EXPECT_TRUE(isRefused("? [a]\n: 1\nb: 2\n", "b"));
     EXPECT_TRUE(isRefused("? {a: b}\n: 1\nb: 2\n", "b"));
@@ -182,16 +182,16 @@ TEST_F(AiSettings, WhatCannotBeWrittenBackWholeIsLeftAlone)
     EXPECT_EQ(changed("a: &x 1\nb: *x\n", "b", "3"), "a: 1\nb: 3");
 }
 
-TEST_F(AiSettings, InvalidTextIsSurvived)
+TEST_F(AiSettings, InvalidTextIsReadAndWritten)
 {
     host::writeFile(path, "a: \xff\nb: \"x\\0y\"\n\"\xff\": 1\n");
     EXPECT_EQ(get("a"), (Reply{0, {QString(QChar(0xfffd))}}));
-    EXPECT_EQ(get("b"), (Reply{0, {"x"}})) << "no text on the bus holds a zero character";
+    EXPECT_EQ(get("b"), (Reply{0, {"x"}})) << "a text on the bus ends at a NUL character";
     EXPECT_EQ(set("a", "1"), Reply{0});
     EXPECT_EQ(host::readFile(path), "a: 1\nb: \"x\\x00y\"\n\xff: 1");
 }
 
-TEST_F(AiSettings, AKeyThatNestsTooDeepIsRefused)
+TEST_F(AiSettings, AKeyWithTooManyComponentsIsRefused)
 {
     const auto keyOf = [](int components) { return QString("a.").repeated(components - 1) + 'a'; };
     EXPECT_TRUE(isRefused("b: 1\n", keyOf(499)));
@@ -201,9 +201,9 @@ TEST_F(AiSettings, AKeyThatNestsTooDeepIsRefused)
     EXPECT_EQ(get("b"), (Reply{0, {"1"}}));
 }
 
-#ifndef __SANITIZE_ADDRESS__ // these two take half a minute then; the module's tests are enough
+#ifndef __SANITIZE_ADDRESS__ // these two take half a minute in a sanitized build
 
-TEST_F(AiSettings, AKeyOfMillionsOfFullStopsIsAnsweredLikeAnyOther)
+TEST_F(AiSettings, AKeyOfMillionsOfFullStopsFailsWithLittleMemory)
 {
     const QString key(20 << 20, '.');
     host::writeFile(path, "a: 1\n'': &a {'': *a}\n");
@@ -220,7 +220,7 @@ TEST_F(AiSettings, AFileOf64MiBIsServed)
     EXPECT_EQ(set("a", "2"), Reply{0});
     EXPECT_EQ(host::readFile(path), "a: 2");
     host::writeFile(path, "a: " + QByteArray(64 << 20, 'x') + "\nb: 1\n");
-    EXPECT_EQ(get("a"), (Reply{-1, {""}})) << "no bus carries so long a text";
+    EXPECT_EQ(get("a"), (Reply{-1, {""}})) << "the bus does not carry such a long text";
     EXPECT_EQ(get("b"), (Reply{0, {"1"}}));
 }
 

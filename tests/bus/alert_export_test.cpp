@@ -21,7 +21,7 @@ namespace {
 const QString alerts = "/var/log/halvex/logs/alerts";
 constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 
-/// The research engine's tree of alerts, and the export as a front end finds it.
+/// Has the research engine's directory tree of alerts, and reads the export as a front end does.
 class AlertExport : public DaemonHost
 {
 protected:
@@ -36,14 +36,14 @@ protected:
         host::writeFile(alerts + '/' + name, bytes, 0600);
     }
 
-    /// Has an ordinary user's front end ask for the export, and returns what is in it then.
+    /// Makes an ordinary user's front end request the export, and returns the export's content.
     QByteArray exported()
     {
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::ordinary}), (Reply{0}));
         return host::readFile(exportPath);
     }
 
-    /// The lines of the export, whose order is that of the file system, sorted.
+    /// The sorted lines of the export. Their original order depends on the file system.
     QList<QByteArray> exportedLines()
     {
         QList<QByteArray> lines = exported().split('\n');
@@ -68,7 +68,7 @@ protected:
     }
 };
 
-TEST_F(AlertExport, RotatedLogsAreGatheredAndTheLiveOnesLeftOut)
+TEST_F(AlertExport, RotatedLogsAreExportedAndLiveOnesLeftOut)
 {
     writeLog("alerts.log", "live\n");
     writeLog("2024/Mar/alerts-14.log", "14 a\n14 b\n");
@@ -92,7 +92,7 @@ TEST_F(AlertExport, WithOnlyTheLiveLogTheExportIsEmpty)
     EXPECT_EQ(messagesOfTheCall(), QStringList());
 }
 
-TEST_F(AlertExport, OnlyTheExactExtensionIsALogs)
+TEST_F(AlertExport, OnlyFilesWithTheExactExtensionAreExported)
 {
     for (const char *name : {"a.LOG", "a.Log", "a.log.gz", "a.log.1", "a.log~", "a.logs", "alog",
                              ".log", "log", "a.log.", "a.json", "sub/.log"}) {
@@ -108,7 +108,7 @@ TEST_F(AlertExport, OnlyTheExactExtensionIsALogs)
                                  "alerts .log", "alerts.log.log", "äöü.log"}));
 }
 
-TEST_F(AlertExport, ALastLineWithoutLineFeedGainsOne)
+TEST_F(AlertExport, AMissingLastLineFeedIsAdded)
 {
     writeLog("1.log", "first");
     writeLog("2.log", "second\nthird");
@@ -116,7 +116,7 @@ TEST_F(AlertExport, ALastLineWithoutLineFeedGainsOne)
     EXPECT_EQ(exportedLines(), (QList<QByteArray>{"first", "second", "third"}));
 }
 
-TEST_F(AlertExport, BytesAreCopiedAsTheyStand)
+TEST_F(AlertExport, BytesAreCopiedUnchanged)
 {
     const QByteArray bytes("\xef\xbb\xbf\r\n\n\n \t\n\0\xff\xfe\r\r\n\n", 17);
     writeLog("only.log", bytes);
@@ -141,7 +141,7 @@ TEST_F(AlertExport, AnEmptyLogContributesNothing)
     EXPECT_EQ(exported(), "\n");
 }
 
-TEST_F(AlertExport, ALinkedLogIsExportedAndALinkedDirectoryNotEntered)
+TEST_F(AlertExport, ALinkedLogIsExportedButALinkedDirectoryIsNotEntered)
 {
     host::writeFile("/srv/elsewhere/archive", "linked\n");
     host::writeFile("/srv/elsewhere/inside.log", "not reached\n");
@@ -155,14 +155,14 @@ TEST_F(AlertExport, ALinkedLogIsExportedAndALinkedDirectoryNotEntered)
     EXPECT_EQ(messagesOfTheCall(), QStringList());
 }
 
-TEST_F(AlertExport, ADirectoryNamedLikeALogIsWalked)
+TEST_F(AlertExport, ADirectoryNamedLikeALogIsSearched)
 {
     writeLog("directory.log/inside.log", "inside\n");
     startDaemon();
     EXPECT_EQ(exported(), "inside\n");
 }
 
-TEST_F(AlertExport, ATreeThatIsALinkItselfIsWalked)
+TEST_F(AlertExport, ALinkedTopDirectoryIsSearched)
 {
     ASSERT_TRUE(QDir().rmdir(alerts));
     host::writeFile("/srv/alerts/a.log", "a\n");
@@ -171,7 +171,7 @@ TEST_F(AlertExport, ATreeThatIsALinkItselfIsWalked)
     EXPECT_EQ(exported(), "a\n");
 }
 
-TEST_F(AlertExport, WhatIsNamedLikeALogButIsNoFileIsNotEvenOpened)
+TEST_F(AlertExport, AFileOfAnotherTypeNamedLikeALogIsNotOpened)
 {
     const QByteArray pipePath = (alerts + "/pipe.log").toUtf8();
     ASSERT_EQ(mkfifo(pipePath.constData(), 0600), 0);
@@ -182,7 +182,7 @@ TEST_F(AlertExport, WhatIsNamedLikeALogButIsNoFileIsNotEvenOpened)
     ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
     ASSERT_TRUE(QFile::link(pipePath, alerts + "/linked-pipe.log"));
     writeLog("real.log", "real\n");
-    // A process that opened the pipe would get what is in it.
+    // A process that opened the pipe would read these bytes.
     const int pipe = open(pipePath.constData(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(write(pipe, "pipe\n", 5), 5);
     const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
@@ -192,13 +192,13 @@ TEST_F(AlertExport, WhatIsNamedLikeALogButIsNoFileIsNotEvenOpened)
     startDaemon();
     EXPECT_EQ(exported(), "real\n");
     std::array<char, 4096> events{};
-    EXPECT_EQ(read(watch, events.data(), events.size()), -1) << "something was opened";
+    EXPECT_EQ(read(watch, events.data(), events.size()), -1) << "a file of another type was opened";
     close(watch);
     close(pipe);
     close(listener);
 }
 
-TEST_F(AlertExport, ALinkToTheExportItselfDoesNotFeedOnItself)
+TEST_F(AlertExport, ALinkToTheExportItselfIsNotExported)
 {
     ASSERT_TRUE(QFile::link(exportPath, alerts + "/export.log"));
     writeLog("1.log", "1\n");
@@ -207,7 +207,7 @@ TEST_F(AlertExport, ALinkToTheExportItselfDoesNotFeedOnItself)
     EXPECT_EQ(exportedLines(), (QList<QByteArray>{"1", "2"}));
 }
 
-TEST_F(AlertExport, EachCallStartsAfresh)
+TEST_F(AlertExport, EachCallReplacesTheExport)
 {
     writeLog("a.log", "a long first line\nand another\n");
     startDaemon();
@@ -218,7 +218,7 @@ TEST_F(AlertExport, EachCallStartsAfresh)
     EXPECT_EQ(exportMode(), 0666U);
 }
 
-TEST_F(AlertExport, TheModeIsRestoredAndNotReducedByTheUmask)
+TEST_F(AlertExport, TheModeIsAlwaysRestoredWhateverTheUmask)
 {
     umask(0077);
     writeLog("a.log", "a\n");
@@ -246,7 +246,7 @@ TEST_F(AlertExport, AnyUserMayReadAndWriteTheExport)
     EXPECT_EQ(host::readFile(exportPath), "b\n");
 }
 
-TEST_F(AlertExport, AMissingTreeIsAnEmptyExportAndOneMessage)
+TEST_F(AlertExport, AMissingTopDirectoryGivesAnEmptyExportAndOneMessage)
 {
     ASSERT_TRUE(QDir().rmdir(alerts));
     startDaemon();
@@ -259,7 +259,7 @@ TEST_F(AlertExport, AMissingTreeIsAnEmptyExportAndOneMessage)
                           "[/var/log/halvex/logs/alerts]"});
 }
 
-TEST_F(AlertExport, AFileInTheTreesPlaceIsAnEmptyExportAndOneMessage)
+TEST_F(AlertExport, AFileInPlaceOfTheTopDirectoryGivesAnEmptyExportAndOneMessage)
 {
     ASSERT_TRUE(QDir().rmdir(alerts));
     host::writeFile(alerts, "a\n");
@@ -270,7 +270,7 @@ TEST_F(AlertExport, AFileInTheTreesPlaceIsAnEmptyExportAndOneMessage)
                           "cannot open directory: Not a directory [/var/log/halvex/logs/alerts]"});
 }
 
-TEST_F(AlertExport, ALinkThatLeadsToItselfIsLeftOutInSilence)
+TEST_F(AlertExport, ALinkToItselfIsSkippedWithoutAMessage)
 {
     writeLog("a.log", "a\n");
     ASSERT_TRUE(QFile::link("circle.log", alerts + "/circle.log"));
@@ -281,7 +281,7 @@ TEST_F(AlertExport, ALinkThatLeadsToItselfIsLeftOutInSilence)
     EXPECT_EQ(messagesOfTheCall(), QStringList());
 }
 
-TEST_F(AlertExport, ARefusedCallerLeavesTheExportAlone)
+TEST_F(AlertExport, ARefusedCallerDoesNotChangeTheExport)
 {
     writeLog("a.log", "a\n");
     host::writeFile(exportPath, "old\n", 0640);
@@ -327,7 +327,7 @@ TEST_F(AlertExport, AnExportThatCannotBeOpenedIsAFailureWithoutAMessage)
     running.waitForFinished();
 }
 
-TEST_F(AlertExport, AFullDiskKeepsWhatFittedAndLeavesADebugMessage)
+TEST_F(AlertExport, AFullDiskCutsTheExportOffAndGivesADebugMessage)
 {
     writeLog("a.log", QByteArray(1 << 20, 'x'));
     writeLog("b.log", QByteArray(1 << 20, 'x'));

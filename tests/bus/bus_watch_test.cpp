@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Under a service manager: the daemon's signs of life, and what it says when it does not hear the
-// bus.
+// Under a service manager: the daemon's watchdog messages, and what it sends when the bus does not
+// answer.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/service_manager.h"
@@ -23,7 +23,7 @@ protected:
         startDaemon(soundEnvironment + ServiceManager::variables());
     }
 
-    /// What the daemon says next; empty when it stays silent.
+    /// The daemon's next message; empty if it sends none.
     [[nodiscard]] QByteArray nextMessage() const { return manager.nextMessage(); }
 
     QByteArray messageBesidesSignsOfLife()
@@ -36,7 +36,7 @@ protected:
         return message;
     }
 
-    /// Whether the daemon has asked for its end by now.
+    /// Whether the daemon has already asked the service manager to end it.
     [[nodiscard]] bool asksForItsEnd() const
     {
         bool asks = false;
@@ -47,7 +47,7 @@ protected:
         return asks;
     }
 
-    /// Makes each call take four tenths of a second in the gate, which notes its coming and going.
+    /// Makes each call take 0.4 seconds in the gate, and logs when it begins and ends there.
     static void slowTheGateDown()
     {
         host::writeScript("/usr/sbin/getstatus", "echo begin >>/run/gate.log; sleep 0.4; "
@@ -55,11 +55,12 @@ protected:
         host::writeFile(gateLog, "");
     }
 
-    /// Sends @p count calls, none of which is waited for, from a program at @p path.
+    /// Sends @p count calls from a program at @p path, without waiting for answers.
     void sendCalls(int count, const QString &path)
     {
         host::writeFile(path, host::readFile(FLOOD), 0755);
-        // It stays on the bus, or the gate would refuse it without running the tool.
+        // The sender must stay on the bus: otherwise the gate refuses its calls without running the
+        // tool.
         const QStringList command =
             frontEndCommand({user::ordinary, path}, {"--small", QString::number(count), "--stay"});
         sender.start(command.first(), command.mid(1));
@@ -67,7 +68,7 @@ protected:
             << sender.readAllStandardError().constData();
     }
 
-    /// How often the gate's log has @p word, "begin" or "end".
+    /// How often @p word, "begin" or "end", occurs in the gate's log.
     static int noted(const char *word) { return host::readFile(gateLog).count(word); }
 
     void TearDown() override
@@ -82,17 +83,17 @@ protected:
     const ServiceManager manager;
 };
 
-TEST_F(BusWatch, AnIdleDaemonIsAlive)
+TEST_F(BusWatch, AnIdleDaemonSendsOnlySignsOfLife)
 {
-    // For longer than an answer of the bus may take.
+    // Wait for longer than the bus may take to answer.
     for (int i = 0; i < 20; ++i) {
         ASSERT_EQ(nextMessage(), "WATCHDOG=1");
     }
 }
 
-TEST_F(BusWatch, ADaemonWhoseCallerWaitsForALongTimeIsAlive)
+TEST_F(BusWatch, ADaemonWithALongCallSendsOnlySignsOfLife)
 {
-    // For longer than an answer of the bus may take.
+    // Wait for longer than the bus may take to answer.
     host::writeScript("/usr/sbin/getstatus", "exec sleep 7\n");
     EXPECT_EQ(call("getEventTotalCount", {}, Caller{user::ordinary}).status, -1);
     for (int i = 0; i < 20; ++i) {
@@ -100,9 +101,9 @@ TEST_F(BusWatch, ADaemonWhoseCallerWaitsForALongTimeIsAlive)
     }
 }
 
-TEST_F(BusWatch, ADaemonWithAQueueOfAcceptedCallsIsAlive)
+TEST_F(BusWatch, ADaemonWithAQueueOfAcceptedCallsSendsOnlySignsOfLife)
 {
-    constexpr int calls = 20; // eight seconds, longer than an answer of the bus may take
+    constexpr int calls = 20; // eight seconds, longer than the bus may take to answer
     slowTheGateDown();
     sendCalls(calls, "/usr/sbin/halvex-desktop");
     int signsAfterwards = 0;
@@ -112,7 +113,7 @@ TEST_F(BusWatch, ADaemonWithAQueueOfAcceptedCallsIsAlive)
     }
 }
 
-TEST_F(BusWatch, ADaemonWithAQueueOfAStrangersCallsAsksForItsEndBetweenTwoOfThem)
+TEST_F(BusWatch, ADaemonWithAQueueOfRefusedCallsAsksForItsEndBetweenTwoCalls)
 {
     constexpr int calls = 100;
     ASSERT_EQ(mkfifo("/run/gate", 0600), 0);
@@ -125,17 +126,17 @@ TEST_F(BusWatch, ADaemonWithAQueueOfAStrangersCallsAsksForItsEndBetweenTwoOfThem
             hasAsked = hasAsked || asksForItsEnd();
             return hasAsked || noted("begin") == begun;
         }));
-        // What the daemon has said before the call is there once the call has begun.
+        // Messages that the daemon sent before the call have arrived once the call has begun.
         hasAsked = hasAsked || asksForItsEnd();
         if (!hasAsked) {
-            QThread::msleep(400); // which it takes
-            EXPECT_FALSE(asksForItsEnd()) << "in the middle of a call";
+            QThread::msleep(400); // time in which the daemon could ask
+            EXPECT_FALSE(asksForItsEnd()) << "it asks in the middle of a call";
             host::writeFile("/run/gate", "\n");
         } else {
             EXPECT_GT(begun, 1);
         }
     }
-    EXPECT_TRUE(hasAsked) << "not before all were served";
+    EXPECT_TRUE(hasAsked) << "it has not asked before all calls were served";
 }
 
 TEST_F(BusWatch, ADaemonThatHasLostTheBusAsksForItsEnd)
@@ -149,7 +150,7 @@ TEST_F(BusWatch, ADaemonThatHasLostTheBusAsksForItsEnd)
 TEST_F(BusWatch, ADaemonWhoseGateHasLostTheBusAsksForItsEnd)
 {
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
-    // The gate's connection is made first.
+    // The gate's connection is the daemon's first one.
     const auto cut = host::run({CUT_BUS, QString::number(daemon.processId()), "1"});
     ASSERT_EQ(cut.exitCode, 0) << cut.errors.constData();
     EXPECT_EQ(messageBesidesSignsOfLife(), "WATCHDOG=trigger");

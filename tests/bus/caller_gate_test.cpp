@@ -25,10 +25,10 @@ protected:
         startDaemon();
     }
 
-    /// Does the gate let @p caller read?
+    /// Whether the gate lets @p caller read.
     bool letsRead(const Caller &caller) { return lets("getEventTotalCount", {}, caller); }
 
-    /// Does it let @p caller change the system, by each of the six methods that do?
+    /// Which of the six changing methods let @p caller in: see letsEach().
     std::string letsChange(const Caller &caller) { return letsEach(true, caller); }
 
     /// "all", "none" or the names of the methods that let @p caller in.
@@ -55,7 +55,7 @@ protected:
         return wasLetIn(call(method, arguments, caller));
     }
 
-    /// Judges an answer, and holds the system log against it.
+    /// Whether @p reply is not a refusal. Expects the matching lines in the system log.
     bool wasLetIn(const Reply &reply)
     {
         EXPECT_EQ(reply.error, "");
@@ -121,7 +121,7 @@ TEST_F(CallerGate, ALinkToAFrontEndIsAccepted)
     EXPECT_TRUE(letsRead(at("/usr/local/bin/link")));
 }
 
-TEST_F(CallerGate, AFrontEndsPathThatIsALinkElsewhereIsRefused)
+TEST_F(CallerGate, AFrontEndPathThatLinksElsewhereIsRefused)
 {
     copyFrontEnd("/usr/local/bin/halvex-desktop");
     ASSERT_TRUE(QFile::remove("/usr/sbin/halvex-desktop"));
@@ -149,7 +149,7 @@ TEST_F(CallerGate, AFrontEndStartedByItsLoaderIsRefused)
     EXPECT_FALSE(letsRead(wrapped({"/lib64/ld-linux-x86-64.so.2"})));
 }
 
-TEST_F(CallerGate, RootGetsNoExceptionForAnotherProgram)
+TEST_F(CallerGate, AnotherProgramIsRefusedEvenForRoot)
 {
     copyFrontEnd("/root/front-end");
     Caller caller = at("/root/front-end");
@@ -158,7 +158,7 @@ TEST_F(CallerGate, RootGetsNoExceptionForAnotherProgram)
     EXPECT_EQ(letsChange(caller), "none");
 }
 
-TEST_F(CallerGate, AFirstArgumentThatNamesAFrontEndDoesNotHelpAnotherProgram)
+TEST_F(CallerGate, AnotherProgramIsRefusedEvenIfItsFirstArgumentNamesAFrontEnd)
 {
     copyFrontEnd("/usr/local/bin/stranger");
     Caller caller = at("/usr/local/bin/stranger");
@@ -169,7 +169,7 @@ TEST_F(CallerGate, AFirstArgumentThatNamesAFrontEndDoesNotHelpAnotherProgram)
     EXPECT_FALSE(letsRead(caller));
 }
 
-TEST_F(CallerGate, AProgramWithALongerPathThanTheKernelTellsIsJudgedByItsFirstArgument)
+TEST_F(CallerGate, AProgramWhosePathIsTooLongForTheKernelIsJudgedByItsFirstArgument)
 {
     const auto withFirstArgument = [](const QString &argument) {
         Caller caller = at("/usr/sbin/halvex-desktop");
@@ -205,7 +205,7 @@ TEST_F(CallerGate, AFrontEndThatWasReplacedAfterItsStartIsRefused)
     EXPECT_FALSE(wasLetIn(reply));
 }
 
-TEST_F(CallerGate, ADeletedProgramIsRefusedThoughALinkOfItsDeletedNameLeadsToAFrontEnd)
+TEST_F(CallerGate, ADeletedProgramIsRefusedEvenIfItsDeletedNameLinksToAFrontEnd)
 {
     copyFrontEnd("/srv/stranger");
     for (const MethodCall &each : allMethodCalls()) {
@@ -223,9 +223,9 @@ TEST_F(CallerGate, ADeletedProgramIsRefusedThoughALinkOfItsDeletedNameLeadsToAFr
     }
 }
 
-TEST_F(CallerGate, ARunningProgramIsRefusedThoughItsNameNowLeadsToAFrontEnd)
+TEST_F(CallerGate, AnotherProgramIsRefusedEvenIfItsPathNowLinksToAFrontEnd)
 {
-    // The link of the executable goes on naming the path over which something else was mounted.
+    // The link /proc/PID/exe still names the old path, over which another file system is mounted.
     copyFrontEnd("/srv/bin/stranger");
     const Reply reply = callAfter(
         [] {
@@ -236,9 +236,9 @@ TEST_F(CallerGate, ARunningProgramIsRefusedThoughItsNameNowLeadsToAFrontEnd)
     EXPECT_FALSE(wasLetIn(reply));
 }
 
-TEST_F(CallerGate, AFileOfTheSameNumberOnAnotherFileSystemIsNotTheProgramThatRuns)
+TEST_F(CallerGate, ADeletedProgramIsRefusedEvenIfAFrontEndHasTheSameInodeNumber)
 {
-    // The first file on each of two new file systems.
+    // The first file on each of two new file systems has the same inode number.
     for (const char *directory : {"/srv/bin", "/etc/halvex"}) {
         ASSERT_TRUE(QDir().mkpath(directory));
         ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "fresh", directory}).exitCode, 0);
@@ -260,7 +260,7 @@ TEST_F(CallerGate, AFileOfTheSameNumberOnAnotherFileSystemIsNotTheProgramThatRun
     EXPECT_FALSE(wasLetIn(reply));
 }
 
-/// Callers whose program lies on a user's own FUSE mount, into which not even root can look.
+/// Callers whose program is on a user's own FUSE mount, which even root cannot read.
 class HiddenProgram : public CallerGate
 {
 protected:
@@ -276,7 +276,7 @@ protected:
             host::run({"setpriv", "--reuid", "2002", "--regid", "2002", "--clear-groups", "bindfs",
                        "--no-allow-other", "/srv/programs", "/srv/mount"});
         ASSERT_EQ(mounted.exitCode, 0) << mounted.errors.constData();
-        ASSERT_FALSE(QFile::exists("/srv/mount/front-end")) << "root must not see it";
+        ASSERT_FALSE(QFile::exists("/srv/mount/front-end")) << "root must not see the file";
     }
 
     void TearDown() override
@@ -318,7 +318,7 @@ TEST_F(HiddenProgram, ARelativeFirstArgumentIsResolvedFromTheDaemonsDirectory)
 
 // --- its environment ---
 
-TEST_F(CallerGate, EachForbiddenVariableRefusesInSilence)
+TEST_F(CallerGate, EachForbiddenVariableIsRefusedWithoutAMessage)
 {
     for (const char *name : {"LD_PRELOAD", "LD_LIBRARY_PATH", "LD_AUDIT", "BASH_ENV", "ENV",
                              "PYTHONPATH", "PERL5OPT"}) {
@@ -327,10 +327,10 @@ TEST_F(CallerGate, EachForbiddenVariableRefusesInSilence)
     }
     EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
     EXPECT_EQ(host::readFile("/run/daemon.err").count("environVars ("), 14)
-        << "before it is judged";
+        << "each environment is logged before the verdict";
 }
 
-TEST_F(CallerGate, ForRootTooAVariableRefuses)
+TEST_F(CallerGate, AForbiddenVariableIsRefusedEvenForRoot)
 {
     Caller caller = withEnvironment({"LD_PRELOAD="});
     caller.uid = user::root;
@@ -338,24 +338,24 @@ TEST_F(CallerGate, ForRootTooAVariableRefuses)
     EXPECT_EQ(letsEach(false, caller), "none");
 }
 
-TEST_F(CallerGate, NearMissesOfTheForbiddenNamesAreAccepted)
+TEST_F(CallerGate, NamesSimilarToForbiddenOnesAreAccepted)
 {
     EXPECT_TRUE(letsRead(withEnvironment({"LD_PRELOAD2=x", "ld_preload=x", "XLD_PRELOAD=x",
                                           "ENVIRONMENT=x", "A=LD_PRELOAD=x", "PERL5LIB=x"})));
 }
 
-TEST_F(CallerGate, ALineFeedInAValueBeginsAnotherEntry)
+TEST_F(CallerGate, ALineFeedInAValueBeginsANewEntry)
 {
     EXPECT_FALSE(letsRead(withEnvironment({"PS1=one\nENV=two"})));
     EXPECT_TRUE(letsRead(withEnvironment({"PS1=one\nTWO=two"})));
 }
 
-TEST_F(CallerGate, ACarriageReturnInANameIsOverlooked)
+TEST_F(CallerGate, ACarriageReturnInANameIsIgnored)
 {
     EXPECT_FALSE(letsRead(withEnvironment({"LD_PRE\rLOAD=x"})));
 }
 
-TEST_F(CallerGate, AForbiddenNameIsFoundBehindAByteOrderMark)
+TEST_F(CallerGate, AForbiddenNameIsFoundAfterAByteOrderMark)
 {
     for (const char *mark : {"\\377\\376", "\\376\\377", "\\357\\273\\277"}) {
         host::writeScript("/srv/start", QByteArray("exec env -i \"$(printf '") + mark +
@@ -365,7 +365,7 @@ TEST_F(CallerGate, AForbiddenNameIsFoundBehindAByteOrderMark)
     }
 }
 
-TEST_F(CallerGate, AByteOrderMarkByItselfRefusesNobody)
+TEST_F(CallerGate, AByteOrderMarkAloneIsAccepted)
 {
     host::writeScript("/srv/start", "exec env -i \"$(printf '\\377\\376')=x\" \"$@\"\n");
     EXPECT_TRUE(letsRead(wrapped({"/srv/start"})));
@@ -376,13 +376,13 @@ TEST_F(CallerGate, AnEmptyEnvironmentIsAccepted)
     EXPECT_TRUE(letsRead(wrapped({"env", "-i"})));
 }
 
-TEST_F(CallerGate, AForbiddenVariableStopsTheGateBeforeTheStatusTool)
+TEST_F(CallerGate, AForbiddenVariableIsRefusedBeforeTheStatusToolRuns)
 {
     EXPECT_FALSE(letsRead(withEnvironment({"ENV="})));
     EXPECT_EQ(statusToolRuns(), 0);
 }
 
-TEST_F(CallerGate, TheEnvironmentGoesToTheDebugLog)
+TEST_F(CallerGate, TheEnvironmentIsWrittenToTheDebugLog)
 {
     EXPECT_TRUE(letsRead(wrapped({"env", "-i", "FIRST=1", "SECOND=two words"})));
     EXPECT_THAT(host::readFile("/run/daemon.err").split('\n'),
@@ -405,7 +405,8 @@ protected:
         return target;
     }
 
-    /// The one warning is @p text with the two links of the namespace @p name, which differ.
+    /// Expects one warning: @p text with two differing links of the namespace @p name, the host's
+    /// and the caller's.
     static void expectMismatch(const char *name, const QString &text)
     {
         const QString host = QRegularExpression::escape(linkOf(name));
@@ -434,7 +435,7 @@ TEST_F(CallerNamespace, AnotherPidNamespaceIsRefused)
     expectMismatch("pid", "[!] Sandbox detected: Pid namespace mismatch.");
 }
 
-TEST_F(CallerNamespace, TheFirstMismatchEndsTheSearch)
+TEST_F(CallerNamespace, OnlyTheFirstMismatchIsReported)
 {
     EXPECT_FALSE(
         letsRead(wrapped({"unshare", "--user", "--map-root-user", "--mount", "--pid", "--fork"})));
@@ -442,24 +443,24 @@ TEST_F(CallerNamespace, TheFirstMismatchEndsTheSearch)
     EXPECT_EQ(statusToolRuns(), 0);
 }
 
-TEST_F(CallerNamespace, MountComesBeforePid)
+TEST_F(CallerNamespace, TheMountNamespaceIsCheckedBeforeThePidNamespace)
 {
     EXPECT_FALSE(letsRead(wrapped({"unshare", "--mount", "--pid", "--fork"})));
     expectMismatch("mnt", "[!] Sandbox detected: Mount namespace mismatch.");
 }
 
-TEST_F(CallerNamespace, OtherNamespacesDoNotMatter)
+TEST_F(CallerNamespace, OtherNamespacesMayDiffer)
 {
     EXPECT_TRUE(letsRead(wrapped({"unshare", "--net", "--uts", "--ipc", "--cgroup"})));
 }
 
-TEST_F(CallerNamespace, EveryMethodRefusesASandbox)
+TEST_F(CallerNamespace, EveryMethodRefusesAnotherMountNamespace)
 {
     EXPECT_EQ(letsChange(wrapped({"unshare", "--mount"})), "none");
     EXPECT_EQ(letsEach(false, wrapped({"unshare", "--mount"})), "none");
 }
 
-/// The daemon without the right to look at other processes.
+/// Runs the daemon without the right to read other processes' namespaces.
 class BlindGate : public CallerGate
 {
 protected:
@@ -469,16 +470,17 @@ protected:
         startDaemon(soundEnvironment, without("-sys_ptrace"));
     }
 
-    /// The command that starts another without @p capabilities, as setpriv lists them.
+    /// A command that starts another command without @p capabilities, in setpriv's notation.
     static QStringList without(const QString &capabilities)
     {
         return {"setpriv", "--bounding-set", capabilities, "--inh-caps", "-all", "--"};
     }
 };
 
-TEST_F(BlindGate, AnUnreadableNamespaceRefusesAndTheCallerIsNamed)
+TEST_F(BlindGate, AnUnreadableNamespaceIsRefusedWithAMessageThatNamesTheProcess)
 {
-    // The caller has no more rights than the daemon, so its environment can be read; process 1 has.
+    // The daemon can read the caller's environment, since the caller has no more rights than the
+    // daemon. It cannot read the namespaces of process 1, which has more.
     const Caller caller =
         wrapped(without("-sys_ptrace") +
                 QStringList{"sh", "-c", "echo $$ > /run/caller.pid; exec \"$@\"", "sh"});
@@ -491,7 +493,7 @@ TEST_F(BlindGate, AnUnreadableNamespaceRefusesAndTheCallerIsNamed)
     }
 }
 
-TEST_F(BlindGate, AnUnreadableEnvironmentRefusesWithADebugMessage)
+TEST_F(BlindGate, AnUnreadableEnvironmentIsRefusedWithADebugMessage)
 {
     stopDaemon();
     startDaemon(soundEnvironment, without("-sys_ptrace,-perfmon,-sys_admin"));
@@ -518,7 +520,7 @@ TEST_F(CallerGate, RootMayChangeTheSystem)
     EXPECT_EQ(daemonOutput(), QStringList());
 }
 
-TEST_F(CallerGate, AWheelMemberMayChangeTheSystemAndIsNamedEachTime)
+TEST_F(CallerGate, AWheelMemberMayChangeTheSystemAndIsPrintedEachTime)
 {
     EXPECT_EQ(letsChange(runBy(user::wheelMember)), "all");
     EXPECT_EQ(daemonOutput(),
@@ -539,14 +541,14 @@ TEST_F(CallerGate, AWheelMemberByPrimaryGroupOnlyIsRefused)
     EXPECT_EQ(daemonOutput(), QStringList());
 }
 
-TEST_F(CallerGate, TheSeparatedAdministratorIsNobodySpecialWhileTheModeIsOff)
+TEST_F(CallerGate, TheSeparatedAdministratorMayNotChangeTheSystemWhileTheModeIsOff)
 {
     EXPECT_EQ(letsChange(runBy(user::secAdmin)), "none");
 }
 
-TEST_F(CallerGate, AUserWhoseAccountIsGoneIsRefusedAndSaid)
+TEST_F(CallerGate, AUserWhoseAccountIsGoneIsRefusedAndPrinted)
 {
-    // The bus lets only users with an account connect, so the account goes afterwards.
+    // Only users with an account can connect to the bus, so remove the account afterwards.
     const QByteArray users = host::readFile("/etc/passwd");
     int changing = 0;
     for (const MethodCall &each : allMethodCalls()) {
@@ -581,7 +583,7 @@ TEST_F(CallerGate, WithSeparatedAdministratorsOnlyUser600MayChangeTheSystem)
     EXPECT_EQ(letsChange(runBy(user::wheelMember)), "none");
     EXPECT_EQ(letsChange(runBy(user::ordinary)), "none");
     EXPECT_EQ(letsChange(runBy(user::wheelByPrimary)), "none");
-    EXPECT_EQ(daemonOutput(), QStringList()) << "no group is asked for";
+    EXPECT_EQ(daemonOutput(), QStringList()) << "no group is looked up";
 }
 
 TEST_F(CallerGate, WithSeparatedAdministratorsEveryUserMayRead)
@@ -592,7 +594,7 @@ TEST_F(CallerGate, WithSeparatedAdministratorsEveryUserMayRead)
     }
 }
 
-TEST_F(CallerGate, TheModeIsAskedForAtEachCall)
+TEST_F(CallerGate, TheModeIsReadForEachCall)
 {
     EXPECT_EQ(letsChange(runBy(user::root)), "all");
     setStatusToolOutput("three admin: on\n");
@@ -608,14 +610,14 @@ TEST_F(CallerGate, AMissingStatusToolMeansThatTheModeIsOff)
     EXPECT_EQ(letsChange(runBy(user::ordinary)), "none");
 }
 
-TEST_F(CallerGate, AReadingCallRunsTheStatusToolOnceToo)
+TEST_F(CallerGate, AReadingCallRunsTheStatusToolOnce)
 {
     EXPECT_TRUE(letsRead(runBy(user::wheelMember)));
     EXPECT_EQ(statusToolRuns(), 1);
     EXPECT_EQ(daemonOutput(), QStringList{"anna is sudo group"});
 }
 
-TEST_F(CallerGate, AStrangersCallRunsTheStatusToolOnceToo)
+TEST_F(CallerGate, AStrangersCallRunsTheStatusToolOnce)
 {
     copyFrontEnd("/usr/local/bin/stranger");
     EXPECT_FALSE(letsRead(at("/usr/local/bin/stranger")));
@@ -624,7 +626,7 @@ TEST_F(CallerGate, AStrangersCallRunsTheStatusToolOnceToo)
 
 // --- what the gate asks the bus ---
 
-/// Watches what the daemon asks the bus.
+/// Records the questions that the daemon asks the bus.
 class BusQuestions : public CallerGate
 {
 protected:
@@ -633,7 +635,8 @@ protected:
         CallerGate::SetUp();
         monitor.start("dbus-monitor", {"--system", "sender=com.norva.halvex.desktop.gate,"
                                                    "destination=org.freedesktop.DBus"});
-        ASSERT_TRUE(waitFor([this] { return seen().contains("NameLost"); })) << "does not watch";
+        ASSERT_TRUE(waitFor([this] { return seen().contains("NameLost"); }))
+            << "the monitor does not run";
     }
 
     void TearDown() override
@@ -650,13 +653,14 @@ protected:
         return output;
     }
 
-    /// The daemon's questions in the call of @p method as @p caller, in their order.
+    /// The questions that the daemon asks, in order, when @p caller calls @p method.
     QStringList questions(const QString &method, const QStringList &arguments, const Caller &caller)
     {
         static_cast<void>(seen());
         output.clear();
         static_cast<void>(call(method, arguments, caller));
-        // The bus shows in order: what comes before the answer to a later question is complete.
+        // The monitor shows messages in order: once it shows the questions of this second call,
+        // those of the first are complete.
         static_cast<void>(call("getEventTotalCount", {}, at("/usr/sbin/halvex-desktop")));
         QStringList members;
         EXPECT_TRUE(waitFor([&] {
@@ -679,18 +683,18 @@ private:
     QByteArray output;
 };
 
-TEST_F(BusQuestions, AReadingCallAsksForTheProcessAndTwiceForTheUser)
+TEST_F(BusQuestions, AReadingCallAsksOnceForTheProcessAndTwiceForTheUser)
 {
     EXPECT_EQ(questions("getEventTotalCount", {}, ordinaryUser()), ofAReadingCall);
 }
 
-TEST_F(BusQuestions, AChangingCallThatMayPassAsksForTheUserOnceMore)
+TEST_F(BusQuestions, AnAcceptedChangingCallAsksForTheUserOnceMore)
 {
     EXPECT_EQ(questions("restartService", {"halvex-ebpf"}, runBy(user::root)),
               ofAReadingCall + QStringList{"GetConnectionUnixUser"});
 }
 
-TEST_F(BusQuestions, AForbiddenVariableEndsTheQuestions)
+TEST_F(BusQuestions, AfterAForbiddenVariableNothingMoreIsAsked)
 {
     EXPECT_EQ(questions("restartService", {"halvex-ebpf"}, withEnvironment({"ENV="})),
               QStringList{"GetConnectionUnixProcessID"});

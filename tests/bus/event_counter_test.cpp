@@ -27,7 +27,7 @@ protected:
 
 TEST_F(EventTotal, AnOrdinaryUsersFrontEndGetsTheTotal)
 {
-    // As the engine writes it, for root's eyes only.
+    // The engine writes the file like this, readable by root only.
     host::writeFile(statePath,
                     "# State file of the research engine\n"
                     "# Total events decoded\n"
@@ -41,7 +41,7 @@ TEST_F(EventTotal, AnOrdinaryUsersFrontEndGetsTheTotal)
     EXPECT_EQ(systemLog.takeLines(), QStringList());
 }
 
-TEST_F(EventTotal, EachCallReadsTheFileAfresh)
+TEST_F(EventTotal, EachCallReadsTheFileAgain)
 {
     host::writeFile(statePath, "events_processed='1'\n");
     EXPECT_EQ(ask(), (Reply{0, {"1"}}));
@@ -51,7 +51,7 @@ TEST_F(EventTotal, EachCallReadsTheFileAfresh)
     EXPECT_EQ(ask(), (Reply{-1, {""}}));
 }
 
-TEST_F(EventTotal, AFileWithoutATotalIsAnEmptySuccess)
+TEST_F(EventTotal, AFileWithoutATotalIsASuccessWithAnEmptyText)
 {
     host::writeFile(statePath, "events_processed=1234\n");
     EXPECT_EQ(ask(), (Reply{0, {""}}));
@@ -64,14 +64,14 @@ TEST_F(EventTotal, AMissingFileIsAFailureWithoutAMessage)
     EXPECT_EQ(systemLog.takeLines(), QStringList());
 }
 
-TEST_F(EventTotal, TheFileIsLeftAsItWas)
+TEST_F(EventTotal, TheFileStaysUnchanged)
 {
     host::writeFile(statePath, "events_processed='1234'", 0640);
     EXPECT_EQ(ask(), (Reply{0, {"1234"}}));
     EXPECT_EQ(host::readFile(statePath), "events_processed='1234'");
 }
 
-TEST_F(EventTotal, ARefusedCallerLearnsNothing)
+TEST_F(EventTotal, ARefusedCallerGetsAnEmptyText)
 {
     host::writeFile(statePath, "events_processed='1234'\n");
     Caller stranger;

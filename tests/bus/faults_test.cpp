@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the daemon does when its surroundings fail: disks, tools, the bus, and callers by the
-// thousand. What must hold each time is that it answers the next call.
+// What the daemon does when disks, tools or the bus fail, or when thousands of calls arrive. Each
+// time, it must still answer the next call.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
@@ -42,7 +42,7 @@ protected:
         return call(method, arguments, Caller{user::wheelMember});
     }
 
-    /// Expects the change to keep the daemon busy without end, and starts another daemon.
+    /// Expects that the change keeps the daemon busy for ever. Then starts another daemon.
     void expectToSearchForEver(const QString &method, const QStringList &arguments)
     {
         QProcess caller;
@@ -59,8 +59,8 @@ protected:
     static void mountSmallDisk(const QString &directory)
     {
         ASSERT_TRUE(QDir().mkpath(directory));
-        // Nobody but root may write there: the kernel may keep even root from opening somebody
-        // else's file in a directory like /tmp.
+        // Only root may write there. In a directory that everybody may write to, the kernel may
+        // prevent even root from opening another user's file.
         const QStringList mount{"mount", "-t", "tmpfs", "-o", "size=8k,mode=0755", "small"};
         ASSERT_EQ(host::run(mount + QStringList{directory}).exitCode, 0);
     }
@@ -73,18 +73,18 @@ protected:
 
 // --- disks ---
 
-/// A store, the change that is made to it, and how that ends.
+/// A settings file, a change of it, and the results of the change.
 struct Store
 {
     const char *directory;
     const char *path;
     QByteArray content;
     QString method;
-    QStringList arguments;         ///< but the last, the value
-    int onAFullDisk;               ///< the status of a change that does not fit
-    std::optional<int> afterwards; ///< of the next change to what is left; none if it never ends
+    QStringList arguments;         ///< all arguments except the last, which is the value
+    int onAFullDisk;               ///< the status when the new content does not fit
+    std::optional<int> afterwards; ///< the status of the next change; none if it never returns
     int onAReadOnlyDisk;
-    QByteArray changed; ///< the content with the value 2
+    QByteArray changed; ///< the content after the value 2 has been set
 };
 
 const QList<Store> stores{
@@ -129,7 +129,7 @@ const QList<Store> stores{
      "a: 2"},
 };
 
-TEST_F(Faults, AFullDiskCutsTheSettingsOffAndLeavesThemTheirOwnerAndMode)
+TEST_F(Faults, AFullDiskCutsTheSettingsOffButKeepsOwnerAndMode)
 {
     const QString longText(60000, 'x');
     for (const Store &store : stores) {
@@ -148,11 +148,12 @@ TEST_F(Faults, AFullDiskCutsTheSettingsOffAndLeavesThemTheirOwnerAndMode)
         host::writeFile(store.path, store.content, 0640);
         remount(store.directory, "size=8k");
         EXPECT_EQ(changeTo(longText), Reply{store.onAFullDisk});
-        EXPECT_TRUE(host::readFile(store.path) == whole.left(8192)) << "it holds what fitted";
+        EXPECT_TRUE(host::readFile(store.path) == whole.left(8192))
+            << "the file ends where the disk is full";
         EXPECT_EQ(host::ownerAndMode(store.path), "4001:4002 0640");
         expectItServes();
 
-        // Room alone does not bring back what is lost.
+        // More room on the disk does not restore the lost content.
         remount(store.directory, "size=1m");
         if (store.afterwards) {
             EXPECT_EQ(changeTo("2"), Reply{*store.afterwards});
@@ -161,7 +162,7 @@ TEST_F(Faults, AFullDiskCutsTheSettingsOffAndLeavesThemTheirOwnerAndMode)
             expectToSearchForEver(store.method, store.arguments + QStringList{"2"});
         }
 
-        // A file that is put back does.
+        // Restoring the file does.
         host::writeFile(store.path, store.content, 0640);
         EXPECT_EQ(changeTo("2"), Reply{0});
         EXPECT_EQ(host::readFile(store.path), store.changed);
@@ -169,7 +170,7 @@ TEST_F(Faults, AFullDiskCutsTheSettingsOffAndLeavesThemTheirOwnerAndMode)
     }
 }
 
-TEST_F(Faults, AReadOnlyDiskKeepsTheSettingsAsTheyAre)
+TEST_F(Faults, AReadOnlyDiskKeepsTheSettingsUnchanged)
 {
     for (const Store &store : stores) {
         mountSmallDisk(store.directory);
@@ -186,23 +187,25 @@ TEST_F(Faults, AReadOnlyDiskKeepsTheSettingsAsTheyAre)
 
 // --- the status tool ---
 
-TEST_F(Faults, AStatusToolThatIsSlowIsWaitedFor)
+TEST_F(Faults, TheGateWaitsForASlowStatusTool)
 {
     host::writeScript("/usr/sbin/getstatus", "sleep 1; echo three admin: on\n");
-    EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-999}) << "its word counts for root";
+    EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-999})
+        << "the tool's answer applies to root too";
     expectItServes();
 }
 
-TEST_F(Faults, AStatusToolThatPrintsGarbageSaysNothing)
+TEST_F(Faults, AStatusToolThatPrintsGarbageMeansThatTheModeIsOff)
 {
     host::writeScript("/usr/sbin/getstatus", "head -c 1000000 /dev/urandom; exit 3\n");
     expectItServes();
-    EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-1}) << "let in; no systemctl";
+    EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-1})
+        << "the gate lets root in; systemctl is missing";
 }
 
-#ifndef __SANITIZE_ADDRESS__ // which keeps what is freed
+#ifndef __SANITIZE_ADDRESS__ // the sanitizer keeps freed memory
 
-TEST_F(Faults, AStatusToolThatPrintsALineOfAHundredMegabytesTakesNoMemory)
+TEST_F(Faults, AStatusToolsLineOfAHundredMegabytesNeedsLittleMemory)
 {
     expectItServes();
     const int before = memoryOf(daemon.processId(), "VmHWM");
@@ -213,7 +216,7 @@ TEST_F(Faults, AStatusToolThatPrintsALineOfAHundredMegabytesTakesNoMemory)
 
 #endif
 
-TEST_F(Faults, AStatusToolThatNeverEndsHoldsUpTheCallUntilItIsGone)
+TEST_F(Faults, ACallWaitsUntilAnEndlessStatusToolIsKilled)
 {
     host::writeScript("/usr/sbin/getstatus", "echo $$ >/run/tool; exec sleep infinity\n");
     QProcess caller;
@@ -230,7 +233,7 @@ TEST_F(Faults, AStatusToolThatNeverEndsHoldsUpTheCallUntilItIsGone)
 
 // --- the tools behind the methods ---
 
-TEST_F(Faults, ToolsThatAreKilledSlowOrPrintWithoutEndAreSurvived)
+TEST_F(Faults, KilledSlowAndVerboseToolsDoNotStopTheDaemon)
 {
     ASSERT_EQ(host::run({"ip", "link", "set", "lo", "up"}).exitCode, 0);
     for (const char *tool : {"/usr/bin/systemctl", "/usr/bin/pellmar", "/usr/bin/ps"}) {
@@ -260,24 +263,24 @@ TEST_F(Faults, ToolsThatAreKilledSlowOrPrintWithoutEndAreSurvived)
 
 // --- the bus ---
 
-TEST_F(Faults, WithoutItsBusTheDaemonRestsAndDoesNotDie)
+TEST_F(Faults, WithoutItsBusTheDaemonStaysIdleAndDoesNotExit)
 {
     bus.kill();
     bus.waitForFinished();
     const auto pid = static_cast<pid_t>(daemon.processId());
-    // A daemon that is busy with nothing would get through the time that this waits.
+    // A daemon that is in a busy loop would use processor time during this wait.
     EXPECT_TRUE(waitFor([pid] {
         const auto before = processorTime(pid);
         QThread::msleep(2000);
         return processorTime(pid) - before < std::chrono::milliseconds(20);
-    })) << "it is busy with nothing";
+    })) << "the daemon is in a busy loop";
     daemon.waitForFinished(0);
     EXPECT_EQ(daemon.state(), QProcess::Running);
 }
 
 // --- callers ---
 
-TEST_F(Faults, SixtyFourCallersAtOnceAllGetTheirAnswers)
+TEST_F(Faults, SixtyFourCallersAtOnceAllGetTheirOwnAnswers)
 {
     host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
     std::vector<std::unique_ptr<QProcess>> callers;
@@ -300,9 +303,9 @@ TEST_F(Faults, SixtyFourCallersAtOnceAllGetTheirAnswers)
     EXPECT_EQ(systemLog.takeLines().size(), 16);
 }
 
-#ifndef __SANITIZE_ADDRESS__ // which keeps what is freed
+#ifndef __SANITIZE_ADDRESS__ // the sanitizer keeps freed memory
 
-TEST_F(Faults, TwentyThousandCallsThatNobodyWaitsForTakeLittleMemoryAndGiveItBack)
+TEST_F(Faults, TwentyThousandUnawaitedCallsNeedLittleMemoryAndItIsFreed)
 {
     constexpr int limitKib = 64 * 1024;
     host::writeFile("/opt/appdata/halvex/bin/halvex-desktop", host::readFile(LEAVING_FRONT_END),

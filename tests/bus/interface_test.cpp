@@ -14,7 +14,7 @@ protected:
         startDaemon();
     }
 
-    /// What dbus-send, which is no front end, prints of the answer to a call.
+    /// The text that dbus-send, which is not a front end, prints for a call.
     static QString send(const QStringList &call)
     {
         const auto result = host::run(QStringList{"dbus-send", "--system", "--print-reply=literal",
@@ -31,15 +31,15 @@ protected:
 
 constexpr const char *object = "/com/norva/halvex/desktop";
 
-TEST_F(Interface, TheIntrospectionTextIsTheContract)
+TEST_F(Interface, TheIntrospectionTextIsTheExpectedOne)
 {
     EXPECT_EQ(send({object, "org.freedesktop.DBus.Introspectable.Introspect"}) + '\n',
               QString::fromUtf8(host::readFile(EXPECTED_INTROSPECTION)));
 }
 
-TEST_F(Interface, NothingElseIsExportedAtTheObjectsPath)
+TEST_F(Interface, OtherMethodsOfTheObjectAreNotExported)
 {
-    // The bus refuses what the daemon would not know either.
+    // The bus refuses these calls before the daemon could answer "unknown method".
     const QString denied = "Error org.freedesktop.DBus.Error.AccessDenied: ";
     EXPECT_TRUE(send({object, method("handleInstallProgress"), "int32:1", "string:a", "string:b"})
                     .startsWith(denied));
@@ -53,7 +53,7 @@ TEST_F(Interface, TheShortInterfaceNameDoesNotExist)
               "'com.norva.halvex.desktop' at object path '/com/norva/halvex/desktop'");
 }
 
-TEST_F(Interface, ABareIntegerIsNoDetectTypeAndNeverReachesTheGate)
+TEST_F(Interface, AnIntegerInPlaceOfADetectTypeNeverReachesTheGate)
 {
     EXPECT_EQ(send({object, method("getAiConfig"), "int32:0", "string:dga_detect"}),
               "Error org.freedesktop.DBus.Error.UnknownMethod: No such method 'getAiConfig' in "
@@ -75,10 +75,11 @@ TEST_F(Interface, EveryMethodRefusesAStrangerWithEmptyTextsAndOneLogLine)
                   QStringList{"<14>halvex-desktop-daemon: The caller has no permission"})
             << each.name;
     }
-    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "}) << "a refusal is no Qt message";
+    EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "})
+        << "a refusal writes no Qt message";
 }
 
-TEST_F(Interface, ATextThatNoBusCarriesIsAFailureOfEachMethodThatReads)
+TEST_F(Interface, ATextTooLongForTheBusIsAFailureOfEachReadingMethod)
 {
     const QByteArray text(32 << 20, 'x');
     host::writeFile("/etc/halvex/research/etc/ossec.conf",
@@ -96,7 +97,7 @@ TEST_F(Interface, ATextThatNoBusCarriesIsAFailureOfEachMethodThatReads)
         if (each.outTexts > 0) {
             ++withTexts;
             const QStringList empty = QVector<QString>(each.outTexts, QString("")).toList();
-            // Of what a program prints, less is kept than a reply takes.
+            // The daemon keeps less of a program's output than a reply can carry.
             const Reply expected = QString(each.name) == "getAiInferencesCount"
                                        ? Reply{0, {QString(16 << 20, 'x')}}
                                        : Reply{-1, empty};
@@ -106,7 +107,7 @@ TEST_F(Interface, ATextThatNoBusCarriesIsAFailureOfEachMethodThatReads)
     EXPECT_EQ(withTexts, 5);
 }
 
-TEST_F(Interface, TheTableOfMethodsIsTheInterfaces)
+TEST_F(Interface, TheTestsTableOfMethodsMatchesTheInterface)
 {
     QStringList described;
     for (const QString &line :

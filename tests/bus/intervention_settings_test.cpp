@@ -35,7 +35,7 @@ protected:
 
     void TearDown() override
     {
-        // Nothing but a refusal is ever logged, and the test of that takes its line.
+        // The daemon logs only refusals, and a test that expects one takes its log line.
         EXPECT_EQ(systemLog.takeLines(), QStringList());
         EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
         DaemonHost::TearDown();
@@ -51,7 +51,7 @@ protected:
         return call("setInterventionConfig", {action, field, value}, Caller{user::wheelMember});
     }
 
-    /// What the original file becomes when a field is set and @p before becomes @p after.
+    /// Sets a field of the original file, and expects that only @p before becomes @p after.
     void expectChange(const QString &action, const QString &field, const QString &value,
                       const QByteArray &before, const QByteArray &after)
     {
@@ -71,15 +71,15 @@ protected:
         ASSERT_TRUE(process.waitForStarted(patienceMs));
     }
 
-    /// The name of the bus error that a front end got in the end.
+    /// Waits until a front end exits, and returns the name of the bus error that it got.
     static QString errorAtItsEnd(QProcess &process)
     {
         EXPECT_TRUE(process.waitForFinished(patienceMs));
         return QString::fromUtf8(process.readAllStandardOutput()).section(':', 0, 0);
     }
 
-    /// Expects that setting a field of a file that holds @p content keeps the daemon busy, and from
-    /// all other callers, until it is killed.
+    /// Expects that setting a field of a file with @p content keeps the daemon busy until it is
+    /// killed, and that no other caller is served meanwhile.
     void expectEndless(const QByteArray &content, const QString &action, const QString &field)
     {
         host::writeFile(configPath, content);
@@ -96,11 +96,12 @@ protected:
         EXPECT_EQ(daemon.state(), QProcess::Running);
         stopDaemon();
         EXPECT_EQ(errorAtItsEnd(setter), "org.freedesktop.DBus.Error.NoReply");
-        EXPECT_EQ(errorAtItsEnd(reader), "org.freedesktop.DBus.Error.NoReply") << "it was served";
+        EXPECT_EQ(errorAtItsEnd(reader), "org.freedesktop.DBus.Error.NoReply")
+            << "the other caller was served";
         EXPECT_EQ(host::readFile(configPath), content);
     }
 
-    /// What the block-time file becomes from @p content when @p value is written.
+    /// The content of a block-time file with @p content after @p value has been written.
     QByteArray changedBlockTime(const QByteArray &content, const QString &value)
     {
         host::writeFile(blockTimePath, content);
@@ -108,8 +109,8 @@ protected:
         return host::readFile(blockTimePath);
     }
 
-    /// Expects that a timeout line behind @p lines is read and written.
-    void expectBlockTimeBehind(const QByteArray &lines)
+    /// Expects that a timeout line after @p lines is read and written.
+    void expectBlockTimeAfter(const QByteArray &lines)
     {
         EXPECT_EQ(blockTimeIn(lines + "TIMEOUT=5"), (Reply{0, {"5s"}}));
         EXPECT_TRUE(changedBlockTime(lines + "TIMEOUT=", "5s") ==
@@ -149,7 +150,7 @@ TEST_F(InterventionSettings, AnAdministratorsFrontEndChangesAField)
     EXPECT_EQ(get("block", "hosts"), (Reply{0, {""}}));
 }
 
-TEST_F(InterventionSettings, TheOdditiesOfTheSearchAreKept)
+TEST_F(InterventionSettings, AFieldIsFoundInOtherSectionsAndInsideLongerNames)
 {
     expectChange("block", "text", "bye", "\"hello\"\r\n", "\"bye\"\n");
     expectChange("log", "text", "bye", "\"hello\"\r\n", "\"bye\"\n");
@@ -167,8 +168,9 @@ TEST_F(InterventionSettings, ACommentedHeaderOfAnotherActionDoesNotCloseTheSecti
                                 "action \"warn\"\n"
                                 "hosts = \"a\"\n");
     EXPECT_EQ(get("block", "timeout"), (Reply{0, {"30"}}));
-    EXPECT_EQ(get("warn", "timeout"), (Reply{0, {"30"}})) << "in a comment, but a header";
-    EXPECT_EQ(get("block", "hosts"), (Reply{0, {""}})) << "behind a header that closes it";
+    EXPECT_EQ(get("warn", "timeout"), (Reply{0, {"30"}}))
+        << "a header in a comment opens its section";
+    EXPECT_EQ(get("block", "hosts"), (Reply{0, {""}})) << "the header before it closes the section";
 }
 
 TEST_F(InterventionSettings, ACommentedHeaderOfTheActionOpensItsSection)
@@ -182,14 +184,14 @@ TEST_F(InterventionSettings, ACommentedHeaderOfTheActionOpensItsSection)
                                "hosts = \"b\"\n";
     host::writeFile(configPath, content);
     EXPECT_EQ(get("block", "timeout"), (Reply{0, {"30"}}));
-    EXPECT_EQ(get("block", "hosts"), (Reply{0, {"b"}})) << "opened anew";
+    EXPECT_EQ(get("block", "hosts"), (Reply{0, {"b"}})) << "the section is opened again";
     EXPECT_EQ(get("warn", "hosts"), (Reply{0, {"a"}}));
     EXPECT_EQ(set("block", "timeout", "60"), Reply{0});
     QByteArray expected = content;
     EXPECT_EQ(host::readFile(configPath), expected.replace("\"30\"", "\"60\""));
 }
 
-TEST_F(InterventionSettings, AFieldOnAHeadersLineIsReadUnlessTheHeaderIsTheActionsOwn)
+TEST_F(InterventionSettings, AFieldInTheNextHeaderLineIsReadButNotInItsOwnHeaderLine)
 {
     host::writeFile(configPath, "action \"block\" timeout = 1\n"
                                 "action \"warn\" timeout = 2\n"
@@ -248,23 +250,23 @@ TEST_F(InterventionSettings, AFileThatCannotBeOpenedFails)
     EXPECT_EQ(host::readFile(blockTimePath), "TIMEOUT=\n");
 }
 
-TEST_F(InterventionSettings, AMissingFieldKeepsTheDaemonForEver)
+TEST_F(InterventionSettings, AMissingFieldKeepsTheDaemonBusyForEver)
 {
     expectEndless(original, "warn", "timeout");
 }
 
-TEST_F(InterventionSettings, AFieldOnALastLineWithoutALineFeedKeepsTheDaemonForEver)
+TEST_F(InterventionSettings, AFieldInALastLineWithoutALineFeedKeepsTheDaemonBusyForEver)
 {
     expectEndless("action \"block\"\n    timeout = \"30\"", "block", "timeout");
 }
 
-TEST_F(InterventionSettings, AnEqualsSignAsTheLastCharacterKeepsTheDaemonForEver)
+TEST_F(InterventionSettings, AnEqualsSignAtTheEndOfTheLastLineKeepsTheDaemonBusyForEver)
 {
-    // The value would start behind the line feed, which is the file's last byte.
+    // The value would begin after the line feed, which is the file's last byte.
     expectEndless("action \"block\"\n    timeout =\n", "block", "timeout");
 }
 
-TEST_F(InterventionSettings, ACommentedOutFieldBehindTheOnlyOneKeepsTheDaemonForEver)
+TEST_F(InterventionSettings, ACommentedOutFieldAfterTheOnlyFieldKeepsTheDaemonBusyForEver)
 {
     expectEndless("action \"block\"\n    timeout = \"30\"\n    # timeout\n", "block", "timeout");
 }
@@ -297,7 +299,7 @@ TEST_F(InterventionSettings, TheBlockTimeIsWrittenToItsOwnFile)
     EXPECT_EQ(changedBlockTime("", "900s"), "");
 }
 
-TEST_F(InterventionSettings, AnyFileIsSurvived)
+TEST_F(InterventionSettings, EmptyBinaryAndHugeFilesDoNoHarm)
 {
     const QByteArray long_(64 << 20, 'x');
     for (const QByteArray &content :
@@ -311,12 +313,12 @@ TEST_F(InterventionSettings, AnyFileIsSurvived)
     host::writeFile(configPath, "action \"a\"\nb = \"\xff\xc3\"\n");
     EXPECT_EQ(get("a", "b"), (Reply{0, {QString(2, QChar(0xfffd))}}));
     host::writeFile(configPath, "action \"a\"\nb = " + long_ + "\n");
-    EXPECT_EQ(get("a", "b"), (Reply{-1, {""}})) << "no bus carries so long a text";
+    EXPECT_EQ(get("a", "b"), (Reply{-1, {""}})) << "the bus does not carry such a long text";
     EXPECT_EQ(set("a", "b", "1"), Reply{0});
     EXPECT_EQ(host::readFile(configPath), "action \"a\"\nb = \"1\"\n");
 }
 
-#ifdef __SANITIZE_ADDRESS__ // it would take minutes
+#ifdef __SANITIZE_ADDRESS__ // the full length would take minutes
 constexpr int longFile = 4 << 20;
 #else
 constexpr int longFile = 64 << 20;
@@ -324,12 +326,12 @@ constexpr int longFile = 64 << 20;
 
 TEST_F(InterventionSettings, ABlockTimeFileOfMillionsOfEmptyLinesIsReadAndWritten)
 {
-    expectBlockTimeBehind(QByteArray(longFile, '\n'));
+    expectBlockTimeAfter(QByteArray(longFile, '\n'));
 }
 
 TEST_F(InterventionSettings, ABlockTimeFileOfMillionsOfShortLinesIsReadAndWritten)
 {
-    expectBlockTimeBehind(QByteArray("x\n").repeated(longFile / 2));
+    expectBlockTimeAfter(QByteArray("x\n").repeated(longFile / 2));
 }
 
 TEST_F(InterventionSettings, AValueOfMillionsOfBlanksIsWritten)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Callers that are gone, in one way or another, when the daemon asks about them.
+// Callers that have left the bus or exited before the daemon asks about them.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/stand_in.h"
@@ -21,7 +21,7 @@ protected:
         host::writeFile("/usr/sbin/halvex-desktop", host::readFile(LEAVING_FRONT_END), 0755);
     }
 
-    /// The stand-in that leaves, run at an allowed path by an ordinary user.
+    /// The command line of the leaving front end, run at an allowed path by an ordinary user.
     static QStringList leaver(const QStringList &arguments)
     {
         Caller caller;
@@ -43,8 +43,8 @@ protected:
         return calls;
     }
 
-    /// Makes the daemon's next caller, who makes @p call as root, wait in the gate where it is
-    /// asked whether the user is an administrator, and returns once it does.
+    /// Starts a root caller that makes @p call, and returns once the gate holds it. The gate waits
+    /// for the status tool there.
     void holdTheGate(QProcess &held, const QStringList &call = {"getEventTotalCount"})
     {
         ASSERT_EQ(mkfifo("/run/gate", 0600), 0);
@@ -56,7 +56,7 @@ protected:
 
     static void releaseTheGate() { host::writeFile("/run/gate", "three admin: off\n"); }
 
-    /// Starts a front end of root's that waits for the answer to @p call.
+    /// Starts a front end as root that waits for the answer to @p call.
     static void startFrontEnd(QProcess &process, const QStringList &call)
     {
         const QStringList command = frontEndCommand(lasting, QStringList{"--json"} + call);
@@ -64,7 +64,7 @@ protected:
         ASSERT_TRUE(process.waitForStarted(patienceMs));
     }
 
-    /// Kills @p process, which is gone without a trace afterwards.
+    /// Kills @p process and waits until it has been reaped.
     static void killCaller(QProcess &process)
     {
         ASSERT_EQ(process.state(), QProcess::Running);
@@ -72,8 +72,8 @@ protected:
         ASSERT_TRUE(process.waitForFinished(patienceMs));
     }
 
-    /// Whether the bus tells the process of the connection @p name: newer ones do not when that has
-    /// ended, for its number may be another process's by then.
+    /// Whether the bus reports the process id of the connection @p name. Newer buses do not after
+    /// the process has exited, because another process may have its id by then.
     static bool busTellsProcessOf(const QString &name)
     {
         const auto result =
@@ -87,14 +87,15 @@ protected:
 
     void expectItServes()
     {
-        EXPECT_EQ(call("getEventTotalCount", {}, lasting), (Reply{-1, {""}})) << "no such file";
+        EXPECT_EQ(call("getEventTotalCount", {}, lasting), (Reply{-1, {""}}))
+            << "the state file is missing";
     }
 
     /// A front end that waits for its answers.
     inline static const Caller lasting{user::root, frontEndPaths.first()};
 };
 
-TEST_F(LeavingCaller, IsNeverLetInAtAnyMoment)
+TEST_F(LeavingCaller, IsRefusedWheneverItLeaves)
 {
     host::writeStandIn("/usr/bin/systemctl", "");
     const QMap<QString, QByteArray> settings{
@@ -116,10 +117,10 @@ TEST_F(LeavingCaller, IsNeverLetInAtAnyMoment)
         }
     }
     ASSERT_EQ(attempts, 1200);
-    // A call that is served proves that all before it have been.
+    // When this call has been served, all earlier ones have been, too.
     expectItServes();
-    EXPECT_GT(callsAtTheGate(), attempts / 2) << "too few calls got as far as the gate";
-    EXPECT_EQ(systemLog.takeLines().size(), callsAtTheGate() - 1) << "each was refused";
+    EXPECT_GT(callsAtTheGate(), attempts / 2) << "too few calls reached the gate";
+    EXPECT_EQ(systemLog.takeLines().size(), callsAtTheGate() - 1) << "each call was refused";
     EXPECT_EQ(host::standInCalls(), QStringList());
     for (const QString &path : settings.keys()) {
         EXPECT_EQ(host::readFile(path), settings[path]) << qPrintable(path);
@@ -128,7 +129,7 @@ TEST_F(LeavingCaller, IsNeverLetInAtAnyMoment)
         << "the upgrade service was called";
 }
 
-TEST_F(LeavingCaller, ThatHasLeftTheBusHasNoProcessId)
+TEST_F(LeavingCaller, ThatHasLeftTheBusIsRefusedWithADebugMessage)
 {
     startDaemon();
     QProcess held;
@@ -162,7 +163,7 @@ TEST_F(LeavingCaller, WhoseProcessHasEndedIsRefusedWithADebugMessage)
     EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start ", message}));
 }
 
-TEST_F(LeavingCaller, WhoDiesAfterTheEnvironmentWasReadIsRefused)
+TEST_F(LeavingCaller, ThatDiesAfterItsEnvironmentWasReadIsRefused)
 {
     host::writeStandIn("/usr/bin/systemctl");
     startDaemon();
@@ -176,7 +177,7 @@ TEST_F(LeavingCaller, WhoDiesAfterTheEnvironmentWasReadIsRefused)
     EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
 }
 
-TEST_F(LeavingCaller, WhoDiesDuringTheWorkGetsItDone)
+TEST_F(LeavingCaller, ThatDiesDuringItsChangeDoesNotStopTheChange)
 {
     ASSERT_EQ(mkfifo("/run/work", 0600), 0);
     host::writeStandIn("/usr/bin/systemctl", "read word </run/work; echo $word >/run/done\n");

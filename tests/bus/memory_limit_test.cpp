@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A file or an environment that is larger than the memory that is left. The sanitizers' allocator
-// does not throw, so these cases are not part of a sanitized build.
+// A file or an environment that is larger than the remaining memory. The sanitizers' allocator does
+// not throw, so these cases are not part of a sanitized build.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 
@@ -26,7 +26,7 @@ protected:
         startDaemon();
     }
 
-    /// Leaves the daemon only @p mebibytes more than it has.
+    /// Lets the daemon allocate only @p mebibytes more than it has now.
     void leaveMemory(rlim_t mebibytes)
     {
         const QByteArray pages =
@@ -43,7 +43,7 @@ protected:
     const QByteArray padding = QByteArray(64 << 20, '#');
 };
 
-TEST_F(MemoryLimit, TheEventTotalBehindAnEndlessLineIsAFailure)
+TEST_F(MemoryLimit, AnEventTotalAfterALineLargerThanTheMemoryIsAFailure)
 {
     host::writeFile(statePath, padding + "\nevents_processed='7'\n");
     leaveMemory(48);
@@ -52,7 +52,7 @@ TEST_F(MemoryLimit, TheEventTotalBehindAnEndlessLineIsAFailure)
     EXPECT_EQ(call("getEventTotalCount"), (Reply{0, {"7"}}));
 }
 
-TEST_F(MemoryLimit, AnInterventionFileOfThatSizeIsAFailure)
+TEST_F(MemoryLimit, AnInterventionFileLargerThanTheMemoryIsAFailure)
 {
     const QByteArray content = "action \"block\" {\n  enabled = \"1\"\n}\n" + padding;
     host::writeFile(interventionPath, content);
@@ -65,7 +65,7 @@ TEST_F(MemoryLimit, AnInterventionFileOfThatSizeIsAFailure)
     EXPECT_EQ(call("getInterventionConfig", {"block", "enabled"}), (Reply{0, {"1"}}));
 }
 
-TEST_F(MemoryLimit, ANotificationFileOfThatSizeIsAFailure)
+TEST_F(MemoryLimit, ANotificationFileLargerThanTheMemoryIsAFailure)
 {
     const QByteArray content =
         "<ossec_config><alerts><notify/></alerts><!--" + padding + "--></ossec_config>\n";
@@ -78,7 +78,7 @@ TEST_F(MemoryLimit, ANotificationFileOfThatSizeIsAFailure)
     EXPECT_EQ(call("getNotifyConfig"), (Reply{0, {"", "", ""}}));
 }
 
-TEST_F(MemoryLimit, AnAiFileOfThatSizeIsAFailure)
+TEST_F(MemoryLimit, AnAiFileLargerThanTheMemoryIsAFailure)
 {
     const QByteArray content = "a: 1\n" + padding + "\n";
     host::writeFile(aiPath, content);
@@ -90,7 +90,7 @@ TEST_F(MemoryLimit, AnAiFileOfThatSizeIsAFailure)
     EXPECT_EQ(call("getAiConfig", {"0", "a"}), (Reply{0, {"1"}}));
 }
 
-/// A caller with nearly the largest environment that the kernel gives a program.
+/// A caller with nearly the largest environment that the kernel allows.
 Caller callerWithLargeEnvironment()
 {
     constexpr int texts = 60;
@@ -102,14 +102,14 @@ Caller callerWithLargeEnvironment()
     return caller;
 }
 
-TEST_F(MemoryLimit, AnEnvironmentOfThatSizeIsARefusal)
+TEST_F(MemoryLimit, AnEnvironmentLargerThanTheMemoryIsRefused)
 {
-    // A quarter of the stack goes to arguments and environment, 6 MiB at the most.
+    // Arguments and environment may take a quarter of the stack, but at most 6 MiB.
     const rlimit stack = {64UL << 20U, RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_STACK, &stack), 0);
     host::writeFile(statePath, "events_processed='7'\n");
     const Caller caller = callerWithLargeEnvironment();
-    // The process that reads environments is there by now, and is not limited.
+    // This call starts the process that reads environments, so the limit does not apply to it.
     ASSERT_EQ(call("getEventTotalCount"), (Reply{0, {"7"}}));
     leaveMemory(1);
     EXPECT_EQ(call("getEventTotalCount", {}, caller), (Reply{-999, {""}}));

@@ -30,7 +30,7 @@ protected:
 
     void TearDown() override
     {
-        // Nothing but a refusal is ever logged, and the test of that takes its line.
+        // The daemon logs only refusals, and a test that expects one takes its log line.
         EXPECT_EQ(systemLog.takeLines(), QStringList());
         EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "});
         DaemonHost::TearDown();
@@ -42,7 +42,7 @@ protected:
         return call("setNotifyConfig", values, Caller{user::wheelMember});
     }
 
-    /// A configuration whose notify element holds @p settings, as the daemon writes it.
+    /// A configuration file, as the daemon writes it, whose notify element contains @p settings.
     static QByteArray written(const QByteArray &settings)
     {
         return "<ossec_config>\n<alerts>\n<notify>\n" + settings +
@@ -50,14 +50,14 @@ protected:
     }
 };
 
-TEST_F(NotifySettings, AnOrdinaryUsersFrontEndReadsWhatIsThere)
+TEST_F(NotifySettings, AnOrdinaryUsersFrontEndReadsPresentValues)
 {
     host::writeFile(path, original);
     EXPECT_EQ(get(), (Reply{0, {"", "30", ""}}));
     EXPECT_EQ(host::readFile(path), original);
 }
 
-TEST_F(NotifySettings, AnAdministratorsFrontEndWritesAllThree)
+TEST_F(NotifySettings, AnAdministratorsFrontEndWritesAllThreeValues)
 {
     host::writeFile(path, original, 0640);
     ASSERT_EQ(chown(path, 2001, 2002), 0);
@@ -103,7 +103,7 @@ TEST_F(NotifySettings, OneEmptyArgumentChangesNothing)
     EXPECT_EQ(host::readFile(path), original);
 }
 
-TEST_F(NotifySettings, OnlyTheFirstTopLevelElementCounts)
+TEST_F(NotifySettings, OnlyTheFirstTopLevelElementOfThatNameIsUsed)
 {
     const QByteArray xml =
         "<ossec_config><alerts/></ossec_config>" + written("<notify_timeout>30</notify_timeout>\n");
@@ -113,7 +113,7 @@ TEST_F(NotifySettings, OnlyTheFirstTopLevelElementCounts)
     EXPECT_EQ(host::readFile(path), xml);
 }
 
-TEST_F(NotifySettings, AnyFileIsSurvivedAndLeftAloneWhenItCannotBeUsed)
+TEST_F(NotifySettings, AnUnusableFileFailsAndStaysUnchanged)
 {
     EXPECT_EQ(get(), (Reply{-1, {"", "", ""}})) << "no file";
     EXPECT_EQ(set({"1", "2", "3"}), Reply{-1}) << "no file";
@@ -139,7 +139,7 @@ TEST_F(NotifySettings, AFailedSaveIsReported)
     EXPECT_EQ(host::readFile(path), original);
 }
 
-TEST_F(NotifySettings, ATextThatNoBusCarriesIsAFailure)
+TEST_F(NotifySettings, ATextTooLongForTheBusIsAFailure)
 {
     const auto fold = [](int size) {
         return written("<notify_fold>" + QByteArray(size, 'x') + "</notify_fold>\n");

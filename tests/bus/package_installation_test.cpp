@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Calls of the upgrade service. What comes of its signals is in upgrade_signals_test.cpp.
+// Tests the daemon's calls of the upgrade service. The tests of its signals are in
+// upgrade_signals_test.cpp.
 #include "bus/upgrade_host.h"
 #include "packages/upgrade_service.h"
 #include "support/host_files.h"
@@ -14,7 +15,7 @@ class PackageInstallation : public UpgradeHost
 {
 };
 
-TEST_F(PackageInstallation, ThePackagesGoToTheServiceAndItsFirstValueComesBack)
+TEST_F(PackageInstallation, ThePackagesAreSentToTheServiceAndItsFirstValueIsReturned)
 {
     startUpgradeService();
     startDaemon();
@@ -47,7 +48,7 @@ TEST_F(PackageInstallation, NamesArePassedOnExactlyAsReceived)
               (QStringList{" halvex.net.ai ", "halvex-net-ai", "halvex-net-ai"}));
 }
 
-TEST_F(PackageInstallation, MoreThanTwoValuesAreAnAnswerToo)
+TEST_F(PackageInstallation, AReplyOfMoreThanTwoValuesIsAccepted)
 {
     startUpgradeService();
     startDaemon();
@@ -58,7 +59,7 @@ TEST_F(PackageInstallation, MoreThanTwoValuesAreAnAnswerToo)
                           "QVariant(QString, \"x\"))"});
 }
 
-TEST_F(PackageInstallation, AFirstValueThatIsNoNumberCountsAsZero)
+TEST_F(PackageInstallation, AFirstValueThatIsNotANumberIsReturnedAsZero)
 {
     startUpgradeService();
     startDaemon();
@@ -71,7 +72,7 @@ TEST_F(PackageInstallation, AFirstValueThatIsNoNumberCountsAsZero)
                            "receive message (QVariant(QStringList, (\"3\")), QVariant(int, 7))"}));
 }
 
-TEST_F(PackageInstallation, AFirstValueThatReadsAsANumberIsTaken)
+TEST_F(PackageInstallation, AFirstValueThatIsANumberAsTextIsReturned)
 {
     startUpgradeService();
     startDaemon();
@@ -94,7 +95,7 @@ TEST_F(PackageInstallation, AFirstValueOfAnotherTypeIsConverted)
     EXPECT_EQ(messagesOfTheCall().size(), 4);
 }
 
-TEST_F(PackageInstallation, ASingleValueIsNoUsableAnswer)
+TEST_F(PackageInstallation, AReplyOfASingleValueIsUnusable)
 {
     startUpgradeService();
     startDaemon();
@@ -104,7 +105,7 @@ TEST_F(PackageInstallation, ASingleValueIsNoUsableAnswer)
     EXPECT_EQ(order("requests").toInt(), 1);
 }
 
-TEST_F(PackageInstallation, AnEmptyReplyIsNoUsableAnswer)
+TEST_F(PackageInstallation, AnEmptyReplyIsUnusable)
 {
     startUpgradeService();
     startDaemon();
@@ -113,7 +114,7 @@ TEST_F(PackageInstallation, AnEmptyReplyIsNoUsableAnswer)
     EXPECT_EQ(messagesOfTheCall(), QStringList{"no receive reply message"});
 }
 
-TEST_F(PackageInstallation, AnErrorIsAFailureWithItsText)
+TEST_F(PackageInstallation, AnErrorIsAFailureAndItsTextIsLogged)
 {
     startUpgradeService();
     startDaemon();
@@ -124,7 +125,7 @@ TEST_F(PackageInstallation, AnErrorIsAFailureWithItsText)
               QStringList{"Error occurred: \"another installation is under way\""});
 }
 
-TEST_F(PackageInstallation, AServiceThatLeavesInTheMiddleOfTheCallIsAFailure)
+TEST_F(PackageInstallation, AServiceThatLeavesDuringTheCallIsAFailure)
 {
     startUpgradeService();
     startDaemon();
@@ -133,7 +134,7 @@ TEST_F(PackageInstallation, AServiceThatLeavesInTheMiddleOfTheCallIsAFailure)
     EXPECT_EQ(messagesOfTheCall(),
               QStringList{"Error occurred: \"Message recipient disconnected from message bus "
                           "without replying\""});
-    // The daemon goes on, and finds the service that takes the other's place.
+    // The daemon keeps working, and finds the new service instance.
     stopUpgradeService();
     startUpgradeService();
     replyWith({3, ""});
@@ -149,7 +150,7 @@ TEST_F(PackageInstallation, AServiceThatIsNotRunningIsAFailure)
                           "any .service files\""});
 }
 
-TEST_F(PackageInstallation, WithoutTheServiceTheStartIsQuiet)
+TEST_F(PackageInstallation, WithoutTheServiceTheDaemonStartsWithoutAMessage)
 {
     startDaemon();
     EXPECT_EQ(host::readFile("/run/daemon.err"), "dbus service start \n\n");
@@ -173,7 +174,7 @@ TEST_F(PackageInstallation, AnEmptyListNeverReachesTheService)
     EXPECT_EQ(order("requests").toInt(), 0);
 }
 
-TEST_F(PackageInstallation, AListWithAStrangerNeverReachesTheService)
+TEST_F(PackageInstallation, AListWithAnUnknownPackageNeverReachesTheService)
 {
     startUpgradeService();
     startDaemon();
@@ -187,7 +188,7 @@ TEST_F(PackageInstallation, AListWithAStrangerNeverReachesTheService)
     EXPECT_EQ(order("requests").toInt(), 0);
 }
 
-TEST_F(PackageInstallation, ARefusedCallerReachesNothing)
+TEST_F(PackageInstallation, ARefusedCallerNeverReachesTheService)
 {
     startUpgradeService();
     startDaemon();
@@ -208,7 +209,7 @@ TEST_F(PackageInstallation, AServerEditionHasNoUpgradeService)
     EXPECT_EQ(order("requests").toInt(), 0);
 }
 
-/// The proxy alone, in the test's own process, with a time-out that a test can wait for.
+/// Tests the proxy alone, in the test's own process, with a short time-out.
 class UpgradeServiceProxy : public UpgradeHost
 {
 protected:
@@ -219,7 +220,7 @@ protected:
     }
 };
 
-TEST_F(UpgradeServiceProxy, ItWaitsForTheBussDefaultTime)
+TEST_F(UpgradeServiceProxy, TheTimeOutIsTheDefaultOfTheBus)
 {
     startUpgradeService();
     const auto proxy = halvex::connectUpgradeService(nullptr, nullptr, nullptr);
@@ -228,7 +229,7 @@ TEST_F(UpgradeServiceProxy, ItWaitsForTheBussDefaultTime)
     EXPECT_EQ(proxy->parent(), nullptr);
 }
 
-TEST_F(UpgradeServiceProxy, SilencePastTheTimeOutIsAFailure)
+TEST_F(UpgradeServiceProxy, NoReplyWithinTheTimeOutIsAFailure)
 {
     startUpgradeService();
     const auto proxy = halvex::connectUpgradeService(nullptr, nullptr, nullptr);
@@ -244,7 +245,7 @@ TEST_F(UpgradeServiceProxy, SilencePastTheTimeOutIsAFailure)
     EXPECT_EQ(order("requests").toInt(), 1);
 }
 
-TEST_F(UpgradeServiceProxy, WithoutABusThereIsNone)
+TEST_F(UpgradeServiceProxy, WithoutABusThereIsNoProxy)
 {
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/run/no-such-bus");
     const MessageLog log;
@@ -254,7 +255,7 @@ TEST_F(UpgradeServiceProxy, WithoutABusThereIsNone)
     EXPECT_EQ(log.messages(), QStringList{"debug: no found SystemUpdateInterface"});
 }
 
-TEST_F(UpgradeServiceProxy, ARejectedListIsAWarningAndIsJudgedBeforeTheProxyIsMissed)
+TEST_F(UpgradeServiceProxy, AnInvalidListIsRejectedWithAWarningBeforeTheProxyIsChecked)
 {
     const MessageLog log;
     EXPECT_EQ(halvex::installPackages(nullptr, {"bash"}), -1);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The export file's name is anybody's to use: what the daemon does with whatever it finds there,
-// under each setting of the kernel's own protections of such directories.
+// Any user may create a file at the export's path. Tests what the daemon does with each kind of
+// file there, under each setting of the kernel's own protections of shared directories.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/kernel_protections.h"
@@ -32,10 +32,10 @@ constexpr const char *victimPath = "/tmp/victim";
 struct Protections
 {
     const char *name;
-    bool change; ///< false leaves them as the machine has them
+    bool change; ///< false: keep the machine's settings
     int regular;
     int fifos;
-    int links; ///< symbolic and hard ones
+    int links; ///< for symbolic and hard links
 };
 
 void PrintTo(const Protections &protections, std::ostream *stream)
@@ -73,8 +73,8 @@ protected:
 
     static void makeVictim() { host::writeFile(victimPath, "precious\n", 0640); }
 
-    /// Asks for the export, and holds that neither what was planted under its name nor @p target,
-    /// to which that leads, was opened, changed or replaced.
+    /// Requests the export and expects a refusal. Neither the file planted at the export's path nor
+    /// @p target, which it leads to, may be opened, changed or replaced.
     void expectRefusal(const char *target = exportPath)
     {
         const struct stat plantedBefore = look(exportPath);
@@ -86,7 +86,7 @@ protected:
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::ordinary}), (Reply{-1}));
 
         std::array<char, 4096> events{};
-        EXPECT_EQ(read(watch, events.data(), events.size()), -1) << "something was touched";
+        EXPECT_EQ(read(watch, events.data(), events.size()), -1) << "a file was opened or changed";
         close(watch);
         expectSame(plantedBefore, look(exportPath));
         expectSame(targetBefore, look(target));
@@ -103,7 +103,7 @@ protected:
         EXPECT_EQ(after.st_ctim.tv_nsec, before.st_ctim.tv_nsec);
     }
 
-    /// Asks for the export and holds that it was made.
+    /// Requests the export and expects that it has been made.
     void expectExport()
     {
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::ordinary}), (Reply{0}));
@@ -115,7 +115,7 @@ protected:
     std::optional<KernelProtections> kernel;
 };
 
-TEST_P(PlantedExport, WhereNothingIsAFileOfRootsIsMade)
+TEST_P(PlantedExport, AMissingFileIsCreatedWithRootAsOwner)
 {
     expectExport();
     EXPECT_EQ(look(exportPath).st_uid, 0U);
@@ -124,7 +124,7 @@ TEST_P(PlantedExport, WhereNothingIsAFileOfRootsIsMade)
     EXPECT_EQ(look(exportPath).st_ino, first);
 }
 
-TEST_P(PlantedExport, SomebodyElsesFileIsEmptiedAndReused)
+TEST_P(PlantedExport, AnotherUsersFileIsEmptiedAndReused)
 {
     host::writeFile(exportPath, "a longer text of somebody else's\n", 0600);
     ASSERT_EQ(chown(exportPath, user::ordinary, user::ordinary), 0);
@@ -134,7 +134,7 @@ TEST_P(PlantedExport, SomebodyElsesFileIsEmptiedAndReused)
     EXPECT_EQ(look(exportPath).st_uid, user::ordinary);
 }
 
-TEST_P(PlantedExport, AFileThatNobodyMayTouchIsReused)
+TEST_P(PlantedExport, AFileWithoutAnyPermissionIsReused)
 {
     host::writeFile(exportPath, "old\n", 0000);
     constexpr uid_t withoutAccount = 2999;
@@ -151,7 +151,7 @@ TEST_P(PlantedExport, ASymbolicLinkIsNotFollowed)
     EXPECT_EQ(host::readFile(victimPath), "precious\n");
 }
 
-TEST_P(PlantedExport, ASymbolicLinkToNothingMakesNothing)
+TEST_P(PlantedExport, ABrokenSymbolicLinkIsRefusedAndItsTargetIsNotCreated)
 {
     ASSERT_EQ(symlink("/tmp/nothing", exportPath), 0);
     EXPECT_EQ(call("generateLogFile"), (Reply{-1}));
@@ -179,7 +179,7 @@ TEST_P(PlantedExport, APipeWithAReaderIsNotOpened)
     const int reader = open(exportPath, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     ASSERT_GE(reader, 0);
     expectRefusal();
-    // A writer that had come and gone would have left its mark.
+    // If a writer had opened and closed the pipe, poll() would report it.
     pollfd state = {reader, POLLIN, 0};
     EXPECT_EQ(poll(&state, 1, 0), 0);
     close(reader);
@@ -223,7 +223,7 @@ TEST_P(PlantedExport, AHardLinkIsRefused)
     EXPECT_EQ(host::readFile(victimPath), "precious\n");
 }
 
-TEST_P(PlantedExport, AHardLinkToTheCallersOwnFileIsRefusedToo)
+TEST_P(PlantedExport, AHardLinkToTheCallersOwnFileIsRefused)
 {
     makeVictim();
     ASSERT_EQ(chown(victimPath, user::ordinary, user::ordinary), 0);
@@ -231,7 +231,7 @@ TEST_P(PlantedExport, AHardLinkToTheCallersOwnFileIsRefusedToo)
     expectRefusal(victimPath);
 }
 
-TEST_P(PlantedExport, AFileThatIsMountedThereIsRefused)
+TEST_P(PlantedExport, AFileMountedAtThePathIsRefused)
 {
     makeVictim();
     host::writeFile(exportPath, "");
@@ -242,14 +242,14 @@ TEST_P(PlantedExport, AFileThatIsMountedThereIsRefused)
     expectExport();
 }
 
-TEST_P(PlantedExport, AFileSystemThatIsMountedThereIsRefused)
+TEST_P(PlantedExport, AFileSystemMountedAtThePathIsRefused)
 {
     ASSERT_EQ(mkdir(exportPath, 0700), 0);
     ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "tmpfs", exportPath}).exitCode, 0);
     expectRefusal();
 }
 
-TEST_P(PlantedExport, WhatWasPlantedAndIsGoneDoesNotMatterAnyMore)
+TEST_P(PlantedExport, AFileWhoseOtherHardLinkIsGoneIsReused)
 {
     makeVictim();
     ASSERT_EQ(link(victimPath, exportPath), 0);
@@ -258,8 +258,8 @@ TEST_P(PlantedExport, WhatWasPlantedAndIsGoneDoesNotMatterAnyMore)
     expectExport();
 }
 
-/// Somebody else's process that owns the export file and holds a lease on it: to open the file
-/// means to wait until the holder lets go, which this one never does.
+/// Another user's process that owns the export file and holds a lease on it. Opening the file
+/// blocks until the lease is released, which this process never does.
 class LeaseHolder
 {
 public:
@@ -282,7 +282,7 @@ public:
         }
         char answer = 0;
         EXPECT_EQ(read(ready[0], &answer, 1), 1);
-        EXPECT_EQ(answer, 'y') << "no lease";
+        EXPECT_EQ(answer, 'y') << "the lease was not granted";
         close(ready[0]);
         close(ready[1]);
     }
@@ -300,7 +300,7 @@ private:
     pid_t process = -1;
 };
 
-TEST_P(PlantedExport, ALeaseIsNotWaitedForAndTheFileLeftAsItIs)
+TEST_P(PlantedExport, ALeaseIsNotWaitedForAndTheFileStaysUnchanged)
 {
     for (const int lease : {F_RDLCK, F_WRLCK}) {
         host::writeFile(exportPath, "old\n", 0600);
@@ -310,7 +310,8 @@ TEST_P(PlantedExport, ALeaseIsNotWaitedForAndTheFileLeftAsItIs)
             const struct stat before = look(exportPath);
             EXPECT_EQ(call("generateLogFile", {}, Caller{user::ordinary}), (Reply{-1}));
             expectSame(before, look(exportPath));
-            // The kernel would take the lease away from one who lets others wait for too long.
+            // The lease must still be held: the kernel revokes a lease if a process has waited too
+            // long for it.
             EXPECT_TRUE(host::readFile("/proc/locks").contains("LEASE  BREAKING"))
                 << host::readFile("/proc/locks").constData();
         }

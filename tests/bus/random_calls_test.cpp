@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Thousands of calls that make little sense, from a front end that is allowed to make them. The
-// seed is HALVEX_TEST_SEED plus the user's id.
+// Thousands of random calls from a front end at an allowed path. The seed is HALVEX_TEST_SEED plus
+// the user's id.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
@@ -33,13 +33,13 @@ protected:
         startDaemon();
     }
 
-    /// The daemon's answer to a sensible question.
+    /// The daemon's answer to an ordinary call.
     Reply ask()
     {
         return call("getAiInferencesCount", {}, Caller{user::root, frontEndPaths.first()});
     }
 
-    /// How many calls got which kind of answer, from what the front end has printed.
+    /// The number of calls for each kind of answer, as the front end has printed them.
     static QMap<QString, int> answersIn(const QByteArray &output)
     {
         QMap<QString, int> answers;
@@ -49,15 +49,16 @@ protected:
         return answers;
     }
 
-    /// Makes the calls of the user @p uid and returns what came of them.
+    /// Makes random calls as the user @p uid, and returns the number of answers of each kind.
     QMap<QString, int> outlive(unsigned uid)
     {
         constexpr int calls = 2000;
         const unsigned seed = qEnvironmentVariable("HALVEX_TEST_SEED", "1").toUInt();
         EXPECT_EQ(ask(), (Reply{0, {"42"}}));
-        // The first export makes the process that writes it, and a channel to that.
+        // The first export starts the process that writes exports and opens a channel to this
+        // process.
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first()}), Reply{0});
-        // The first refusal opens the system log for good.
+        // The first refusal opens the system log, which then stays open.
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first(), {"ENV="}}),
                   Reply{-999});
         const int before = openFilesOf(daemon.processId());
@@ -68,21 +69,21 @@ protected:
         EXPECT_EQ(ask(), (Reply{0, {"42"}}));
         EXPECT_EQ(openFilesOf(daemon.processId()), before);
         const QMap<QString, int> answers = answersIn(result.output);
-        EXPECT_EQ(answers["16 MiB"], 12) << "methods that take text, the standard ones included";
-        // The log's line for the refusal above is one more.
+        EXPECT_EQ(answers["16 MiB"], 12) << "methods that take text, including the standard ones";
+        // One more log line is from the refusal above.
         EXPECT_EQ(systemLog.takeLines().size(), answers["status -999"] + 1);
         return answers;
     }
 };
 
-TEST_F(RandomCalls, OfRootAreOutlived)
+TEST_F(RandomCalls, OfRootDoNotStopTheDaemon)
 {
     const QMap<QString, int> answers = outlive(user::root);
     EXPECT_EQ(answers["status -999"], 0);
     EXPECT_GT(answers["status 0"], 300);
 }
 
-TEST_F(RandomCalls, OfAnOrdinaryUserAreOutlived)
+TEST_F(RandomCalls, OfAnOrdinaryUserDoNotStopTheDaemon)
 {
     const QMap<QString, int> answers = outlive(user::ordinary);
     EXPECT_GT(answers["status -999"], 200);

@@ -21,7 +21,7 @@ const Caller administrator{user::wheelMember};
 const QString started = "dbus service start ";
 const QString allowedNames = " - allowed services are: ";
 
-/// With stand-ins for the programs that the services' methods run.
+/// Has stand-ins for the programs that the methods about services run.
 class Services : public DaemonHost
 {
 protected:
@@ -39,25 +39,25 @@ protected:
         ASSERT_EQ(host::run({"ip", "link", "set", "lo", "up"}).exitCode, 0);
     }
 
-    /// Makes switching the engine on depend on the internet.
+    /// Writes settings with which switching the engine on requires the internet.
     static void askForTheInternet()
     {
         host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: \"\\x01\"\n");
     }
 
-    /// For a daemon that waits for an answer of the internet as long as a slow machine needs.
+    /// Makes the daemon wait long enough for an answer from the internet, even on a slow machine.
     inline static const QStringList slowClock{
         QString("LD_PRELOAD=") + SLOW_CLOCK,
-        "ASAN_OPTIONS=verify_asan_link_order=0"}; // the sanitizer wants to come first
+        "ASAN_OPTIONS=verify_asan_link_order=0"}; // do not require ASan to load first
 
-    /// Starts a caller without waiting for the answer.
+    /// Starts a caller, but does not wait for the answer.
     static void startCall(QProcess &process, const Caller &caller, const QStringList &call)
     {
         const QStringList command = frontEndCommand(caller, QStringList{"--json"} + call);
         process.start(command.first(), command.mid(1));
     }
 
-    /// Runs this process's event loop until the answer is there.
+    /// Runs this process's event loop until the answer has arrived.
     static Reply awaitReply(QProcess &process)
     {
         while (process.state() != QProcess::NotRunning) {
@@ -76,7 +76,7 @@ protected:
 
 using ServiceQueries = Services;
 
-TEST_F(ServiceQueries, OneGibibyteOfOthersCommandLinesNeedsLittleMemory)
+TEST_F(ServiceQueries, AProcessListOfOneGibibyteNeedsLittleMemory)
 {
     host::writeStandIn("/usr/bin/ps", "yes \"halvex_inference $(printf %4096s)\" | head -c 1G\n");
     startDaemon();
@@ -87,7 +87,7 @@ TEST_F(ServiceQueries, OneGibibyteOfOthersCommandLinesNeedsLittleMemory)
     EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai", "0"}), 1);
 }
 
-TEST_F(ServiceQueries, AnyFrontEndMayAskAllThreeQuestions)
+TEST_F(ServiceQueries, AnyUsersFrontEndMayMakeAllThreeQueries)
 {
     startDaemon();
     EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "0"}), 1);
@@ -101,7 +101,7 @@ TEST_F(ServiceQueries, AnyFrontEndMayAskAllThreeQuestions)
     EXPECT_EQ(daemonMessages(), QStringList{started});
 }
 
-TEST_F(ServiceQueries, EveryOtherTypeIsInvalidANegativeOneToo)
+TEST_F(ServiceQueries, AnyOtherTypeIsInvalidIncludingNegativeOnes)
 {
     startDaemon();
     EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "3"}), -1);
@@ -111,7 +111,7 @@ TEST_F(ServiceQueries, EveryOtherTypeIsInvalidANegativeOneToo)
               (QStringList{started, "Invalid type value.", "Invalid type value."}));
 }
 
-TEST_F(ServiceQueries, ATextThatLooksLikeAnOptionIsAName)
+TEST_F(ServiceQueries, ATextThatLooksLikeAnOptionIsPassedAsAName)
 {
     startDaemon();
     EXPECT_EQ(callAs(anyone, {"getServiceStatus", "--host=evil", "0"}), 1);
@@ -122,7 +122,7 @@ TEST_F(ServiceQueries, ATextThatLooksLikeAnOptionIsAName)
                                                  "systemctl <is-active> <a b; c>"}));
 }
 
-TEST_F(ServiceQueries, TheEngineHasItsThreeStatesWhateverTheType)
+TEST_F(ServiceQueries, TheEngineHasThreeStatesForAnyType)
 {
     startDaemon();
     EXPECT_EQ(callAs(anyone, {"getServiceStatus", "halvex.net.ai", "7"}), 0);
@@ -138,7 +138,7 @@ TEST_F(ServiceQueries, TheEngineHasItsThreeStatesWhateverTheType)
                                     "pellmar list | grep halvex.net.ai\\nError: \""}));
 }
 
-TEST_F(ServiceQueries, WithoutSystemctlThereIsNoAnswer)
+TEST_F(ServiceQueries, WithoutSystemctlAQueryFails)
 {
     ASSERT_TRUE(QFile::remove("/usr/bin/systemctl"));
     startDaemon();
@@ -189,7 +189,7 @@ TEST_F(ServiceChanges, ArgumentsAreCheckedInTheirOrder)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(ServiceChanges, AServiceOfAnotherMakerIsNobodysToChange)
+TEST_F(ServiceChanges, AServiceOutsideTheSuiteCannotBeChanged)
 {
     startDaemon();
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex-ebpf sshd", "1", "0"}), -1);
@@ -204,7 +204,7 @@ TEST_F(ServiceChanges, AServiceOfAnotherMakerIsNobodysToChange)
     EXPECT_EQ(messages[4], "Invalid service name: \"--host=evil\"");
 }
 
-TEST_F(ServiceChanges, ASystemctlThatFailsIsMissingOrDiesIsAFailure)
+TEST_F(ServiceChanges, AFailedKilledOrMissingSystemctlIsAFailure)
 {
     startDaemon();
     for (const char *body : {"exit 1\n", "kill -9 $$\n"}) {
@@ -218,7 +218,7 @@ TEST_F(ServiceChanges, ASystemctlThatFailsIsMissingOrDiesIsAFailure)
     EXPECT_EQ(daemonMessages(), QStringList{started});
 }
 
-TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentAndThePackageToolACleanedOne)
+TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentButThePackageToolACleanedOne)
 {
     const QByteArray report = "tr '\\0' '\\n' </proc/$$/environ >/run/environment.${0##*/}\n"
                               "readlink /proc/$$/cwd >/run/directory.${0##*/}\n"
@@ -241,7 +241,8 @@ TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentAndThePackageToolAClean
         EXPECT_THAT(systemctl, Contains(QByteArray(removed)));
         EXPECT_THAT(pellmar, Not(Contains(QByteArray(removed))));
     }
-    // systemctl keeps the daemon's own directory, and nobody writes to its standard input.
+    // systemctl runs in the daemon's own working directory, and its standard input is a pipe
+    // without data.
     EXPECT_EQ(host::readFile("/run/directory.systemctl").trimmed(),
               QFile::symLinkTarget(QString("/proc/%1/cwd").arg(daemon.processId())));
     EXPECT_TRUE(host::readFile("/run/input.systemctl").startsWith("pipe:"));
@@ -251,14 +252,14 @@ TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentAndThePackageToolAClean
 
 using EngineOnTheBus = Services;
 
-TEST_F(EngineOnTheBus, IsSwitchedOffWithoutALookAtTheNetwork)
+TEST_F(EngineOnTheBus, IsSwitchedOffWithoutCheckingTheNetwork)
 {
     startDaemon();
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "0", "1"}), 0);
     EXPECT_EQ(host::standInCalls(), QStringList{"pellmar <kill> <halvex.net.ai>"});
 }
 
-TEST_F(EngineOnTheBus, IsNotSwitchedOnWithEveryInterfaceDown)
+TEST_F(EngineOnTheBus, IsNotSwitchedOnWhileAllInterfacesAreDown)
 {
     startDaemon();
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -2);
@@ -266,7 +267,7 @@ TEST_F(EngineOnTheBus, IsNotSwitchedOnWithEveryInterfaceDown)
     EXPECT_EQ(daemonMessages(), QStringList{started});
 }
 
-TEST_F(EngineOnTheBus, IsSwitchedOnWithAnInterfaceUp)
+TEST_F(EngineOnTheBus, IsSwitchedOnWhileAnInterfaceIsUp)
 {
     setLoopbackUp();
     startDaemon();
@@ -274,14 +275,14 @@ TEST_F(EngineOnTheBus, IsSwitchedOnWithAnInterfaceUp)
     EXPECT_EQ(host::awaitStandInCalls(1), QStringList{"pellmar <run> <halvex.net.ai>"});
 }
 
-TEST_F(EngineOnTheBus, TheInterfacesAreLookedAtBeforeTheInternetIsAskedFor)
+TEST_F(EngineOnTheBus, InterfacesAreCheckedBeforeTheInternet)
 {
     askForTheInternet();
     startDaemon();
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -2);
 }
 
-TEST_F(EngineOnTheBus, WithoutItsPackageToolNothingIsSwitchedAndNothingInstalled)
+TEST_F(EngineOnTheBus, WithoutItsPackageToolSwitchingFailsAndItIsNotInstalled)
 {
     setLoopbackUp();
     ASSERT_TRUE(QFile::remove("/usr/bin/pellmar"));
@@ -298,7 +299,7 @@ TEST_F(EngineOnTheBus, WithoutItsPackageToolNothingIsSwitchedAndNothingInstalled
                            "Error: /bin/sh: 1: pellmar: not found\\n\""}));
 }
 
-TEST_F(EngineOnTheBus, IsAnOrdinaryNameBesideOthersWithABlankBehindItAndForARestart)
+TEST_F(EngineOnTheBus, IsTreatedAsAUnitWithOtherTextAndForARestart)
 {
     startDaemon();
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai halvex-ebpf", "0", "0"}),
@@ -312,7 +313,7 @@ TEST_F(EngineOnTheBus, IsAnOrdinaryNameBesideOthersWithABlankBehindItAndForARest
                                                  "systemctl <is-active> <halvex.net.ai >"}));
 }
 
-TEST_F(EngineOnTheBus, GoesOnRunningAndDoesNotHoldUpTheDaemon)
+TEST_F(EngineOnTheBus, KeepsRunningAndDoesNotBlockTheDaemon)
 {
     setLoopbackUp();
     host::writeStandIn("/usr/bin/pellmar", "echo $$ >/run/engine; exec sleep 1000\n");
@@ -326,7 +327,7 @@ TEST_F(EngineOnTheBus, GoesOnRunningAndDoesNotHoldUpTheDaemon)
     }));
 }
 
-TEST_F(EngineOnTheBus, IsNotOnWhenThePackageToolSaysThatItFailed)
+TEST_F(EngineOnTheBus, IsNotSwitchedWhenThePackageToolPrintsFailed)
 {
     setLoopbackUp();
     host::writeStandIn("/usr/bin/pellmar", "echo 'it failed'\n");
@@ -336,7 +337,7 @@ TEST_F(EngineOnTheBus, IsNotOnWhenThePackageToolSaysThatItFailed)
     EXPECT_EQ(daemonMessages(), QStringList{started});
 }
 
-TEST_F(EngineOnTheBus, IsNotSwitchedOnWithoutTheInternetThatItAsksFor)
+TEST_F(EngineOnTheBus, IsNotSwitchedOnWithoutTheRequiredInternet)
 {
     setLoopbackUp();
     askForTheInternet();
@@ -345,7 +346,7 @@ TEST_F(EngineOnTheBus, IsNotSwitchedOnWithoutTheInternetThatItAsksFor)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(EngineOnTheBus, IsSwitchedOnWithTheInternetThatItAsksFor)
+TEST_F(EngineOnTheBus, IsSwitchedOnWithTheRequiredInternet)
 {
     TlsServer server;
     askForTheInternet();
@@ -383,7 +384,7 @@ TEST_F(EngineOnTheBus, OthersAreServedWhileACallerWaitsForTheInternet)
                            "pellmar <run> <halvex.net.ai>"}));
 }
 
-TEST_F(EngineOnTheBus, TheServerEditionsSettingsAskThere)
+TEST_F(EngineOnTheBus, OnAServerTheServersSettingsRequireTheInternet)
 {
     setLoopbackUp();
     askForTheInternet();
@@ -395,7 +396,7 @@ TEST_F(EngineOnTheBus, TheServerEditionsSettingsAskThere)
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -3);
 }
 
-TEST_F(EngineOnTheBus, CountsItsInferences)
+TEST_F(EngineOnTheBus, ItsInferencesAreCounted)
 {
     startDaemon();
     EXPECT_EQ(call("getAiInferencesCount", {}, anyone), (Reply{-1, {"0"}}));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Which of the settings files a call opens, and which it leaves alone.
+// Which of the settings files a call opens, and which it does not open.
 #include "support/daemon_host.h"
 #include "support/file_openings.h"
 #include "support/host_files.h"
@@ -44,7 +44,8 @@ protected:
         startDaemon();
     }
 
-    /// The settings files that are opened by a call, which is answered with @p status.
+    /// Makes a call, expects the status @p status, and returns the settings files that the call
+    /// opened.
     QStringList openedBy(const QString &method, const QStringList &arguments, int status,
                          const Caller &caller = {})
     {
@@ -135,7 +136,7 @@ const QList<FileCall> fileCalls{
     {statePath, "getEventTotalCount", {}},
 };
 
-TEST_F(SettingsFiles, WhatIsNoRegularFileIsAFailureAndHoldsNobodyUp)
+TEST_F(SettingsFiles, AFileThatIsNotRegularIsAFailureAndBlocksNoLaterCall)
 {
     const QList<QStringList> others{{"mkfifo"},
                                     {"mkdir"},
@@ -156,7 +157,7 @@ TEST_F(SettingsFiles, WhatIsNoRegularFileIsAFailureAndHoldsNobodyUp)
     }
 }
 
-TEST_F(SettingsFiles, AFifoWithAnOpenOtherEndIsAFailureAndGetsNothing)
+TEST_F(SettingsFiles, AFifoWithAnOpenOtherEndIsAFailureAndNothingIsWrittenToIt)
 {
     host::writeFile(statePath, "");
     for (const FileCall &each : fileCalls) {
@@ -172,7 +173,7 @@ TEST_F(SettingsFiles, AFifoWithAnOpenOtherEndIsAFailureAndGetsNothing)
     }
 }
 
-TEST_F(SettingsFiles, ATerminationWaitsUntilTheFileIsWritten)
+TEST_F(SettingsFiles, SigtermWaitsUntilTheFileIsWritten)
 {
     daemonMayEnd = true;
     const QByteArray padding = "<padding>" + QByteArray(48 << 20, 'x') + "</padding>\n";
@@ -183,7 +184,7 @@ TEST_F(SettingsFiles, ATerminationWaitsUntilTheFileIsWritten)
     ASSERT_GE(inotify_add_watch(notices, qPrintable(notifyPath), IN_MODIFY), 0);
     const auto pid = static_cast<pid_t>(daemon.processId());
     std::thread terminator([notices, pid] {
-        // The first change is that the file is truncated.
+        // The first change truncates the file.
         char event[sizeof(inotify_event) + NAME_MAX + 1];
         EXPECT_GT(read(notices, event, sizeof event), 0);
         EXPECT_EQ(kill(pid, SIGTERM), 0);

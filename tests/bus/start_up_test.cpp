@@ -20,7 +20,7 @@ const QStringList childPrograms{"/usr/sbin/getstatus", "/usr/bin/systemctl", "/u
 class StartUp : public DaemonHost
 {
 protected:
-    /// The environment entry @p name as the programs that the daemon runs see it.
+    /// The value of the environment variable @p name in the programs that the daemon runs.
     QString environmentOfChildren(const QString &name)
     {
         host::writeScript("/usr/sbin/getstatus", "/usr/bin/env > /run/child.env\n");
@@ -33,7 +33,7 @@ protected:
         return {};
     }
 
-    /// Starts the daemon with @p entries of which several have one name.
+    /// Starts the daemon with the environment @p entries, several of which have the same name.
     void startWithDuplicates(const QStringList &entries)
     {
         startDaemon({"HOME=/root"},
@@ -60,7 +60,7 @@ protected:
         return all;
     }
 
-    /// What each program sees if its one PATH is @p path.
+    /// Matches if each program has the only PATH @p path and the daemon's locale.
     static auto allSee(const QString &path)
     {
         return Each(QStringList{"LC_ALL=en_US.UTF-8", "PATH=" + path});
@@ -74,7 +74,7 @@ TEST_F(StartUp, AnAcceptablePathIsInheritedUnchanged)
     EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start "}));
 }
 
-TEST_F(StartUp, AnUnacceptablePathIsReplacedBeforeAnythingElse)
+TEST_F(StartUp, AnUnacceptablePathIsReplacedFirst)
 {
     startDaemon({"PATH=/tmp:/usr/bin"});
     EXPECT_EQ(environmentOfChildren("PATH"), "/usr/bin:/bin:/usr/sbin:/sbin");
@@ -91,27 +91,27 @@ TEST_F(StartUp, AMissingPathIsReplaced)
               (QStringList{"[PATH安全警告] PATH环境变量为空", "dbus service start "}));
 }
 
-TEST_F(StartUp, TheLocaleIsForcedWhateverItWas)
+TEST_F(StartUp, TheLocaleIsReplacedIfItIsSet)
 {
     startDaemon({"PATH=/usr/bin", "LC_ALL=de_DE", "LANG=fr_FR"});
     EXPECT_EQ(environmentOfChildren("LC_ALL"), "en_US.UTF-8");
     EXPECT_EQ(environmentOfChildren("LANG"), "fr_FR");
 }
 
-TEST_F(StartUp, TheLocaleIsSetWhenThereWasNone)
+TEST_F(StartUp, TheLocaleIsSetIfItIsMissing)
 {
     startDaemon({"PATH=/usr/bin"});
     EXPECT_EQ(environmentOfChildren("LC_ALL"), "en_US.UTF-8");
 }
 
-TEST_F(StartUp, OfSeveralPathsTheLastIsJudgedAndKept)
+TEST_F(StartUp, TheLastOfSeveralPathsIsCheckedAndKept)
 {
     startWithDuplicates({"PATH=/tmp", "PATH=/no/such", "PATH=/usr/local/bin:/usr/bin"});
     EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/local/bin:/usr/bin"));
     EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start "}));
 }
 
-TEST_F(StartUp, ASafePathDoesNotVouchForAnUnsafeOneBehindIt)
+TEST_F(StartUp, AnUnsafeLastPathIsReplacedEvenAfterSafeOnes)
 {
     startWithDuplicates({"PATH=/usr/bin", "PATH=/usr/bin", "PATH=/usr/bin:/tmp"});
     EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/bin:/bin:/usr/sbin:/sbin"));
@@ -128,7 +128,7 @@ TEST_F(StartUp, AnEmptyLastPathIsReplaced)
               (QStringList{"[PATH安全警告] PATH环境变量为空", "dbus service start "}));
 }
 
-TEST_F(StartUp, EqualPathsBecomeOne)
+TEST_F(StartUp, SeveralEqualPathsBecomeOne)
 {
     startWithDuplicates({"PATH=/usr/bin", "PATH=/usr/bin"});
     EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/bin"));
@@ -141,7 +141,7 @@ TEST_F(StartUp, SeveralLocalesBecomeOne)
     EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/bin"));
 }
 
-TEST_F(StartUp, TheDaemonSearchesTheSamePathAsItsChildren)
+TEST_F(StartUp, TheDaemonItselfHasTheSamePathAsItsChildren)
 {
     startWithDuplicates({"PATH=/tmp", "PATH=/usr/bin", "LC_ALL=C", "LC_ALL=de_DE",
                          QString("LD_PRELOAD=") + ENVIRONMENT_TELLER,
@@ -158,7 +158,7 @@ TEST_F(StartUp, TheEnvironmentCanBeReadUntilTheProcessHasExited)
     EXPECT_EQ(daemonMessages().last(), "at end: PATH=/usr/bin LC_ALL=en_US.UTF-8");
 }
 
-TEST_F(StartUp, AHostThatDoesNotSayWhatItIsIsADesktop)
+TEST_F(StartUp, AHostWithoutOsReleaseIsADesktop)
 {
     ASSERT_TRUE(QFile::remove("/etc/os-release"));
     host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: desktop\n");
@@ -168,7 +168,7 @@ TEST_F(StartUp, AHostThatDoesNotSayWhatItIsIsADesktop)
               (QStringList{"Cannot open /etc/os-release", "dbus service start "}));
 }
 
-TEST_F(StartUp, WithoutABusItSaysSoTwiceAndEndsWithStatus1)
+TEST_F(StartUp, WithoutABusItPrintsTwoMessagesAndExitsWithStatus1)
 {
     EXPECT_EQ(runDaemonToItsEnd({"PATH=/usr/bin", noBus}), 1);
     EXPECT_EQ(daemonMessages(),
@@ -177,19 +177,20 @@ TEST_F(StartUp, WithoutABusItSaysSoTwiceAndEndsWithStatus1)
                            "or directory\" "}));
 }
 
-TEST_F(StartUp, ANameThatIsTakenEndsASecondDaemonWithStatus1)
+TEST_F(StartUp, ASecondDaemonExitsWithStatus1BecauseTheNameIsTaken)
 {
     startDaemon();
-    // The fresh connection that is asked for its last error has none: the name's owner is no error.
+    // The second daemon logs the last error of its connection, which is empty: a name that is owned
+    // is not an error there.
     EXPECT_EQ(runDaemonToItsEnd({"PATH=/usr/bin"}), 1);
     EXPECT_EQ(daemonMessages(), (QStringList{"\"\" "}));
-    EXPECT_EQ(call("getEventTotalCount").status, -1) << "the first daemon goes on serving";
+    EXPECT_EQ(call("getEventTotalCount").status, -1) << "the first daemon still serves";
 }
 
-TEST_F(StartUp, AnObjectPathThatIsTakenIsLoggedAndTheDaemonRunsOn)
+TEST_F(StartUp, AnObjectPathThatIsTakenIsLoggedAndTheDaemonKeepsRunning)
 {
     startDaemon({"PATH=/usr/bin", QString("LD_PRELOAD=") + OBJECT_PATH_TAKER,
-                 "ASAN_OPTIONS=verify_asan_link_order=0"}); // the sanitizer wants to come first
+                 "ASAN_OPTIONS=verify_asan_link_order=0"}); // do not require ASan to load first
     EXPECT_EQ(daemonMessages(), (QStringList{"failed to register halvex desktop service:  \"\" ",
                                              "dbus service start "}));
 }
@@ -213,14 +214,14 @@ TEST_F(StartUp, ABusThatRefusesTheProtectingNamesIsServedWithAWarningForEach)
     EXPECT_EQ(daemonMessages().size(), 3);
 }
 
-TEST_F(StartUp, ItTakesNoOptions)
+TEST_F(StartUp, CommandLineOptionsAreIgnored)
 {
     daemonArguments = QStringList{"--help", "-version", "anything"};
     startDaemon();
     EXPECT_EQ(call("getEventTotalCount").status, -1);
 }
 
-TEST_F(StartUp, NoDescriptorOfTheDaemonsReachesAChild)
+TEST_F(StartUp, ChildrenInheritNoDescriptorBesidesTheStandardStreams)
 {
     for (const QString &tool : childPrograms) {
         host::writeScript(tool, "exec ls /proc/self/fd > /run/${0##*/}.fd\n");
@@ -229,13 +230,13 @@ TEST_F(StartUp, NoDescriptorOfTheDaemonsReachesAChild)
     EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{0});
     EXPECT_EQ(call("setServiceStatus", {"halvex.net.ai", "0", "0"}), Reply{0});
     for (const QString &tool : childPrograms) {
-        // The three standard streams, and the directory that ls itself reads.
+        // The standard streams are 0 to 2; 3 is the directory that ls itself reads.
         EXPECT_EQ(host::readFile("/run/" + tool.section('/', -1) + ".fd"), "0\n1\n2\n3\n")
             << qPrintable(tool);
     }
 }
 
-TEST_F(StartUp, WhatIsPrintedReachesAFileAtOnce)
+TEST_F(StartUp, StandardOutputReachesAFileAtOnce)
 {
     startDaemon();
     static_cast<void>(

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A status tool that cannot be started, and one that fails. Only what it does not say because it
-// could not be asked keeps administrators from changing the system.
+// A status tool that cannot be started, and one that fails. If it cannot be started, administrators
+// may not change the system; if it fails, they may.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 
@@ -57,14 +57,14 @@ protected:
         expectEverybodyReads(when);
     }
 
-    /// The exit status of a shell that becomes the tool, as the daemon's does.
+    /// The exit status of a shell that executes the tool, as the daemon's shell does.
     static int statusOfShell()
     {
         return host::run({"/bin/sh", "-c", "exec /usr/sbin/getstatus"}).exitCode;
     }
 };
 
-TEST_F(StatusTool, WhoseInterpreterIsMissingLetsNobodyChangeAnything)
+TEST_F(StatusTool, WhoseInterpreterIsMissingLetsNobodyChangeTheSystem)
 {
     host::writeFile(tool, "#!/no/such/interpreter\necho three admin: off\n", 0755);
     ASSERT_EQ(statusOfShell(), 127);
@@ -73,7 +73,7 @@ TEST_F(StatusTool, WhoseInterpreterIsMissingLetsNobodyChangeAnything)
     expectTheModeIsOff("once the tool works again");
 }
 
-TEST_F(StatusTool, WhoseInterpreterCannotBeExecutedLetsNobodyChangeAnything)
+TEST_F(StatusTool, WhoseInterpreterCannotBeExecutedLetsNobodyChangeTheSystem)
 {
     host::writeFile(tool, "#!/etc/passwd\necho three admin: off\n", 0755);
     ASSERT_EQ(statusOfShell(), 126);

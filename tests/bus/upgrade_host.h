@@ -9,8 +9,8 @@
 #include <QStringList>
 #include <QVariant>
 
-/// Base of every test that needs the upgrade service. The stand-in runs from startUpgradeService()
-/// on; until then, nobody owns the service's name.
+/// Base of every test that needs the upgrade service. startUpgradeService() starts the stand-in.
+/// Before that, the service's name has no owner.
 class UpgradeHost : public DaemonHost
 {
 protected:
@@ -20,12 +20,12 @@ protected:
     void startUpgradeService(const QStringList &arguments = {});
     void stopUpgradeService();
 
-    /// Gives the stand-in an order, and returns its answer if it gives one.
+    /// Calls a control method of the stand-in, and returns its first value, if any.
     static QVariant order(const char *member, const QVariantList &arguments = {});
 
     static void replyWith(const QVariantList &values) { order("replyWith", {QVariant(values)}); }
 
-    /// The messages since the daemon's start.
+    /// The daemon's messages since its start.
     static QStringList messagesOfTheCall();
 
     QProcess upgradeService;

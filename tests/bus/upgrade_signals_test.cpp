@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The upgrade service's two signals: who is heard, and what front ends get of it.
+// Tests whose signals the daemon relays, and what front ends receive.
 #include "bus/upgrade_host.h"
 #include "support/host_files.h"
 #include "support/wait_for.h"
@@ -23,7 +23,7 @@ constexpr const char *upgradeInterface = "com.norva.systemupgrade.interface";
 constexpr const char *progressMember = "InstalldebStatusChanged";
 constexpr const char *finishedMember = "UpdateInstallFinished";
 
-/// A signal as a front end saw it: its name and its values, JSON.
+/// A signal as a front end received it: its name, and its values as JSON.
 struct SeenSignal
 {
     QString name;
@@ -55,7 +55,7 @@ QVariantList progressValues(int percent)
     return {percent, "installing", "halvex-net-ai"};
 }
 
-/// A connection of its own to the system bus, with and without the upgrade service's name.
+/// A separate connection to the system bus. It may own the upgrade service's name.
 class Speaker
 {
 public:
@@ -78,13 +78,13 @@ public:
         ASSERT_TRUE(bus.interface()->isServiceRegistered(upgradeName).isValid());
     }
 
-    /// Sends a signal to all who listen.
+    /// Broadcasts a signal to all listeners.
     void broadcast(const char *member, const QVariantList &values)
     {
         send(QDBusMessage::createSignal(upgradePath, upgradeInterface, member), values);
     }
 
-    /// Sends a signal to the daemon alone, which no match rule keeps away.
+    /// Sends a signal to the daemon alone. The bus delivers it even without a match rule.
     void sendToDaemon(const char *member, const QVariantList &values)
     {
         send(QDBusMessage::createTargetedSignal("com.norva.halvex.desktop", upgradePath,
@@ -119,7 +119,7 @@ protected:
         ASSERT_TRUE(listener.readLine().contains("listening"));
     }
 
-    /// Waits until @p listener has seen its number of signals.
+    /// Waits until @p listener has received its number of signals, and returns them.
     static QList<SeenSignal> signalsSeenBy(QProcess &listener)
     {
         EXPECT_TRUE(listener.waitForFinished(patienceMs));
@@ -154,7 +154,7 @@ TEST_F(InstallationSignals, ProgressReachesEveryListenerUnchangedAndInOrder)
     EXPECT_EQ(messagesOfTheCall(), QStringList());
 }
 
-TEST_F(InstallationSignals, AnEndInFailureIsDescribed)
+TEST_F(InstallationSignals, AFailedInstallationIsReportedWithADescription)
 {
     startUpgradeService();
     startDaemon();
@@ -170,7 +170,7 @@ TEST_F(InstallationSignals, AnEndInFailureIsDescribed)
                             SeenSignal{"installFinished", {1, QJsonArray{}, "Unknown error", ""}}));
 }
 
-TEST_F(InstallationSignals, AnEndInSuccessIsZeroAndStillLooksItsCodeUp)
+TEST_F(InstallationSignals, ASuccessfulInstallationIsZeroButItsCodeIsDescribedToo)
 {
     startUpgradeService();
     startDaemon();
@@ -186,7 +186,7 @@ TEST_F(InstallationSignals, AnEndInSuccessIsZeroAndStillLooksItsCodeUp)
                                         "Dependencies are not satisfied", ""}}));
 }
 
-TEST_F(InstallationSignals, AServiceThatComesLaterIsHeard)
+TEST_F(InstallationSignals, SignalsOfAServiceThatStartsLaterAreRelayed)
 {
     startDaemon();
     QProcess listener;
@@ -199,7 +199,7 @@ TEST_F(InstallationSignals, AServiceThatComesLaterIsHeard)
     EXPECT_THAT(signalsSeenBy(listener), ElementsAre(seenProgress(50), seenSuccess));
 }
 
-TEST_F(InstallationSignals, AServiceThatComesAgainIsHeardOnce)
+TEST_F(InstallationSignals, SignalsOfARestartedServiceAreRelayedOnce)
 {
     startUpgradeService();
     startDaemon();
@@ -216,7 +216,7 @@ TEST_F(InstallationSignals, AServiceThatComesAgainIsHeardOnce)
                             seenSuccess));
 }
 
-TEST_F(InstallationSignals, AnotherServiceThatTakesTheNameEndsTheInstallation)
+TEST_F(InstallationSignals, SignalsOfANewOwnerOfTheNameAreRelayed)
 {
     startUpgradeService();
     startDaemon();
@@ -231,7 +231,7 @@ TEST_F(InstallationSignals, AnotherServiceThatTakesTheNameEndsTheInstallation)
     EXPECT_THAT(signalsSeenBy(listener), ElementsAre(seenSuccess));
 }
 
-TEST_F(InstallationSignals, SignalsDuringTheCallAreHeardAfterItInOrder)
+TEST_F(InstallationSignals, SignalsDuringTheCallAreRelayedAfterItInOrder)
 {
     startUpgradeService();
     startDaemon();
@@ -247,7 +247,7 @@ TEST_F(InstallationSignals, SignalsDuringTheCallAreHeardAfterItInOrder)
     EXPECT_THAT(signalsSeenBy(listener), ElementsAreArray(expected << seenSuccess));
 }
 
-TEST_F(InstallationSignals, ASignalOfTheServiceToTheDaemonAloneIsHeardOnce)
+TEST_F(InstallationSignals, ASignalOfTheServiceToTheDaemonAloneIsRelayedOnce)
 {
     startDaemon();
     QProcess listener;
@@ -261,7 +261,7 @@ TEST_F(InstallationSignals, ASignalOfTheServiceToTheDaemonAloneIsHeardOnce)
                 ElementsAre(seenProgress(1), seenSuccess, seenProgress(2)));
 }
 
-TEST_F(InstallationSignals, AStrangerIsNotHeardWhileTheServiceRuns)
+TEST_F(InstallationSignals, SignalsOfAStrangerAreNotRelayedWhileTheServiceRuns)
 {
     startUpgradeService();
     startDaemon();
@@ -273,7 +273,7 @@ TEST_F(InstallationSignals, AStrangerIsNotHeardWhileTheServiceRuns)
     EXPECT_THAT(signalsSeenBy(listener), ElementsAre(seenProgress(2)));
 }
 
-TEST_F(InstallationSignals, AStrangerIsNotHeardWhileNobodyOwnsTheName)
+TEST_F(InstallationSignals, SignalsOfAStrangerAreNotRelayedWhileTheNameHasNoOwner)
 {
     startDaemon();
     QProcess listener;
@@ -289,7 +289,7 @@ TEST_F(InstallationSignals, AStrangerIsNotHeardWhileNobodyOwnsTheName)
     EXPECT_THAT(signalsSeenBy(listener), ElementsAre(seenProgress(1), seenProgress(2)));
 }
 
-TEST_F(InstallationSignals, OnlyTheOwnerOfTheMomentIsHeard)
+TEST_F(InstallationSignals, OnlySignalsOfTheCurrentOwnerAreRelayed)
 {
     startDaemon();
     QProcess listener;
@@ -312,7 +312,7 @@ TEST_F(InstallationSignals, OnlyTheOwnerOfTheMomentIsHeard)
                 ElementsAre(seenProgress(1), seenProgress(2), seenProgress(3)));
 }
 
-TEST_F(InstallationSignals, OfTheServiceOnlyItsTwoSignalsAreHeard)
+TEST_F(InstallationSignals, OnlyTheTwoSignalsOfTheServiceAreRelayed)
 {
     startDaemon();
     QProcess listener;
@@ -340,7 +340,7 @@ TEST_F(InstallationSignals, OfTheServiceOnlyItsTwoSignalsAreHeard)
     EXPECT_EQ(messagesOfTheCall(), QStringList());
 }
 
-TEST_F(InstallationSignals, OnAServerEditionNothingIsHeard)
+TEST_F(InstallationSignals, OnAServerEditionNoSignalIsRelayed)
 {
     host::writeFile("/etc/os-release", "PRETTY_NAME=\"Norva Server\"\n");
     startDaemon();
@@ -349,7 +349,8 @@ TEST_F(InstallationSignals, OnAServerEditionNothingIsHeard)
     Speaker service("service");
     service.takeName();
     service.sayEverything();
-    // The daemon has served a call since; had it heard a signal, it would have relayed it.
+    // The daemon serves this call after the signals. If it had received them, it would have relayed
+    // them before.
     EXPECT_EQ(call("installPackages", {"halvex-net-ai"}), (Reply{-1}));
     EXPECT_EQ(messagesOfTheCall(), QStringList{"no found SystemUpdateInterface"});
     stopDaemon();

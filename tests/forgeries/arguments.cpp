@@ -8,7 +8,7 @@ namespace {
 
 void append(DBusMessageIter *out, DBusSignatureIter *signature, const std::string &value);
 
-/// Appends the container at which @p signature stands, with what it holds.
+/// Appends the container that @p signature points to, with its elements.
 void appendContainer(DBusMessageIter *out, DBusSignatureIter *signature, const std::string &value)
 {
     const int type = dbus_signature_iter_get_current_type(signature);
@@ -69,7 +69,7 @@ void appendArgument(DBusMessage *message, const std::string &word)
     const auto sign = word.find('=');
     const std::string type = word.substr(0, sign);
     if (sign == std::string::npos || dbus_signature_validate_single(type.c_str(), nullptr) == 0) {
-        fail("no argument: " + word);
+        fail("not an argument: " + word);
     }
     DBusSignatureIter signature;
     dbus_signature_iter_init(&signature, type.c_str());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Arguments of a message as words of a command line: SIGNATURE=VALUE, such as "i=7", "s=text",
+// Message arguments, written as words of a command line: SIGNATURE=VALUE, such as "i=7", "s=text",
 // "(i)=0", "as=name". The value stands for every number or text in the signature; an array has one
 // element, and a variant holds "(i)".
 #pragma once
@@ -10,7 +10,7 @@
 
 namespace forgery {
 
-/// Appends the argument @p word to @p message. Ends the program if there is no such argument.
+/// Appends the argument @p word to @p message. Ends the program if @p word is not a valid argument.
 void appendArgument(DBusMessage *message, const std::string &word);
 
 } // namespace forgery

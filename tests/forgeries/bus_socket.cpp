@@ -13,10 +13,10 @@
 namespace forgery {
 namespace {
 
-/// The fixed part of a message's header, from which libdbus tells the length of the whole.
+/// The size of a header's fixed part, from which libdbus computes the length of the whole message.
 constexpr std::size_t headerSize = DBUS_MINIMUM_HEADER_SIZE;
 
-/// Reads exactly @p size bytes; false at the end of the connection.
+/// Reads exactly @p size bytes; returns false if the connection ends before.
 bool readAll(int socket, char *bytes, std::size_t size)
 {
     while (size > 0) {
@@ -40,7 +40,7 @@ int connectToBus()
     return socket;
 }
 
-/// The user's number as the bus wants it: the hexadecimal codes of its decimal digits.
+/// The user id as authentication requires it: the hexadecimal codes of its decimal digits.
 std::string userInHexadecimal()
 {
     std::string text;
@@ -59,7 +59,7 @@ void authenticate(const BusSocket &bus)
     char next = 0;
     while (next != '\n') {
         if (!readAll(bus.descriptor(), &next, 1)) {
-            fail("the bus lets nobody in");
+            fail("the bus closes the connection");
         }
         line += next;
     }
@@ -127,7 +127,7 @@ Message BusSocket::receive() const
     const int size =
         dbus_message_demarshal_bytes_needed(bytes.data(), static_cast<int>(headerSize));
     if (size < static_cast<int>(headerSize)) {
-        fail("the bus sends no message");
+        fail("the bus sends an invalid message");
     }
     bytes.resize(static_cast<std::size_t>(size));
     if (!readAll(socket, bytes.data() + headerSize, bytes.size() - headerSize)) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A connection to the system bus whose every byte is the program's own. libdbus only converts
-// messages to bytes and back, so that a message may also be one that libdbus would not send, and
-// a connection may be used by another process than the one that made it.
+// A connection to the system bus for which the program itself writes every byte. libdbus only
+// converts messages to bytes and back. So the program can send messages that libdbus would not
+// send, and a process can use a connection that another process has made.
 //
 // Every failure ends the program with exit status 2 and a line on standard error.
 #pragma once
@@ -22,16 +22,16 @@ using Message = std::unique_ptr<DBusMessage, MessageDeleter>;
 /// Prints @p what and the text of errno, and ends the program with exit status 2.
 [[noreturn]] void fail(const std::string &what);
 
-/// The bytes of @p message, which gets the serial @p serial.
+/// Sets the serial of @p message to @p serial and returns the message's bytes.
 [[nodiscard]] std::string bytesOf(DBusMessage *message, dbus_uint32_t serial);
 
-/// A connection; its descriptor is closed with it.
+/// A connection. Its destructor closes the descriptor.
 class BusSocket
 {
 public:
     /// Connects to the system bus, as the user that runs the program, and says Hello.
     BusSocket();
-    /// Goes on with the connection @p descriptor that another process has made.
+    /// Takes over the connection @p descriptor, which another process has made.
     explicit BusSocket(int descriptor);
     ~BusSocket();
     BusSocket(const BusSocket &) = delete;
@@ -47,13 +47,13 @@ public:
     /// The answer to the message @p serial; null when the bus has closed the connection.
     [[nodiscard]] Message receiveReply(dbus_uint32_t serial) const;
 
-    /// Asks the bus itself for @p member about @p name, or about nothing if @p name is empty. When
-    /// the answer is there, the bus has passed on all that was sent before.
+    /// Calls the method @p member of the bus itself, with the argument @p name unless it is empty.
+    /// When the answer has arrived, the bus has passed on everything sent before.
     [[nodiscard]] Message askBus(const char *member, const std::string &name = {});
 
 private:
     int socket;
-    dbus_uint32_t nextSerial = 1000000; ///< above those that the programs choose themselves
+    dbus_uint32_t nextSerial = 1000000; ///< higher than the serials that the programs choose
 };
 
 } // namespace forgery

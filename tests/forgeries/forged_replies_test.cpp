@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// An ordinary user answers the gate's questions to the bus: serials are counted, so they can be
-// predicted, and libdbus takes any answer that has the right one. The bus alone stands in between.
+// An ordinary user forges the bus's answers to the gate. Serials are consecutive, so an attacker
+// can predict them, and libdbus accepts any answer with the right serial. Only the bus can refuse a
+// forged answer.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"
 
@@ -25,10 +26,11 @@ protected:
         ForgeryHost::TearDown();
     }
 
-    /// Starts to forge, and returns once the first round of answers has been passed on or refused.
+    /// Starts the forger, and returns once the bus has passed on or refused its first round of
+    /// answers.
     void startForging(const QStringList &answer)
     {
-        // Each call takes four questions or so.
+        // The daemon asks the bus about four questions for each call, so 200 serials are enough.
         const QStringList command =
             frontEndCommand(Caller{user::ordinary, FORGER}, QStringList{"replies", "200"} + answer);
         forger.start(command.first(), command.mid(1));
@@ -37,7 +39,7 @@ protected:
         ASSERT_EQ(forger.readLine(), "begun\n");
     }
 
-    /// Stops, and expects the bus to have refused each single answer.
+    /// Stops the forger, and expects that the bus has refused every answer.
     void stopForging()
     {
         forger.closeWriteChannel();
@@ -49,8 +51,8 @@ protected:
         EXPECT_EQ(match.captured(1), match.captured(2));
     }
 
-    /// Has @p caller call while the answers are forged: once held in the gate when the forging
-    /// begins, and 20 times after that.
+    /// Lets @p caller call while the answers are forged, and expects every call to be refused. The
+    /// gate holds the first call until the forging has begun; 20 more calls follow.
     void expectNeverLetIn(const QStringList &words, const Caller &caller, const QStringList &answer)
     {
         holdGate();
@@ -74,22 +76,22 @@ protected:
     QProcess forger;
 };
 
-TEST_F(ForgedReplies, ThatClaimUserZeroMakeNoAdministrator)
+TEST_F(ForgedReplies, ThatClaimUserZeroAreRefusedByTheBus)
 {
     expectNeverLetIn(changing, runBy(user::ordinary), {"u=0"});
 }
 
-TEST_F(ForgedReplies, ThatAreErrorsMakeNoAdministrator)
+TEST_F(ForgedReplies, ThatAreErrorsAreRefusedByTheBus)
 {
     expectNeverLetIn(changing, runBy(user::ordinary), {});
 }
 
-TEST_F(ForgedReplies, ThatClaimAFrontEndsProcessMakeNoFrontEnd)
+TEST_F(ForgedReplies, ThatClaimAFrontEndsProcessIdAreRefusedByTheBus)
 {
     QProcess frontEnd;
     const pid_t process = startOdd(frontEnd, QStringList{"pause"} + reading, runBy(user::root));
     expectNeverLetIn(changing, stranger(), {QString("u=%1").arg(process)});
-    // The held gate leaves a status tool that answers at once.
+    // After the held call, the status tool answers at once.
     for (int i = 0; i < 20; ++i) {
         EXPECT_EQ(odd(reading, stranger()).status, -999);
     }

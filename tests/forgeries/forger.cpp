@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Sends to the daemon what only somebody else may send.
+// Sends messages to the daemon that only other senders may send.
 //
 //   forger replies SERIALS [ARGUMENT]
-//       answers, until the end of the input, the questions with the serials 1 to SERIALS of each of
-//       the daemon's connections, asked or not: as a method's return with ARGUMENT (a word as in
-//       arguments.h), or without one as an error. Prints "begun" after the first round, and at the
-//       end how many answers it has sent, and how many of them the bus has refused.
+//       sends forged answers to each of the daemon's connections until the end of the input. One
+//       round answers the serials 1 to SERIALS, even if the daemon has not used them yet. The
+//       answers return ARGUMENT (a word as in arguments.h); without it they are errors. Prints
+//       "begun" after the first round. At the end, prints how many answers it has sent and how
+//       many of them the bus has refused.
 //   forger signal DESTINATION|- PATH INTERFACE MEMBER [ARGUMENT]...
 //       sends the signal, and prints "sent" when the bus has passed it on.
 #include "forgeries/arguments.h"
@@ -36,7 +37,7 @@ dbus_uint32_t processOf(BusSocket &bus, const std::string &name)
     return process;
 }
 
-/// The unique names of all connections of the daemon's process.
+/// The unique names of all connections that the daemon's process has.
 std::vector<std::string> connectionsOfTheDaemon(BusSocket &bus)
 {
     const dbus_uint32_t daemon = processOf(bus, daemonName);
@@ -46,7 +47,7 @@ std::vector<std::string> connectionsOfTheDaemon(BusSocket &bus)
     if (daemon == 0 || answer == nullptr ||
         dbus_message_get_args(answer.get(), nullptr, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &names,
                               &count, DBUS_TYPE_INVALID) == 0) {
-        fail("no daemon");
+        fail("the daemon is not on the bus");
     }
     std::vector<std::string> connections;
     for (int i = 0; i < count; ++i) {
@@ -58,7 +59,7 @@ std::vector<std::string> connectionsOfTheDaemon(BusSocket &bus)
     return connections;
 }
 
-/// The answer to the question @p replySerial of the connection @p destination.
+/// A forged answer to the call with the serial @p replySerial from the connection @p destination.
 Message forgedReply(const std::string &destination, dbus_uint32_t replySerial,
                     const std::string &argument)
 {
@@ -80,7 +81,7 @@ bool inputHasEnded()
     return poll(&input, 1, 0) > 0;
 }
 
-/// Sends @p round, and returns how many of its messages the bus has refused.
+/// Sends the messages @p round, and returns how many of them the bus has refused.
 int sendRound(BusSocket &bus, const std::string &round)
 {
     bus.send(round);
@@ -159,5 +160,5 @@ int main(int argc, char **argv)
     if (words.size() >= 5 && words[0] == "signal") {
         return sendSignal({words.begin() + 1, words.end()});
     }
-    fail("no orders");
+    fail("wrong arguments");
 }

@@ -52,7 +52,8 @@ const QList<WordedCall> &allWordedCalls()
 
 void ForgeryHost::SetUp()
 {
-    // The bus writes a line about each message that it refuses, and waits when nobody reads them.
+    // The bus writes a line about each message that it refuses. On a pipe that is not read, it
+    // would block.
     bus.setStandardErrorFile(QProcess::nullDevice());
     DaemonHost::SetUp();
     host::writeFile("/usr/sbin/halvex-desktop", host::readFile(ODD_FRONT_END), 0755);

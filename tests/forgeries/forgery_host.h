@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// A throwaway host for attackers of the daemon: one of the front end's paths has the odd front end
-// (odd_front_end.cpp), and what the daemon does for a caller leaves traces.
+// A throwaway host for attacks on the daemon. One of the front end's paths has the odd front end
+// (odd_front_end.cpp), and everything that the daemon does for a caller leaves a trace.
 //
-// The bus's policy may keep a call from the daemon, which refuses it otherwise. Both are right, and
-// the tests here accept both where either may come: what counts is that nothing is done.
+// Either the bus's policy stops a forbidden call, or the daemon refuses it. Where both may happen,
+// the tests accept both: the call only must have no effect.
 #pragma once
 
 #include "support/daemon_host.h"
@@ -20,7 +20,7 @@ struct WordedCall
     QStringList words;
 };
 
-/// The thirteen methods; those that change the system would all leave a trace.
+/// The thirteen methods. Each one that changes the system would leave a trace.
 const QList<WordedCall> &allWordedCalls();
 
 class ForgeryHost : public DaemonHost
@@ -31,43 +31,44 @@ protected:
     static constexpr const char *object = "/com/norva/halvex/desktop";
     static constexpr const char *interface = "com.norva.halvex.desktop.com.norva.halvex.desktop";
 
-    /// Words that make the odd front end read: the total of events.
+    /// Words that make the odd front end read the total of events.
     inline static const QStringList reading{"call", object, interface, "getEventTotalCount"};
-    /// Words that make it change the system: restart a service.
+    /// Words that make the odd front end change the system: it restarts a service.
     inline static const QStringList changing{"call", object, interface, "restartService",
                                              "s=halvex-ebpf"};
 
-    /// Who runs the odd front end at one of the front end's paths.
+    /// The user @p uid, running the odd front end at one of the front end's paths.
     static Caller runBy(unsigned uid) { return Caller{uid, "/usr/sbin/halvex-desktop"}; }
 
-    /// The odd front end's answer to @p words, as @p caller.
+    /// Runs the odd front end with @p words as @p caller, and returns the daemon's answer.
     [[nodiscard]] static Reply odd(const QStringList &words, const Caller &caller);
 
-    /// Starts the odd front end and waits until it has come to its step "pause".
+    /// Starts the odd front end and waits until it has reached its step "pause".
     ///
     /// @return the process that pauses
     static pid_t startOdd(QProcess &process, const QStringList &words, const Caller &caller);
 
-    /// Lets a front end that pauses go on, and returns the answer.
+    /// Lets a pausing front end continue, and returns the daemon's answer.
     [[nodiscard]] static Reply finishOdd(QProcess &process);
 
-    /// Makes the next caller wait in the gate, where the status tool is asked, until releaseGate().
+    /// Holds the next caller in the gate until releaseGate(): the status tool that the gate runs
+    /// waits.
     static void holdGate();
     static void awaitHeldGate();
     static void releaseGate();
 
-    /// The gate let the caller in, who asked for the total of events.
+    /// Expects that the gate let the caller in and the caller got the total of events.
     static void expectLetIn(const Reply &reply);
 
-    /// The caller was refused, by the gate or by the bus.
+    /// Expects that the gate or the bus refused the caller.
     static void expectRefused(const Reply &reply);
 
-    /// There is no trace of anything that was done.
+    /// Expects that the daemon has left no trace of any action.
     void expectNothingDone();
 
-    /// The daemon answers the next caller, and so has answered all before.
+    /// Expects that the daemon answers another caller. Then it has answered all earlier ones.
     void expectItServes();
 
-    /// How many calls have come to the gate: each leaves a dump of its caller's environment.
+    /// How many calls have reached the gate: each leaves a dump of its caller's environment.
     [[nodiscard]] static int callsAtTheGate();
 };

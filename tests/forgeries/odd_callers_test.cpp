@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Front ends in odd states. The process that has connected is judged, as it is when the daemon
-// looks at it, no matter what it was before and which process uses the connection.
+// Front ends in odd states. The daemon judges the process that has connected, in the state it has
+// when the daemon looks at it. Neither its earlier state nor the process that uses the connection
+// matters.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"
 #include "support/stand_in.h"
@@ -19,8 +20,8 @@ protected:
         startDaemon();
     }
 
-    /// Expects the front end that takes @p steps to be let in as any other is: to read as an
-    /// ordinary user, and to change the system as an administrator alone.
+    /// Expects that a front end that takes @p steps has the usual rights: an ordinary user may only
+    /// read, and an administrator may also change the system.
     void expectJudgedLikeAnyOther(const QStringList &steps)
     {
         expectLetIn(odd(steps + reading, runBy(user::ordinary)));
@@ -31,7 +32,7 @@ protected:
         expectItServes();
     }
 
-    /// Expects the front end that takes @p steps to be refused, root's too.
+    /// Expects that a front end that takes @p steps is refused, even if root runs it.
     void expectRefusedAfter(const QStringList &steps)
     {
         for (const unsigned uid : {user::ordinary, user::root}) {
@@ -44,7 +45,7 @@ protected:
     }
 
     /// Starts a front end that stops itself once the bus has its call, and returns when it has
-    /// stopped while another caller is in the gate.
+    /// stopped. Another caller must be in the gate meanwhile.
     static pid_t startStopped(QProcess &process, const QStringList &words, unsigned uid)
     {
         const pid_t stopped =
@@ -62,7 +63,7 @@ TEST_F(OddCallers, WithoutAnyOddStepAreJudgedLikeAnyOther)
     expectJudgedLikeAnyOther({});
 }
 
-// --- gone, but for a trace ---
+// --- exited processes ---
 
 TEST_F(OddCallers, ThatAreZombiesAreRefused)
 {
@@ -74,11 +75,11 @@ TEST_F(OddCallers, WhoseLeaderHasExitedAreRefused)
     expectRefusedAfter({"leader-exit"});
 }
 
-// --- namespaces that change after the connection was made ---
+// --- namespaces that change after connecting ---
 
-TEST_F(OddCallers, ThatHaveLeftTheMountNamespaceSinceAreRefused)
+TEST_F(OddCallers, ThatLeaveTheMountNamespaceAfterConnectingAreRefused)
 {
-    // Only root may leave it without leaving the user namespace too.
+    // Only root may leave the mount namespace without leaving the user namespace too.
     expectRefused(odd(QStringList{"unshare=mnt"} + reading, runBy(user::root)));
     expectRefused(odd(QStringList{"unshare=mnt"} + changing, runBy(user::root)));
     EXPECT_TRUE(daemonMessages().join('\n').contains("Mount namespace mismatch."));
@@ -86,7 +87,7 @@ TEST_F(OddCallers, ThatHaveLeftTheMountNamespaceSinceAreRefused)
     expectItServes();
 }
 
-TEST_F(OddCallers, ThatHaveEnteredAnotherMountNamespaceSinceAreRefused)
+TEST_F(OddCallers, ThatEnterAnotherMountNamespaceAfterConnectingAreRefused)
 {
     QProcess other;
     other.start("unshare", {"--mount", "sh", "-c", "echo $$; read end"});
@@ -95,31 +96,31 @@ TEST_F(OddCallers, ThatHaveEnteredAnotherMountNamespaceSinceAreRefused)
     expectRefused(odd(QStringList{enter} + reading, runBy(user::root)));
     expectRefused(odd(QStringList{enter} + changing, runBy(user::root)));
     expectNothingDone();
-    // Back in the host's, they are judged by that.
+    // Once the caller is back in the host's mount namespace, it is let in.
     expectLetIn(odd(QStringList{enter, "enter-mount=1"} + reading, runBy(user::root)));
     other.closeWriteChannel();
     EXPECT_TRUE(other.waitForFinished(patienceMs));
 }
 
-TEST_F(OddCallers, ThatHaveLeftTheUserNamespaceSinceAreRefused)
+TEST_F(OddCallers, ThatLeaveTheUserNamespaceAfterConnectingAreRefused)
 {
     expectRefusedAfter({"unshare=user"});
     EXPECT_EQ(daemonMessages().join('\n').count("User namespace mismatch."), 4);
 }
 
-TEST_F(OddCallers, ThatHaveLeftUserAndMountNamespaceSinceAreRefused)
+TEST_F(OddCallers, ThatLeaveUserAndMountNamespaceAfterConnectingAreRefused)
 {
     expectRefusedAfter({"unshare=user", "unshare=mnt"});
 }
 
-TEST_F(OddCallers, WhoseChildrenWillHaveAnotherPidNamespaceAreJudgedByTheirOwn)
+TEST_F(OddCallers, WhoseChildrenGetANewPidNamespaceAreLetIn)
 {
     expectLetIn(odd(QStringList{"unshare=pid"} + reading, runBy(user::root)));
 }
 
-// --- stopped, hidden, confined ---
+// --- stopped, not dumpable and seccomp-confined processes ---
 
-TEST_F(OddCallers, ThatAreStoppedAreJudgedLikeAnyOtherAndHoldNobodyUp)
+TEST_F(OddCallers, ThatAreStoppedAreJudgedLikeAnyOtherAndBlockNoOtherCaller)
 {
     holdGate();
     QProcess held;
@@ -149,14 +150,14 @@ TEST_F(OddCallers, ThatAreNotDumpableAreJudgedLikeAnyOther)
     expectJudgedLikeAnyOther({"not-dumpable"});
 }
 
-TEST_F(OddCallers, InStrictModeWhoseChildCallsAreJudgedLikeAnyOther)
+TEST_F(OddCallers, InStrictSeccompModeWhoseChildCallsAreJudgedLikeAnyOther)
 {
     expectJudgedLikeAnyOther({"strict"});
 }
 
-// --- connections that others use ---
+// --- connections that another process uses ---
 
-TEST_F(OddCallers, ThatAreStrangersAreRefusedThoughAFrontEndUsesTheirConnection)
+TEST_F(OddCallers, ThatAreStrangersAreRefusedEvenIfAFrontEndUsesTheirConnection)
 {
     const QStringList handOver{"hand-over=/usr/sbin/halvex-desktop"};
     for (const QStringList &steps : {handOver, QStringList{"strict"}}) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Calls of the thirteen methods that no front end makes: with other flags, without or with another
-// interface, with other arguments.
+// Calls of the thirteen methods in forms that a real front end never uses: with other flags,
+// without an interface or with another one, and with other arguments.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"
 #include "support/stand_in.h"
@@ -12,7 +12,8 @@ namespace {
 
 constexpr unsigned noReply = 1;
 
-/// No auto-start is 2, interactive authorization allowed 4; the bits above have no meaning.
+/// 1 is "no reply", 2 "no auto-start", 4 "interactive authorization allowed". Higher bits have no
+/// meaning.
 constexpr std::array<unsigned, 10> allFlags{0, 1, 2, 3, 4, 7, 8, 0x80, 0xf8, 0xff};
 
 class OddCalls : public ForgeryHost
@@ -29,7 +30,8 @@ protected:
         return QStringList{"call", QString("--flags=%1").arg(flags)} + words.mid(1);
     }
 
-    /// An answer to a call with @p flags whose status is @p status.
+    /// The expected answer with @p status to a call with @p flags: none if the caller wants no
+    /// reply.
     static Reply answer(unsigned flags, int status)
     {
         return (flags & noReply) != 0 ? Reply{} : Reply{status};
@@ -43,7 +45,7 @@ protected:
     static Caller stranger() { return Caller{user::root, "/usr/local/bin/stranger"}; }
 };
 
-TEST_F(OddCalls, WithAnyFlagsARefusedCallerIsRefused)
+TEST_F(OddCalls, WithAnyFlagsARefusedCallerStaysRefused)
 {
     Caller tainted = runBy(user::root);
     tainted.wrapper = QStringList{"env", "ENV=x"};
@@ -127,7 +129,7 @@ TEST_F(OddCalls, WithAnotherInterfaceNoMethodRuns)
     expectItServes();
 }
 
-TEST_F(OddCalls, WithAnotherDetectTypeNeverReachTheGate)
+TEST_F(OddCalls, WithADetectTypeOfAnotherSignatureNeverReachTheGate)
 {
     const QStringList key{"s=dga_detect"};
     const QStringList value{"s=1"};

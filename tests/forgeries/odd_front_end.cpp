@@ -4,22 +4,22 @@
 //
 //   odd-front-end [STEP]... call [--stop] [--flags=NUMBER] PATH INTERFACE|- MEMBER [ARGUMENT]...
 //
-// Connects to the system bus, takes the steps in their order, and calls the daemon; "-" leaves the
-// interface out of the call, and an argument is a word as in arguments.h, or "()", the structure
-// without elements that no message may have. Prints the answer as the front-end stand-in does with
-// --json: {"values":[...]}, {"error":NAME}, {"error":"disconnected"}, or {} for a call without
-// reply, once the daemon has dealt with it.
+// Connects to the system bus, takes the steps in their order, and calls the daemon. "-" leaves the
+// interface out of the call. An argument is a word as in arguments.h, or "()" for a structure
+// without elements, which D-Bus forbids. Prints the answer as the front-end stand-in does with
+// --json: {"values":[...]}, {"error":NAME} or {"error":"disconnected"}. For a call without reply,
+// prints {} once the daemon has handled it.
 //
 //   pause            print "connected PID", PID being the process that takes this step, and wait
 //                    for the end of the input
 //   unshare=NAME     leave the namespace NAME (user, mnt or pid) for a new one
 //   enter-mount=PID  enter the mount namespace of the process PID
 //   not-dumpable     forbid other users to look into this process
-//   zombie           exit; a child keeps the connection and goes on once this process is a zombie
-//   leader-exit      end the thread group's leader; another thread goes on once that is a zombie
-//   strict           enter strict seccomp mode; a child keeps the connection and goes on
-//   hand-over=PATH   start the program PATH, another copy of this one, to go on with the connection
-//   adopt=NUMBER     (first, in place of connecting) use the connection with that descriptor
+//   zombie           exit; a child keeps the connection and continues when this process is a zombie
+//   leader-exit      end the thread group's leader; another thread continues when it is a zombie
+//   strict           enter strict seccomp mode; a child keeps the connection and continues
+//   hand-over=PATH   start PATH, another copy of this program, which takes over the connection
+//   adopt=NUMBER     (first step only) use the connection with this descriptor; do not connect
 //
 // --stop stops the process as soon as the bus has passed the call on.
 #include "forgeries/arguments.h"
@@ -100,7 +100,7 @@ void printAnswer(DBusMessage *answer)
     }
 }
 
-/// A call of the daemon as its bytes.
+/// A call of the daemon, as bytes.
 struct Call
 {
     std::string bytes;
@@ -108,7 +108,7 @@ struct Call
     bool stops = false;
 };
 
-/// The call of @p words, which begin behind "call".
+/// The call that @p words describe: the words after "call".
 Call readCall(Words words)
 {
     Call call;
@@ -122,7 +122,7 @@ Call readCall(Words words)
         words.erase(words.begin());
     }
     if (words.size() < 3) {
-        fail("no call");
+        fail("the call is missing");
     }
     const char *interface = words[1] == "-" ? nullptr : words[1].c_str();
     const Message message(
@@ -133,7 +133,7 @@ Call readCall(Words words)
         forgery::appendArgument(message.get(), words[i] == "()" ? "(i)=0" : words[i]);
     }
     call.bytes = forgery::bytesOf(message.get(), callSerial);
-    call.bytes[2] = static_cast<char>(flags); // behind the byte order and the message's type
+    call.bytes[2] = static_cast<char>(flags); // follows byte order and message type
     call.wantsReply = (flags & DBUS_HEADER_FLAG_NO_REPLY_EXPECTED) == 0;
     if (hasEmptyStructure) {
         call.bytes.replace(call.bytes.find("(i)"), 3, "()i");
@@ -141,7 +141,7 @@ Call readCall(Words words)
     return call;
 }
 
-/// Returns when the daemon, which serves one call after the other, has served all calls so far.
+/// Returns once the daemon has served all calls so far: it serves one after the other.
 void awaitDaemon(const BusSocket &bus)
 {
     const Message question(dbus_message_new_method_call(daemonName, "/com/norva/halvex/desktop",
@@ -205,7 +205,7 @@ void enterMountNamespace(const std::string &process)
     close(file);
 }
 
-/// Returns in a child, when this process has become a zombie.
+/// Returns in a child, once this process is a zombie.
 void becomeZombie()
 {
     const pid_t connector = getpid();
@@ -215,8 +215,8 @@ void becomeZombie()
     awaitZombie(connector);
 }
 
-/// Returns in a child, when this process is in strict seccomp mode, in which it stays until the
-/// child's exit.
+/// Returns in a child, once this process is in strict seccomp mode. This process lives until the
+/// child exits.
 void becomeStrict()
 {
     std::array<int, 2> entered{};
@@ -230,7 +230,7 @@ void becomeStrict()
     char byte = 's';
     if (isChild) {
         if (read(entered[0], &byte, 1) != 1) {
-            fail("no strict mode");
+            fail("strict mode was not entered");
         }
         return;
     }
@@ -238,10 +238,10 @@ void becomeStrict()
         while (read(childLives[0], &byte, 1) > 0) {
         }
     }
-    syscall(SYS_exit, 0); // the one way out that the mode allows
+    syscall(SYS_exit, 0); // the only exit that strict mode allows
 }
 
-/// Has the program @p path take the rest of the steps, @p words, and waits for its exit.
+/// Makes the program @p path take the remaining steps @p words, and waits until it exits.
 [[noreturn]] void handOver(const std::string &path, Words words, const BusSocket &bus)
 {
     const pid_t child = fork();
@@ -270,13 +270,13 @@ void take(const std::string &step, const Words &rest, BusSocket &bus);
         take(step, words, bus);
     }
     if (words.empty()) {
-        fail("no call");
+        fail("the call is missing");
     }
     make(readCall(Words(words.begin() + 1, words.end())), bus);
     _exit(0);
 }
 
-/// Ends the leader of this thread group; another thread takes the steps @p rest.
+/// Ends the leader of this thread group. Another thread takes the remaining steps @p rest.
 [[noreturn]] void endLeader(const Words &rest, BusSocket &bus)
 {
     std::thread([&rest, &bus] {
@@ -284,7 +284,7 @@ void take(const std::string &step, const Words &rest, BusSocket &bus);
         takeAll(rest, bus);
     }).detach();
     for (;;) {
-        syscall(SYS_exit, 0); // of this thread alone, whose stack stays
+        syscall(SYS_exit, 0); // ends only this thread; its stack stays valid
     }
 }
 
@@ -310,7 +310,7 @@ void take(const std::string &step, const Words &rest, BusSocket &bus)
     } else if (name == "hand-over") {
         handOver(value, rest, bus);
     } else {
-        fail("no step: " + step);
+        fail("not a step: " + step);
     }
 }
 
@@ -328,8 +328,8 @@ void take(const std::string &step, const Words &rest, BusSocket &bus)
 
 } // namespace
 
-/// A child does it all, and is not waited for before the last of its own children has exited: a
-/// zombie stays one meanwhile.
+/// A child does all the work. This process does not wait for the child before all of the child's
+/// descendants have exited, so a zombie stays a zombie meanwhile.
 int main(int argc, char **argv)
 {
     std::array<int, 2> lives{};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Users who want to be the daemon or the upgrade service, and signals in the latter's name.
+// Users who try to own the bus names of the daemon or the upgrade service, or who forge signals of
+// the upgrade service.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"
 
@@ -39,7 +40,7 @@ protected:
             << upgradeService.readAllStandardError().constData();
     }
 
-    /// Gives the upgrade service's stand-in an order.
+    /// Calls a control method of the upgrade service's stand-in.
     static QVariant order(const char *member, const QVariantList &arguments = {})
     {
         auto message = QDBusMessage::createMethodCall(serviceName, "/control",
@@ -50,11 +51,11 @@ protected:
         return reply.arguments().value(0);
     }
 
-    /// Has users who are not root ask for @p name in each way, and expects the bus to refuse.
+    /// Requests @p name with all flags as users other than root, and expects the bus to refuse.
     static void expectNameIsRefused(const QString &name)
     {
         for (const unsigned uid : {user::ordinary, user::wheelMember, user::secAdmin}) {
-            // Combinations of: may be replaced, replaces the owner, does not wait in the queue.
+            // All combinations of: allow replacement, replace the owner, do not wait in the queue.
             for (int flags = 0; flags < 8; ++flags) {
                 const auto result = host::run(frontEndCommand(
                     Caller{uid, "/usr/bin/dbus-send"},
@@ -69,7 +70,7 @@ protected:
         }
     }
 
-    /// Sends a signal as the user otto, and returns once the bus has passed it on.
+    /// Sends a signal as an ordinary user, and returns once the bus has passed it on.
     static void forgeSignal(const QStringList &words)
     {
         const auto result = host::run(
@@ -77,7 +78,8 @@ protected:
         EXPECT_EQ(result.output, "sent\n") << result.errors.constData();
     }
 
-    /// Sends the upgrade service's two signals as otto: to everybody and to the daemon's name.
+    /// Sends the upgrade service's two signals as an ordinary user: as broadcasts and to the
+    /// daemon.
     static void forgeBothSignals()
     {
         for (const char *destination : {"-", daemonName}) {
@@ -89,7 +91,7 @@ protected:
         }
     }
 
-    /// What the front end @p listener shows of the first values of the signals, until its end.
+    /// Waits until the front end @p listener exits, and returns the signals that it has shown.
     static QByteArray shownBy(QProcess &listener)
     {
         EXPECT_TRUE(listener.waitForFinished(patienceMs));
@@ -108,7 +110,7 @@ protected:
     QProcess upgradeService;
 };
 
-TEST_F(OwnedNames, AreRefusedToUsersWhetherSomebodyOwnsThemOrNot)
+TEST_F(OwnedNames, CannotBeAcquiredByUsersWhetherOwnedOrFree)
 {
     expectNameIsRefused(daemonName);
     expectNameIsRefused(serviceName);
@@ -123,7 +125,7 @@ TEST_F(OwnedNames, AreRefusedToUsersWhetherSomebodyOwnsThemOrNot)
     EXPECT_EQ(order("requests").toInt(), 1);
 }
 
-TEST_F(OwnedNames, SignalsOfAUserInTheUpgradeServicesNameAreNotRelayed)
+TEST_F(OwnedNames, ForgedUpgradeSignalsOfAUserAreNotRelayed)
 {
     startUpgradeService();
     startDaemon();
@@ -138,15 +140,15 @@ TEST_F(OwnedNames, SignalsOfAUserInTheUpgradeServicesNameAreNotRelayed)
               "installProgress\n  percent = 2\n  status = \"last\"\n  details = \"\"\n");
 }
 
-TEST_F(OwnedNames, SignalsOfAUserAreNotRelayedWhileThereIsNoUpgradeService)
+TEST_F(OwnedNames, ForgedUpgradeSignalsAreNotRelayedWithoutAnUpgradeService)
 {
     startDaemon();
     QProcess listener;
     listen(listener, 1);
     forgeBothSignals();
     expectItServes();
-    // The front end does not look at a signal's sender: it shows this one after all of the
-    // daemon's.
+    // This signal ends the listening front end, which does not check a signal's sender. It arrives
+    // after all signals of the daemon.
     forgeSignal({"-", object, interface, "installProgress", "i=3", "s=end", "s="});
     EXPECT_EQ(shownBy(listener),
               "installProgress\n  percent = 3\n  status = \"end\"\n  details = \"\"\n");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the daemon's objects have beside the thirteen methods, and paths beside the object's. Root's
-// front end calls, for whom the gate would do anything.
+// Members of the daemon's objects other than the thirteen methods, and object paths other than the
+// daemon's. Root's front end makes the calls, which the gate would always let in.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"
 
@@ -16,7 +16,7 @@ protected:
         startDaemon();
     }
 
-    /// The call gets an error, before the gate is asked.
+    /// Expects that the call gets an error and never reaches the gate.
     static void expectError(const QString &path, const QString &calledInterface,
                             const WordedCall &call)
     {
@@ -26,7 +26,7 @@ protected:
         EXPECT_EQ(callsAtTheGate(), 0) << qPrintable(words.join(' '));
     }
 
-    /// What dbus-send prints of the introspection of @p path, an error included.
+    /// The output of dbus-send that introspects @p path, including errors.
     static QByteArray introspect(const QString &path)
     {
         const auto result = host::run({"dbus-send", "--system", "--print-reply=literal",
@@ -36,7 +36,7 @@ protected:
     }
 };
 
-TEST_F(UnexportedMembers, OfTheObjectsAreNotCalled)
+TEST_F(UnexportedMembers, OfTheDaemonsObjectsCannotBeCalled)
 {
     const QList<WordedCall> members{
         // The service object's own slots.
@@ -45,13 +45,13 @@ TEST_F(UnexportedMembers, OfTheObjectsAreNotCalled)
         // The signals, called as methods.
         {"installProgress", {"i=66", "s=forged", "s=forged"}},
         {"installFinished", {"i=1", "as=forged", "s=forged", "s=forged"}},
-        // What every QObject has.
+        // Members of every QObject.
         {"deleteLater", {}},
         {"destroyed", {}},
         {"objectNameChanged", {"s=forged"}},
         {"setObjectName", {"s=forged"}},
         {"_q_reregisterTimers", {"v=0"}},
-        // Functions that are no slots.
+        // Functions that are not slots.
         {"checkCaller", {"b=0"}},
         {"setAutoRelaySignals", {"b=0"}},
         {"interventionConfigPath", {}},
@@ -69,8 +69,8 @@ TEST_F(UnexportedMembers, OfTheObjectsAreNotCalled)
     }
     expectNothingDone();
     expectItServes();
-    // The front end does not look at a signal's sender: it shows this one after all of the
-    // daemon's.
+    // This signal ends the listening front end, which does not check a signal's sender. It arrives
+    // after all signals of the daemon.
     ASSERT_EQ(host::run({FORGER, "signal", "-", object, interface, "installProgress", "i=3",
                          "s=end", "s="})
                   .output,
@@ -78,10 +78,10 @@ TEST_F(UnexportedMembers, OfTheObjectsAreNotCalled)
     EXPECT_TRUE(listener.waitForFinished(patienceMs));
     EXPECT_EQ(listener.readAllStandardOutput(),
               "installProgress\n  percent = 3\n  status = \"end\"\n  details = \"\"\n");
-    EXPECT_TRUE(introspect(object).contains(interface)) << "the adaptor is still there";
+    EXPECT_TRUE(introspect(object).contains(interface)) << "the adaptor is gone";
 }
 
-TEST_F(UnexportedMembers, AtNoOtherPathDoesAMethodRun)
+TEST_F(UnexportedMembers, AtOtherPathsNoMethodRuns)
 {
     for (const char *path :
          {"/", "/com", "/com/norva", "/com/norva/halvex", "/com/norva/halvex/desktop/x",
@@ -91,7 +91,7 @@ TEST_F(UnexportedMembers, AtNoOtherPathDoesAMethodRun)
         }
         expectError(path, "-", {"restartService", {"s=halvex-ebpf"}});
         expectError(path, "-", {"generateLogFile", {}});
-        // A parent may name its children.
+        // The introspection of a parent path may name its children.
         EXPECT_FALSE(introspect(path).contains("method name=\"restartService\"")) << path;
         EXPECT_FALSE(introspect(path).contains(interface)) << path;
     }

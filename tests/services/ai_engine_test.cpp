@@ -39,7 +39,8 @@ protected:
         ASSERT_EQ(host::run({"ip", "link", "set", "lo", "up"}).exitCode, 0);
     }
 
-    /// Writes the settings with @p value as YAML for the key that may ask for the internet.
+    /// Writes a settings file in which the key dga_detect, which may require the internet, has the
+    /// YAML value @p value.
     static void setDgaDetect(const QByteArray &value)
     {
         host::writeFile(settingsPath, "dga_detect: " + value + "\n");
@@ -48,7 +49,7 @@ protected:
     MessageLog log;
 };
 
-TEST_F(Engine, ItsCommandsReplaceOlderTextsUnderSevenOfTheNineNumbers)
+TEST_F(Engine, ItsCommandsReplaceTheStoredTextsOfNumbers1To7)
 {
     host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(1)\n");
     for (int number = 0; number <= 8; ++number) {
@@ -77,13 +78,13 @@ TEST_F(Engine, ItsCommandsReplaceOlderTextsUnderSevenOfTheNineNumbers)
 
 using EngineSwitch = Engine;
 
-TEST_F(EngineSwitch, TheFixedTextsAreTheSuites)
+TEST_F(EngineSwitch, TheEngineNameAndTheSettingsKeyAreTheSuites)
 {
     EXPECT_EQ(halvex::netAiAppName, "halvex.net.ai");
     EXPECT_EQ(halvex::dgaDetectKey, "dga_detect");
 }
 
-TEST_F(EngineSwitch, OffKillsTheEngineWithoutALookAtTheNetwork)
+TEST_F(EngineSwitch, OffKillsTheEngineWithoutCheckingTheNetwork)
 {
     setDgaDetect(R"("\x01")");
     EXPECT_EQ(switchEngine(0, settingsPath), 0);
@@ -99,14 +100,14 @@ TEST_F(EngineSwitch, OffFailsWhenThePackageToolFails)
                                           R"(pellmar kill halvex.net.ai\nError: no\n")"});
 }
 
-TEST_F(EngineSwitch, OffFailsWhenThePackageToolSaysSo)
+TEST_F(EngineSwitch, OffFailsWhenThePackageToolPrintsFailed)
 {
     host::writeStandIn(pellmar, "echo 'to kill it has failed.'\n");
     EXPECT_EQ(switchEngine(0, settingsPath), -1);
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineSwitch, OtherWordsAreNoFailure)
+TEST_F(EngineSwitch, OffIgnoresFailedInOtherCaseOrOnStandardError)
 {
     host::writeStandIn(pellmar, "echo 'Failed FAILED fail'; echo failed >&2\n");
     EXPECT_EQ(switchEngine(0, settingsPath), 0);
@@ -121,7 +122,7 @@ TEST_F(EngineSwitch, AnyOtherStatusFailsAndRunsNothing)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineSwitch, OnWithoutAnActiveInterfaceRunsNothingAndAsksForNoInternet)
+TEST_F(EngineSwitch, OnWithoutAnActiveInterfaceFailsWithoutAProbe)
 {
     setDgaDetect(R"("\x01")");
     EXPECT_EQ(switchEngine(1, settingsPath), -2);
@@ -129,7 +130,7 @@ TEST_F(EngineSwitch, OnWithoutAnActiveInterfaceRunsNothingAndAsksForNoInternet)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineSwitch, BothCommandsAreStoredWhateverHappens)
+TEST_F(EngineSwitch, OnStoresBothCommandsEvenIfItFails)
 {
     EXPECT_EQ(switchEngine(1, settingsPath), -2);
     EXPECT_THAT(halvex::commandTable,
@@ -152,7 +153,7 @@ TEST_F(EngineSwitch, OnDoesNotWaitForTheEngineToEnd)
     EXPECT_EQ(switchEngine(1, settingsPath), 0);
 }
 
-TEST_F(EngineSwitch, OnFailsWhenThePackageToolSaysSoThoughTheShellEndsWith0)
+TEST_F(EngineSwitch, OnFailsWhenThePackageToolPrintsFailedEvenIfTheShellExitsWith0)
 {
     setLoopbackUp();
     host::writeStandIn(pellmar, "echo one; echo 'the start failed'; exit 1\n");
@@ -160,7 +161,7 @@ TEST_F(EngineSwitch, OnFailsWhenThePackageToolSaysSoThoughTheShellEndsWith0)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineSwitch, OnFailsWithoutAPackageToolThoughTheShellEndsWith0)
+TEST_F(EngineSwitch, OnFailsWithoutAPackageToolEvenIfTheShellExitsWith0)
 {
     setLoopbackUp();
     ASSERT_TRUE(QFile::remove(pellmar));
@@ -187,14 +188,14 @@ TEST_F(EngineSwitch, OffFailsWithoutAPackageTool)
                                           R"(Error: /bin/sh: 1: pellmar: not found\n")"});
 }
 
-TEST_F(EngineSwitch, TheEngineIsFoundThroughThePath)
+TEST_F(EngineSwitch, ThePackageToolIsFoundThroughPath)
 {
     host::writeStandIn("/usr/local/bin/pellmar", "echo failed\n");
     qputenv("PATH", "/usr/local/bin:/usr/bin");
     EXPECT_EQ(switchEngine(0, settingsPath), -1);
 }
 
-TEST_F(EngineSwitch, NoSettingButTheControlCharacterAsksForTheInternet)
+TEST_F(EngineSwitch, OnProbesTheInternetOnlyIfTheSettingIsTheControlCharacter)
 {
     setLoopbackUp();
     int calls = 0;
@@ -207,7 +208,7 @@ TEST_F(EngineSwitch, NoSettingButTheControlCharacterAsksForTheInternet)
     EXPECT_EQ(host::awaitStandInCalls(calls).size(), calls);
 }
 
-TEST_F(EngineSwitch, OnFailsWhenTheInternetIsAskedForAndNotReached)
+TEST_F(EngineSwitch, OnFailsWhenTheInternetIsRequiredButNotReached)
 {
     setLoopbackUp();
     setDgaDetect(R"("\x01")");
@@ -216,7 +217,7 @@ TEST_F(EngineSwitch, OnFailsWhenTheInternetIsAskedForAndNotReached)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineSwitch, OnRunsTheEngineWhenTheInternetIsAskedForAndReached)
+TEST_F(EngineSwitch, OnRunsTheEngineWhenTheInternetIsRequiredAndReached)
 {
     const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
@@ -261,7 +262,7 @@ TEST_F(EngineSwitch, EachOfTwoCallersGetsItsOwnAnswer)
     EXPECT_EQ(host::awaitStandInCalls(1), QStringList{runCall});
 }
 
-TEST_F(EngineSwitch, AllElseIsServedWhileOneWaits)
+TEST_F(EngineSwitch, OtherCallsAreServedWhileASwitchOnWaits)
 {
     const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
@@ -322,7 +323,7 @@ TEST_F(EngineState, AnInstalledEngineWithoutItsProcessDoesNotRun)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineState, TheRealProcessListDoesNotTakeTheSearchForTheEngine)
+TEST_F(EngineState, TheSearchItselfInTheRealProcessListIsNotTheEngine)
 {
     host::writeStandIn(pellmar, "echo halvex.net.ai\n");
     EXPECT_EQ(state(), 0);
@@ -341,7 +342,7 @@ TEST_F(EngineState, TheRealProcessListShowsARunningEngine)
     process.waitForFinished();
 }
 
-TEST_F(EngineState, AProcessListThatFailsOrIsEmptyShowsNone)
+TEST_F(EngineState, AFailedProcessListMeansThatTheEngineDoesNotRun)
 {
     host::writeStandIn(pellmar, "echo halvex.net.ai\n");
     host::writeStandIn("/usr/bin/ps", "exit 1\n");
@@ -359,17 +360,17 @@ TEST_F(EngineState, AnEngineThatIsNotListedIsNotInstalled)
                                           R"(pellmar list | grep halvex.net.ai\nError: ")"});
 }
 
-TEST_F(EngineState, ANameThatOnlyThePatternMatchesIsNotTheEngines)
+TEST_F(EngineState, APackageThatOnlyThePatternMatchesIsNotTheEngine)
 {
-    // The dots of the pattern stand for anything, those of the name do not.
+    // A dot in the pattern matches any character, but a dot in the name does not.
     host::writeStandIn(pellmar, "echo halvex-net-ai\n");
     EXPECT_EQ(state(), 2);
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineState, AToolThatPrintsWhatIsLookedForMayFailBesides)
+TEST_F(EngineState, ToolsThatPrintTheEngineAndThenFailAreBelieved)
 {
-    // A pipeline ends as its last command does.
+    // The exit status of a pipeline is that of its last command.
     host::writeStandIn(pellmar, "echo halvex.net.ai; exit 1\n");
     host::writeStandIn("/usr/bin/ps",
                        "echo /opt/apps/halvex.net.ai/files/bin/halvex_inference; exit 1\n");
@@ -377,7 +378,7 @@ TEST_F(EngineState, AToolThatPrintsWhatIsLookedForMayFailBesides)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineState, WithoutAPackageToolNothingIsInstalled)
+TEST_F(EngineState, WithoutAPackageToolTheEngineIsNotInstalled)
 {
     ASSERT_TRUE(QFile::remove(pellmar));
     EXPECT_EQ(state(), 2);
@@ -389,7 +390,7 @@ TEST_F(EngineState, WithoutAPackageToolNothingIsInstalled)
 class InferenceCount : public testing::Test
 {
 protected:
-    /// Makes python3 run @p body of a shell script in place of the engine's own script.
+    /// Makes python3 a shell script that runs @p body instead of the engine's own script.
     static void scriptDoes(const QByteArray &body)
     {
         host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(1)\n");
@@ -420,7 +421,7 @@ TEST_F(InferenceCount, TheScriptIsRunByItsInterpreter)
         ElementsAre(std::pair(7, QString("/usr/bin/python3 /usr/lib/halvex_net_ai/getCount.py"))));
 }
 
-TEST_F(InferenceCount, ARealScriptOfTheEngineCounts)
+TEST_F(InferenceCount, ARealPythonScriptIsRun)
 {
     host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(40 + 2)\n");
     ASSERT_TRUE(QFile::exists("/usr/bin/python3"));
@@ -428,14 +429,14 @@ TEST_F(InferenceCount, ARealScriptOfTheEngineCounts)
     EXPECT_EQ(count, "42");
 }
 
-TEST_F(InferenceCount, AnythingThatIsPrintedIsTheCount)
+TEST_F(InferenceCount, AnythingTheScriptPrintsIsTheCount)
 {
     scriptDoes("printf 'many\\nmore\\n'\n");
     EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
     EXPECT_EQ(count, "many\nmore");
 }
 
-TEST_F(InferenceCount, OnlyOneLineFeedIsRemoved)
+TEST_F(InferenceCount, OnlyOneTrailingLineFeedIsRemoved)
 {
     scriptDoes("printf '42\\n\\n'\n");
     EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
@@ -451,14 +452,14 @@ TEST_F(InferenceCount, OnlyOneLineFeedIsRemoved)
     EXPECT_EQ(count, "42");
 }
 
-TEST_F(InferenceCount, NothingPrintedIsAnEmptyCount)
+TEST_F(InferenceCount, AScriptThatPrintsNothingGivesAnEmptyCount)
 {
     scriptDoes("true\n");
     EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
     EXPECT_EQ(count, "");
 }
 
-TEST_F(InferenceCount, AScriptThatFailsCounts0)
+TEST_F(InferenceCount, AScriptThatFailsGivesTheCount0)
 {
     scriptDoes("echo 42; echo broken >&2; exit 1\n");
     EXPECT_EQ(halvex::getAiInferencesCount(count), 0);
@@ -468,7 +469,7 @@ TEST_F(InferenceCount, AScriptThatFailsCounts0)
                           R"(/usr/lib/halvex_net_ai/getCount.py\nError: broken\n")"});
 }
 
-TEST_F(InferenceCount, AScriptWithoutItsInterpreterCounts0)
+TEST_F(InferenceCount, AScriptWithoutItsInterpreterGivesTheCount0)
 {
     scriptDoes("echo 42\n");
     ASSERT_TRUE(QFile::remove("/usr/bin/python3"));
@@ -480,7 +481,7 @@ TEST_F(InferenceCount, AScriptWithoutItsInterpreterCounts0)
                           R"(Error: /bin/sh: 1: /usr/bin/python3: not found\n")"});
 }
 
-TEST_F(InferenceCount, AScriptWithoutAShellCounts0)
+TEST_F(InferenceCount, AScriptWithoutAShellGivesTheCount0)
 {
     scriptDoes("echo 42\n");
     ASSERT_TRUE(QFile::remove("/bin/sh"));
@@ -519,7 +520,7 @@ TEST_F(EngineFiles, TheSettingsFileIsFoundInTheFileList)
         ElementsAre(std::pair(6, QString("pellmar info -L halvex.net.ai | grep config.yaml"))));
 }
 
-TEST_F(EngineFiles, AListWithoutThemGivesNothing)
+TEST_F(EngineFiles, AFileListWithoutTheFilesGivesEmptyPaths)
 {
     halvex::findEngineCountScript(path);
     EXPECT_EQ(path, "");
@@ -533,7 +534,7 @@ TEST_F(EngineFiles, AListWithoutThemGivesNothing)
                            R"(pellmar info -L halvex.net.ai | grep config.yaml\nError: ")"}));
 }
 
-TEST_F(EngineFiles, AFileOfAnotherPackageIsNotTheEngines)
+TEST_F(EngineFiles, AFileOfAnotherPackageIsIgnored)
 {
     host::writeStandIn(pellmar, "echo /opt/apps/halvex-net-ai/getCount.py\n"
                                 "echo /opt/apps/HALVEX.NET.AI/config.yaml\n");
@@ -545,14 +546,14 @@ TEST_F(EngineFiles, AFileOfAnotherPackageIsNotTheEngines)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineFiles, SeveralLinesAreKept)
+TEST_F(EngineFiles, SeveralMatchingLinesAreReturnedTogether)
 {
     host::writeStandIn(pellmar, "echo /halvex.net.ai/getCount.py; echo /x/getCount.pyc\n");
     halvex::findEngineCountScript(path);
     EXPECT_EQ(path, "/halvex.net.ai/getCount.py\n/x/getCount.pyc");
 }
 
-TEST_F(EngineFiles, AFailingToolGivesNothing)
+TEST_F(EngineFiles, AMissingPackageToolGivesEmptyPaths)
 {
     ASSERT_TRUE(QFile::remove(pellmar));
     halvex::findEngineCountScript(path);

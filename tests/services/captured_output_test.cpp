@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Programs that print much, and background jobs that keep their outputs open or do not.
+// Programs that print much, and background jobs that keep their outputs open or close them.
 #include "services/service_control.h"
 #include "services/service_status.h"
 #include "support/host_files.h"
@@ -24,8 +24,8 @@ constexpr int number = 5;
 constexpr int kibibytesPrinted = 1 << 20; // 1 GiB
 const QByteArray printing = "head -c 600M /dev/zero; head -c 424M /dev/zero >&2";
 
-/// A background job that is waited for takes that long. On a busy machine one that is not waited
-/// for may do so too, but not all of them.
+/// A run that waits for its background job takes at least this long. On a busy machine, a run that
+/// does not wait may take as long, but not every one of many runs.
 constexpr int jobWaitMs = 500;
 constexpr int manyJobs = 30;
 
@@ -38,7 +38,7 @@ protected:
         peakBefore = memoryOf(getpid(), "VmHWM");
     }
 
-    /// Expects that only a small part of what was printed has ever been in memory.
+    /// Expects that only a small part of the output has ever been in memory.
     void expectLittleMemory() const
     {
         EXPECT_LT(memoryOf(getpid(), "VmHWM") - peakBefore, kibibytesPrinted / 4);
@@ -50,7 +50,7 @@ protected:
         return halvex::runCommand(number, output, errorText);
     }
 
-    /// Runs @p command, which starts a job that says "failed", until many runs were quick.
+    /// Runs @p command, which starts a job that prints "failed", until many runs have been quick.
     void expectManyQuickRuns(const QString &command)
     {
         int quickRuns = 0;
@@ -62,7 +62,7 @@ protected:
             quickRuns += timer.elapsed() < jobWaitMs ? 1 : 0;
             return quickRuns == manyJobs;
         })) << "only "
-            << quickRuns << " were not waited for";
+            << quickRuns << " runs did not wait";
     }
 
     QString output = "untouched";
@@ -81,7 +81,7 @@ TEST_F(CapturedOutput, ACommandThatPrintsOneGibibyteNeedsLittleMemory)
     EXPECT_EQ(errorText.size(), halvex::maxCapturedErrorBytes);
 }
 
-TEST_F(CapturedOutput, ACommandThatPrintsTooMuchEndsByItselfAndSucceeds)
+TEST_F(CapturedOutput, ACommandThatPrintsTooMuchExitsByItselfAndSucceeds)
 {
     EXPECT_TRUE(run("printf first; head -c 20M /dev/zero; echo ended >/run/ended"));
     EXPECT_EQ(host::readFile("/run/ended"), "ended\n");
@@ -102,7 +102,7 @@ TEST_F(CapturedOutput, AChangeThatPrintsOneGibibyteNeedsLittleMemory)
     expectLittleMemory();
 }
 
-TEST_F(CapturedOutput, ABackgroundJobThatNeverStopsPrintingNeedsLittleMemoryAndIsLeft)
+TEST_F(CapturedOutput, ABackgroundJobThatNeverStopsPrintingNeedsLittleMemoryAndIsNotWaitedFor)
 {
     EXPECT_TRUE(run("yes &"));
     expectLittleMemory();
@@ -127,7 +127,7 @@ TEST_F(CapturedOutput, ABackgroundJobThatHasClosedItsOutputsIsNotWaitedFor)
     expectManyQuickRuns("(echo failed; exec sleep 1000 >/dev/null 2>&1) &");
 }
 
-TEST_F(CapturedOutput, ABackgroundJobThatKeepsOneOutputOpenIsLeftWithoutItsEnd)
+TEST_F(CapturedOutput, ABackgroundJobThatKeepsOneOutputOpenIsNotWaitedFor)
 {
     EXPECT_TRUE(run("(exec 2>&-; sleep 1000; echo late) &"));
     EXPECT_TRUE(output.isNull());

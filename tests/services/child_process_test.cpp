@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What becomes of a child process, and of the next one, when a system call fails. The functions
-// below stand in the place of the C library's, for Qt's calls of them too, and fail on order.
+// What happens to a child process, and to the next one, when a system call fails. The functions
+// below replace those of the C library, also for Qt, and fail when a test says so.
 #include "services/service_control.h"
 #include "services/service_status.h"
 #include "support/host_files.h"
@@ -27,11 +27,11 @@
 
 namespace {
 
-/// The call that fails next; shared with child processes.
+/// The next call to fail. Child processes share it.
 struct Fault
 {
-    std::atomic<long> function{-1}; ///< its system call
-    std::atomic<int> countdown{0};  ///< it is the call with which this gets to 0
+    std::atomic<long> function{-1}; ///< the number of its system call
+    std::atomic<int> countdown{0};  ///< each call decrements it; the one that reaches 0 fails
     std::atomic<int> error{0};
 };
 
@@ -162,7 +162,7 @@ protected:
         openBefore = openFilesOf(getpid());
     }
 
-    /// Makes the system call @p function fail at its @p count th call in @p operation.
+    /// Runs @p operation and makes its call number @p count of the system call @p function fail.
     ///
     /// @return whether there was such a call
     static bool runWithFault(const Operation &operation, long function, int count, int error)
@@ -175,7 +175,7 @@ protected:
         return fault().countdown <= 0;
     }
 
-    /// Expects that no child is left, and that the next operation has its result.
+    /// Expects that no child is left, and that the next @p operation succeeds.
     static void expectNothingLeft(const Operation &operation)
     {
         siginfo_t info{};
@@ -184,7 +184,8 @@ protected:
         EXPECT_TRUE(operation.succeeds());
     }
 
-    /// Makes each call of @p function fail once, in each operation and with each of @p errors.
+    /// For each operation and each of @p errors, runs the operation once for each of its calls of
+    /// @p function and makes that call fail.
     void failEach(long function, const std::vector<int> &errors, int leakedByQt = 0)
     {
         for (const Operation &operation : operations) {
@@ -198,7 +199,7 @@ protected:
                     EXPECT_EQ(openFilesOf(getpid()), openBefore);
                     ++count;
                 }
-                EXPECT_GT(count, 1) << operation.name << " does not call it";
+                EXPECT_GT(count, 1) << operation.name << " makes no such call";
             }
         }
     }
@@ -206,58 +207,58 @@ protected:
     int openBefore = 0;
 };
 
-TEST_F(ChildProcess, AFailureToMakeAPipeEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToMakeAPipeAffectsOnlyOneCall)
 {
     failEach(SYS_pipe2, {EMFILE, ENFILE});
 }
 
-TEST_F(ChildProcess, AFailureToMakeAnEventCounterEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToMakeAnEventCounterAffectsOnlyOneCall)
 {
     failEach(SYS_eventfd2, {EMFILE, ENOMEM});
 }
 
-TEST_F(ChildProcess, AFailureToForkEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToForkAffectsOnlyOneCall)
 {
     failEach(SYS_clone, {EAGAIN, ENOMEM});
 }
 
-TEST_F(ChildProcess, AFailureToLeaveTheGroupEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToLeaveTheProcessGroupAffectsOnlyOneCall)
 {
     failEach(SYS_setpgid, {EPERM});
 }
 
-TEST_F(ChildProcess, AFailureToConnectTheStandardStreamsEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToConnectTheStandardStreamsAffectsOnlyOneCall)
 {
     failEach(SYS_dup3, {EINTR, EBUSY});
 }
 
-TEST_F(ChildProcess, AFailureToExecuteTheProgramEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToExecuteTheProgramAffectsOnlyOneCall)
 {
     failEach(SYS_execve, {ENOMEM, EIO, ENOENT});
 }
 
-TEST_F(ChildProcess, AFailureToPollEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToPollAffectsOnlyOneCall)
 {
     failEach(SYS_ppoll, {EINTR, ENOMEM});
 }
 
-TEST_F(ChildProcess, AFailureToReadEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToReadAffectsOnlyOneCall)
 {
     failEach(SYS_read, {EINTR, EIO});
 }
 
-TEST_F(ChildProcess, AFailureToLookForExitedChildrenEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToLookForExitedChildrenAffectsOnlyOneCall)
 {
     failEach(SYS_waitid, {EINTR});
 }
 
-TEST_F(ChildProcess, AFailureToReapEndsOneCallOnly)
+TEST_F(ChildProcess, AFailureToReapAffectsOnlyOneCall)
 {
-    // Qt forgets that child, and the pipe through which it would have told of its exit.
+    // Qt forgets this child and leaks the pipe that would have reported the child's exit.
     failEach(SYS_wait4, {EINTR}, 1);
 }
 
-TEST_F(ChildProcess, EachDescriptorThatIsMissingEndsOneCallOnly)
+TEST_F(ChildProcess, AShortageOfDescriptorsAffectsOnlyOneCall)
 {
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
@@ -268,7 +269,7 @@ TEST_F(ChildProcess, EachDescriptorThatIsMissingEndsOneCallOnly)
             ASSERT_LT(free, 100U) << operation.name;
             SCOPED_TRACE(testing::Message()
                          << operation.name << " with " << free << " descriptors");
-            // The directory that is opened to look was one of those counted.
+            // The count included the directory that was open for counting.
             const rlimit limit{rlim_t(openBefore) - 1 + free, before.rlim_max};
             ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
             succeeded = operation.succeeds();

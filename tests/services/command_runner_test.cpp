@@ -22,7 +22,7 @@ constexpr int number = 5;
 class CommandRunner : public testing::Test
 {
 protected:
-    /// Runs @p command as the only one in the table.
+    /// Runs @p command as the only command in the table.
     bool run(const QString &command)
     {
         halvex::commandTable = {{number, command}};
@@ -49,7 +49,7 @@ TEST_F(CommandRunner, ANumberOutsideTheRangeFailsInSilence)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(CommandRunner, ANumberThatNobodyStoredFailsInSilence)
+TEST_F(CommandRunner, ANumberWithoutACommandFailsInSilence)
 {
     for (int each = 0; each <= 8; ++each) {
         EXPECT_FALSE(halvex::runCommand(each, output, errorText)) << each;
@@ -76,21 +76,21 @@ TEST_F(CommandRunner, BothOutputsAreDecodedAsUtf8)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(CommandRunner, BytesThatAreNoUtf8AreReplaced)
+TEST_F(CommandRunner, BytesThatAreNotUtf8AreReplaced)
 {
     EXPECT_TRUE(run("printf 'a\\377b'; printf '\\200' >&2"));
     EXPECT_EQ(output, QString("a") + QChar(QChar::ReplacementCharacter) + "b");
     EXPECT_EQ(errorText, QString(QChar(QChar::ReplacementCharacter)));
 }
 
-TEST_F(CommandRunner, WhatStandsBehindANulIsKept)
+TEST_F(CommandRunner, OutputAfterANulByteIsKept)
 {
     EXPECT_TRUE(run("printf 'a\\000failed'; printf 'b\\000c' >&2"));
     EXPECT_EQ(output, QString("a") + QChar(0) + "failed");
     EXPECT_EQ(errorText, QString("b") + QChar(0) + "c");
 }
 
-TEST_F(CommandRunner, ACommandThatComplainsAndEndsWith0Succeeds)
+TEST_F(CommandRunner, ACommandThatPrintsErrorsAndExitsWith0Succeeds)
 {
     EXPECT_TRUE(run("echo careful >&2"));
     EXPECT_EQ(errorText, "careful\n");
@@ -124,7 +124,7 @@ TEST_F(CommandRunner, AFailureIsLoggedWithCodeCommandAndError)
                     R"(\nError: no\n")"});
 }
 
-TEST_F(CommandRunner, PlaceholdersInTheTextsAreNoPlaceholders)
+TEST_F(CommandRunner, PercentSignsInCommandAndErrorTextAreLoggedUnchanged)
 {
     EXPECT_FALSE(run("echo '%1 %2 %3' >&2; exit 3"));
     EXPECT_EQ(log.messages(),
@@ -138,9 +138,9 @@ TEST_F(CommandRunner, AGrepThatFindsNothingFails)
     EXPECT_TRUE(output.isNull());
 }
 
-TEST_F(CommandRunner, AShellThatIsKilledIsJudgedByItsExitCodeAlone)
+TEST_F(CommandRunner, AKilledShellFailsWithTheSignalNumberAsExitCode)
 {
-    // For a program that was killed, that code is the signal's number.
+    // The exit code of a killed program is the number of the signal.
     EXPECT_FALSE(run("kill -9 $$"));
     EXPECT_EQ(log.messages(),
               QStringList{R"(debug: "Command failed (exit code 9): kill -9 $$\nError: ")"});
@@ -157,12 +157,12 @@ TEST_F(CommandRunner, AShellThatCannotBeStartedGivesTheFailureTextWithoutAMessag
 
 TEST_F(CommandRunner, TheShellGetsTheTextAsOneArgument)
 {
-    // The shell is entered by that name, with the two arguments alone.
+    // The shell is started by this path, with these two arguments only.
     EXPECT_TRUE(run("tr '\\0' '|' </proc/$$/cmdline; true"));
     EXPECT_EQ(output, "/bin/sh|-c|tr '\\0' '|' </proc/$$/cmdline; true|");
 }
 
-TEST_F(CommandRunner, TheEnvironmentIsTheDaemonsWithoutTheSixNames)
+TEST_F(CommandRunner, TheEnvironmentIsTheDaemonsWithoutSixVariables)
 {
     const QStringList removed{"IFS", "CDPATH", "ENV", "BASH_ENV", "LD_PRELOAD", "LD_LIBRARY_PATH"};
     for (const QString &name : removed) {
@@ -180,7 +180,7 @@ TEST_F(CommandRunner, TheEnvironmentIsTheDaemonsWithoutTheSixNames)
     EXPECT_THAT(expected, testing::Contains(QString("KEPT=a b=c")));
 }
 
-TEST_F(CommandRunner, ItRunsInTheDirectoryTmp)
+TEST_F(CommandRunner, CommandsRunInTheDirectoryTmp)
 {
     ASSERT_TRUE(QDir::setCurrent("/usr"));
     EXPECT_TRUE(run("readlink /proc/$$/cwd"));
@@ -188,22 +188,22 @@ TEST_F(CommandRunner, ItRunsInTheDirectoryTmp)
     EXPECT_EQ(QDir::currentPath(), "/usr");
 }
 
-TEST_F(CommandRunner, StandardInputIsAtItsEnd)
+TEST_F(CommandRunner, StandardInputIsEmpty)
 {
     EXPECT_TRUE(run("readlink /proc/$$/fd/0; if read line; then echo more; else echo end; fi"));
     EXPECT_EQ(output, "/dev/null\nend\n");
 }
 
-TEST_F(CommandRunner, NoOtherFileIsOpenInTheShell)
+TEST_F(CommandRunner, OnlyTheStandardStreamsAreOpenInTheShell)
 {
     QFile file("/run/open");
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     EXPECT_TRUE(run("ls /proc/self/fd"));
-    // The three standard streams, and the directory that ls itself reads.
+    // The standard streams are 0 to 2; 3 is the directory that ls itself reads.
     EXPECT_EQ(output, "0\n1\n2\n3\n");
 }
 
-TEST_F(CommandRunner, MoreOutputThanAPipeHoldsArrivesWhole)
+TEST_F(CommandRunner, MoreOutputThanAPipeHoldsIsReadCompletely)
 {
     EXPECT_TRUE(run("head -c 1000000 /dev/zero | tr '\\0' x; head -c 300000 /dev/zero | tr '\\0' y "
                     ">&2"));
@@ -211,9 +211,9 @@ TEST_F(CommandRunner, MoreOutputThanAPipeHoldsArrivesWhole)
     EXPECT_EQ(errorText, QString(300000, 'y'));
 }
 
-TEST_F(CommandRunner, ABackgroundJobIsNotWaitedForAndLivesOn)
+TEST_F(CommandRunner, ABackgroundJobIsNotWaitedForAndContinues)
 {
-    // It holds both pipes and would hold up anybody who reads them to their end.
+    // The job keeps both pipes open, so reading them to their end would block.
     EXPECT_TRUE(run("sh -c 'echo $$ >/run/job; exec sleep 1000' &"));
     EXPECT_TRUE(output.isNull());
     ASSERT_TRUE(waitFor(
@@ -226,27 +226,27 @@ TEST_F(CommandRunner, ABackgroundJobIsNotWaitedForAndLivesOn)
     EXPECT_EQ(waitpid(job, nullptr, 0), job);
 }
 
-TEST_F(CommandRunner, WhatABackgroundJobPrintsInItsFirstMomentIsHeard)
+TEST_F(CommandRunner, EarlyOutputOfABackgroundJobIsCaptured)
 {
-    // Again and again, for a busy machine may take its time to let the job speak.
+    // Try repeatedly, because on a busy machine the job may print too late.
     EXPECT_TRUE(waitFor([this] {
         return run("(sleep 0.1; echo the job failed) &") && output == "the job failed\n";
     }));
 }
 
-TEST_F(CommandRunner, ABackgroundJobOutlivesTheWordsThatNobodyHears)
+TEST_F(CommandRunner, ABackgroundJobSurvivesPrintingAfterTheCommandHasReturned)
 {
     ASSERT_EQ(host::run({"mkfifo", "/run/go"}).exitCode, 0);
     EXPECT_TRUE(
         run("sh -c 'read go </run/go; echo lost; echo lost >&2; echo $$ >/run/survived' &"));
     host::writeFile("/run/go", "go\n");
-    // Adopted by this process, for the shell that started it has gone.
+    // This process has adopted the job, because the shell that started it has exited.
     int status = -1;
     const pid_t job = wait(&status);
     EXPECT_EQ(host::readFile("/run/survived").trimmed().toInt(), job);
 }
 
-TEST_F(CommandRunner, WhatIsPrintedIsUtf8WhateverTheLocale)
+TEST_F(CommandRunner, OutputIsDecodedAsUtf8InAnyLocale)
 {
     QTextCodec *before = QTextCodec::codecForLocale();
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
@@ -256,7 +256,7 @@ TEST_F(CommandRunner, WhatIsPrintedIsUtf8WhateverTheLocale)
     EXPECT_EQ(errorText, QString::fromUtf8("€"));
 }
 
-TEST_F(CommandRunner, ANewTextReplacesTheOldOne)
+TEST_F(CommandRunner, AReplacedCommandTextIsRun)
 {
     EXPECT_TRUE(run("echo one"));
     halvex::commandTable[number] = "echo two";
@@ -264,7 +264,7 @@ TEST_F(CommandRunner, ANewTextReplacesTheOldOne)
     EXPECT_EQ(output, "two\n");
 }
 
-TEST_F(CommandRunner, AByteOrderMarkIsPartOfWhatIsPrinted)
+TEST_F(CommandRunner, AByteOrderMarkInTheOutputIsKept)
 {
     EXPECT_TRUE(run("printf '\\357\\273\\2777'"));
     EXPECT_EQ(output, QChar(QChar::ByteOrderMark) + QString("7"));

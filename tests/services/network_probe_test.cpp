@@ -34,12 +34,12 @@ void runIp(const QString &command)
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
 }
 
-TEST(NetworkInterfaces, EveryInterfaceDownIsNone)
+TEST(NetworkInterfaces, WithAllInterfacesDownNoneIsActive)
 {
     EXPECT_FALSE(hasActiveNetworkInterface());
 }
 
-TEST(NetworkInterfaces, TheLoopbackInterfaceCountsLikeAnyOther)
+TEST(NetworkInterfaces, TheLoopbackInterfaceIsActiveWhenItIsUp)
 {
     runIp("link set lo up");
     EXPECT_TRUE(hasActiveNetworkInterface());
@@ -47,9 +47,9 @@ TEST(NetworkInterfaces, TheLoopbackInterfaceCountsLikeAnyOther)
     EXPECT_FALSE(hasActiveNetworkInterface());
 }
 
-TEST(NetworkInterfaces, OneWithoutAHardwareAddressDoesNotCount)
+TEST(NetworkInterfaces, AnInterfaceWithoutAHardwareAddressIsNotActive)
 {
-    // A tunnel that is up and running, and has none.
+    // A tunnel that is up and running but has no hardware address.
     ASSERT_EQ(host::run({"sh", "-c", "mkdir -p /dev/net && mknod /dev/net/tun c 10 200"}).exitCode,
               0);
     runIp("tuntap add dev tunnel mode tun");
@@ -58,9 +58,9 @@ TEST(NetworkInterfaces, OneWithoutAHardwareAddressDoesNotCount)
     ifreq request{};
     std::strcpy(request.ifr_name, "tunnel");
     request.ifr_flags = IFF_TUN | IFF_NO_PI;
-    ASSERT_EQ(ioctl(tunnel.get(), TUNSETIFF, &request), 0); // the carrier
+    ASSERT_EQ(ioctl(tunnel.get(), TUNSETIFF, &request), 0); // gives the tunnel a carrier
     runIp("link set tunnel up");
-    // The kernel tells of a carrier a little later.
+    // The kernel reports the carrier a little later.
     ASSERT_TRUE(waitFor([] {
         const auto flags = QNetworkInterface::interfaceFromName("tunnel").flags();
         return flags.testFlag(QNetworkInterface::IsUp) &&
@@ -69,55 +69,55 @@ TEST(NetworkInterfaces, OneWithoutAHardwareAddressDoesNotCount)
     EXPECT_FALSE(hasActiveNetworkInterface());
 }
 
-/// With a virtual cable between two interfaces.
+/// Has two interfaces, connected by a virtual cable.
 class VirtualCable : public testing::Test
 {
 protected:
     void SetUp() override { runIp("link add one type veth peer name other"); }
 };
 
-TEST_F(VirtualCable, AnInterfaceThatIsUpWithoutACarrierDoesNotCount)
+TEST_F(VirtualCable, AnInterfaceThatIsUpWithoutACarrierIsNotActive)
 {
     runIp("link set one up");
-    // The kernel takes it for one that runs until it has looked for the carrier.
+    // The kernel reports the interface as running until it has checked the carrier.
     ASSERT_TRUE(waitFor([] {
         return host::run({"ip", "link", "show", "one"}).output.contains("NO-CARRIER");
     }));
     EXPECT_FALSE(hasActiveNetworkInterface());
 }
 
-TEST_F(VirtualCable, AnInterfaceThatIsUpAndRunsCountsWithoutAnAddress)
+TEST_F(VirtualCable, ARunningInterfaceIsActiveEvenWithoutAnAddress)
 {
     runIp("link set one up");
     runIp("link set other up");
-    EXPECT_TRUE(waitFor(hasActiveNetworkInterface)); // as soon as the kernel tells of the carrier
+    EXPECT_TRUE(waitFor(hasActiveNetworkInterface)); // once the kernel reports the carrier
 }
 
-/// Time stands still unless a test says otherwise: no probe is too late because the machine is
-/// slow.
+/// The clock stands still unless a test says otherwise, so that no probe times out because the
+/// machine is slow.
 class InternetProbe : public testing::Test
 {
 protected:
     static constexpr auto limit = 2000ms;
-    static constexpr auto coarseness = limit / 20; ///< of Qt's timers
+    static constexpr auto coarseness = limit / 20; ///< the inaccuracy of Qt's coarse timers
 
 private:
     TestClock clock;
 };
 
-TEST_F(InternetProbe, TlsIsThere)
+TEST_F(InternetProbe, TlsIsSupported)
 {
     EXPECT_TRUE(QSslSocket::supportsSsl());
 }
 
-TEST_F(InternetProbe, APageFromATrustedSiteIsTheInternet)
+TEST_F(InternetProbe, APageFromATrustedSiteIsASuccess)
 {
     TlsServer server;
     EXPECT_TRUE(probeInternet());
     EXPECT_EQ(server.requests, 1);
 }
 
-TEST_F(InternetProbe, ItAsksForTheRootOfTheSite)
+TEST_F(InternetProbe, AProbeRequestsTheRootOfTheSite)
 {
     EXPECT_STREQ(halvex::probeAddress, "https://www.debian.org/");
     TlsServer server;
@@ -127,7 +127,7 @@ TEST_F(InternetProbe, ItAsksForTheRootOfTheSite)
                                testing::HasSubstr("\r\nHost: www.debian.org\r\n")));
 }
 
-TEST_F(InternetProbe, EachProbeAsksAnew)
+TEST_F(InternetProbe, EachProbeSendsItsOwnRequest)
 {
     TlsServer server;
     EXPECT_TRUE(probeInternet());
@@ -135,7 +135,7 @@ TEST_F(InternetProbe, EachProbeAsksAnew)
     EXPECT_EQ(server.requests, 2);
 }
 
-TEST_F(InternetProbe, ARedirectionIsNoError)
+TEST_F(InternetProbe, ARedirectionIsASuccess)
 {
     TlsServer server;
     server.answer = [] {
@@ -145,7 +145,7 @@ TEST_F(InternetProbe, ARedirectionIsNoError)
     EXPECT_TRUE(probeInternet());
 }
 
-TEST_F(InternetProbe, AnErrorPageIsAnError)
+TEST_F(InternetProbe, AnErrorPageIsAFailure)
 {
     TlsServer server;
     server.answer = [] {
@@ -155,7 +155,7 @@ TEST_F(InternetProbe, AnErrorPageIsAnError)
     EXPECT_EQ(server.requests, 1);
 }
 
-TEST_F(InternetProbe, ASiteThatNobodyTrustedVouchesForIsNotAsked)
+TEST_F(InternetProbe, ASiteWithAnUntrustedCertificateGetsNoRequest)
 {
     TlsServer server(TlsServer::Authority::Unknown);
     EXPECT_FALSE(probeInternet());
@@ -173,7 +173,7 @@ TEST_F(InternetProbe, AnAnswerJustBeforeTheLimitIsInTime)
     EXPECT_EQ(server.requests, 1);
 }
 
-TEST_F(InternetProbe, ASiteThatHasSaidNothingByTheLimitIsTooLate)
+TEST_F(InternetProbe, ASiteThatHasNotAnsweredByTheLimitIsAFailure)
 {
     TlsServer server;
     server.answer = [] {
@@ -184,19 +184,19 @@ TEST_F(InternetProbe, ASiteThatHasSaidNothingByTheLimitIsTooLate)
     EXPECT_EQ(server.requests, 1);
 }
 
-TEST_F(InternetProbe, ASiteThatRefusesConnectionsIsAnError)
+TEST_F(InternetProbe, ASiteThatRefusesConnectionsIsAFailure)
 {
     TlsServer server;
     server.close();
     EXPECT_FALSE(probeInternet());
 }
 
-TEST_F(InternetProbe, ANameThatCannotBeResolvedIsAnError)
+TEST_F(InternetProbe, ANameThatCannotBeResolvedIsAFailure)
 {
     EXPECT_FALSE(probeInternet());
 }
 
-TEST_F(InternetProbe, OtherEventsAreServedMeanwhile)
+TEST_F(InternetProbe, OtherEventsAreHandledDuringAProbe)
 {
     TlsServer server;
     bool served = false;
@@ -205,12 +205,12 @@ TEST_F(InternetProbe, OtherEventsAreServedMeanwhile)
     EXPECT_TRUE(served);
 }
 
-/// One probe is started while another waits, so its event loop runs inside the other's.
+/// One probe starts while another one waits, so the inner event loop runs inside the outer one.
 class NestedProbes : public InternetProbe
 {
 protected:
-    /// Runs both; the inner one starts when the outer one's request is there, and the server
-    /// answers the two requests with @p toOuter and @p toInner.
+    /// Runs both probes. The inner one starts when the server has the outer one's request. The
+    /// server answers the requests with @p toOuter and @p toInner.
     void run(const QByteArray &toOuter, const QByteArray &toInner)
     {
         TlsServer server;
@@ -229,23 +229,24 @@ protected:
     bool inner = false;
 };
 
-TEST_F(NestedProbes, BothSucceed)
+TEST_F(NestedProbes, SucceedWhenBothAreAnswered)
 {
     run(TlsServer::page(), TlsServer::page());
     EXPECT_TRUE(outer);
     EXPECT_TRUE(inner);
 }
 
-TEST_F(NestedProbes, AnAnswerInTimeStandsThoughTheInnerProbeOutlastsTheOutersLimit)
+TEST_F(NestedProbes, AnAnswerInTimeCountsEvenIfTheInnerProbeEndsAfterTheOuterLimit)
 {
-    // Nobody can tell when the outer one has its answer; it has enough time for that.
+    // The test cannot know when the outer probe receives its answer, but slows the clock so that
+    // there is enough time.
     TestClock::setPace(TestClock::Pace::Slow);
     run(TlsServer::page(), {});
     EXPECT_TRUE(outer);
     EXPECT_FALSE(inner);
 }
 
-TEST_F(NestedProbes, TheInnersAnswerIsNotTheOuters)
+TEST_F(NestedProbes, AnAnswerToTheInnerProbeDoesNotCountForTheOuterProbe)
 {
     TestClock::setPace(TestClock::Pace::Slow);
     run({}, TlsServer::page());
@@ -253,7 +254,7 @@ TEST_F(NestedProbes, TheInnersAnswerIsNotTheOuters)
     EXPECT_TRUE(inner);
 }
 
-TEST_F(NestedProbes, AnAnswerAfterTheOutersLimitIsTooLateForItThoughTheInnerStillWaits)
+TEST_F(NestedProbes, AnAnswerAfterTheOuterLimitIsTooLateEvenIfTheInnerProbeStillWaits)
 {
     TlsServer server;
     server.answer = [&] {
@@ -262,10 +263,10 @@ TEST_F(NestedProbes, AnAnswerAfterTheOutersLimitIsTooLateForItThoughTheInnerStil
             server.callSoon([this] { inner = probeInternet(); });
         } else {
             TestClock::advance(limit / 2 + coarseness);
-            // Due after the outer one's limit, so it comes after that.
+            // This timer expires after the outer probe's limit, so it fires after it.
             QTimer::singleShot(1, Qt::PreciseTimer, &server, [&] {
-                server.answerFirst(TlsServer::page()); // to the outer one
-                server.answerFirst(TlsServer::page()); // to the inner one
+                server.answerFirst(TlsServer::page()); // to the outer probe
+                server.answerFirst(TlsServer::page()); // to the inner probe
             });
             TestClock::advance(10ms);
         }

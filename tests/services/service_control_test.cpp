@@ -26,13 +26,13 @@ class ServiceControl : public testing::Test
 protected:
     void SetUp() override
     {
-        // Fails for an empty name as the real one does.
+        // Fails for an empty name, as the real systemctl does.
         host::writeStandIn("/usr/bin/systemctl", "for name; do [ -n \"$name\" ] || exit 1; done\n");
         host::writeStandIn("/usr/bin/pellmar");
     }
 
-    /// Holds @p messages against the two warnings of a refused name: the reason, whose list of
-    /// allowed names has no order, and the refusal.
+    /// Expects that @p messages are the two warnings about a refused name: the reason, which ends
+    /// with the allowed names in any order, and the refusal.
     static void expectNameWarnings(const QStringList &messages, const QString &first,
                                    const QString &second)
     {
@@ -64,7 +64,7 @@ TEST_F(ServiceControl, SeveralNamesAreSeveralArguments)
               QStringList{"systemctl <disable> <halvex-ebpf> <halvex-logscan>"});
 }
 
-TEST_F(ServiceControl, BlanksTooManyReachSystemctlAsEmptyNamesAndFail)
+TEST_F(ServiceControl, ExtraBlanksReachSystemctlAsEmptyNamesAndFail)
 {
     EXPECT_EQ(setServiceStatus("halvex-ebpf  halvex-logscan", 1, 0), -1);
     EXPECT_EQ(setServiceStatus(" halvex-ebpf ", 1, 0), -1);
@@ -88,7 +88,7 @@ TEST_F(ServiceControl, ARefusedNameLeavesTwoWarningsAndRunsNothing)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(ServiceControl, NoNameIsRefusedToo)
+TEST_F(ServiceControl, AnEmptyOrBlankNameIsRefused)
 {
     EXPECT_EQ(setServiceStatus("", 1, 0), -1);
     EXPECT_EQ(setServiceStatus("  ", 1, 0), -1);
@@ -99,7 +99,7 @@ TEST_F(ServiceControl, NoNameIsRefusedToo)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(ServiceControl, TheNameIsCheckedBeforeTheStatusAndThatBeforeTheType)
+TEST_F(ServiceControl, NameStatusAndTypeAreCheckedInThisOrder)
 {
     EXPECT_EQ(setServiceStatus("", 2, 2), -1);
     EXPECT_EQ(setServiceStatus("halvex-ebpf", 2, 2), -1);
@@ -110,7 +110,7 @@ TEST_F(ServiceControl, TheNameIsCheckedBeforeTheStatusAndThatBeforeTheType)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(ServiceControl, TheEngineIsNoExceptionToTheChecks)
+TEST_F(ServiceControl, StatusAndTypeAreCheckedForTheEngineToo)
 {
     EXPECT_EQ(setServiceStatus("halvex.net.ai", 2, 0), -1);
     EXPECT_EQ(setServiceStatus("halvex.net.ai", UINT_MAX, 0), -1);
@@ -122,7 +122,7 @@ TEST_F(ServiceControl, TheEngineIsNoExceptionToTheChecks)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(ServiceControl, TheEngineIsSwitchedThroughItsPackageToolWhateverTheType)
+TEST_F(ServiceControl, TheEngineIsSwitchedThroughItsPackageToolForBothTypes)
 {
     EXPECT_EQ(setServiceStatus("halvex.net.ai", 0, 0), 0);
     EXPECT_EQ(setServiceStatus("halvex.net.ai", 0, 1), 0);
@@ -131,13 +131,13 @@ TEST_F(ServiceControl, TheEngineIsSwitchedThroughItsPackageToolWhateverTheType)
               (QStringList{"pellmar <kill> <halvex.net.ai>", "pellmar <kill> <halvex.net.ai>"}));
 }
 
-TEST_F(ServiceControl, TheEngineBesideOtherNamesIsAUnit)
+TEST_F(ServiceControl, TheEngineTogetherWithOtherTextIsTreatedAsAUnit)
 {
     EXPECT_EQ(setServiceStatus("halvex.net.ai halvex-ebpf", 1, 0), 0);
     EXPECT_EQ(setServiceStatus("halvex-ebpf halvex.net.ai", 0, 1), 0);
     EXPECT_EQ(setServiceStatus("halvex.net.ai ", 0, 0), -1);
     EXPECT_EQ(setServiceStatus("halvex.net.ai\n", 0, 0), 0);
-    // The line feed splits the last call's line.
+    // The line feed in the last name splits the line of that call.
     EXPECT_EQ(host::standInCalls(),
               (QStringList{"systemctl <start> <halvex.net.ai> <halvex-ebpf>",
                            "systemctl <disable> <halvex-ebpf> <halvex.net.ai>",
@@ -179,7 +179,7 @@ TEST_F(ServiceControl, ASystemctlElsewhereInThePathIsNotRun)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(ServiceControl, WhatSystemctlPrintsIsNotHeardHoweverMuch)
+TEST_F(ServiceControl, LongOutputOfSystemctlIsIgnored)
 {
     host::writeStandIn("/usr/bin/systemctl", "echo failed; head -c 300000 /dev/zero\n"
                                              "head -c 300000 /dev/zero >&2\n");
@@ -214,7 +214,7 @@ TEST_F(ServiceControl, RestartPassesTheWholeTextAsOneName)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(ServiceControl, RestartTakesTheEngineForAUnit)
+TEST_F(ServiceControl, RestartTreatsTheEngineAsAUnit)
 {
     EXPECT_EQ(restartService("halvex.net.ai"), 0);
     EXPECT_EQ(restartService("halvex.net.ai "), 0);
@@ -222,7 +222,7 @@ TEST_F(ServiceControl, RestartTakesTheEngineForAUnit)
                                                  "systemctl <restart> <halvex.net.ai >"}));
 }
 
-TEST_F(ServiceControl, RestartRefusesNamesAsTheOtherDoes)
+TEST_F(ServiceControl, RestartRefusesInvalidAndEmptyNames)
 {
     EXPECT_EQ(restartService("--host=evil"), -1);
     expectNameWarnings(log.messages(), "Invalid service(s) found: (\"--host=evil\")  - allowed",

@@ -25,8 +25,8 @@ const QStringList allowed{"halvex-research",
 class ServiceNames : public testing::Test
 {
 protected:
-    /// Expects that @p names is refused with one warning that lists exactly @p invalid, as the
-    /// debug stream prints a list, and all allowed names in any order.
+    /// Expects that @p names is refused with one warning. It lists exactly @p invalid, in the
+    /// format of Qt's debug stream, and then all allowed names in any order.
     void expectRefused(const QString &names, const QString &invalid)
     {
         const MessageLog each;
@@ -55,7 +55,7 @@ TEST_F(ServiceNames, EachServiceOfTheSuiteIsAllowedInSilence)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(ServiceNames, AllOfThemTogetherAreAllowed)
+TEST_F(ServiceNames, AllServicesTogetherAreAllowed)
 {
     EXPECT_TRUE(halvex::checkServiceNames(allowed.join(' ')));
     EXPECT_EQ(log.messages(), QStringList());
@@ -75,7 +75,7 @@ TEST_F(ServiceNames, BlanksAloneAreRefused)
     EXPECT_EQ(log.messages(), QStringList{"warning: Empty service name"});
 }
 
-TEST_F(ServiceNames, TheNumberOfBlanksBetweenAndAroundNamesDoesNotCount)
+TEST_F(ServiceNames, TheNumberOfBlanksBetweenAndAroundNamesDoesNotMatter)
 {
     EXPECT_TRUE(halvex::checkServiceNames("halvex-ebpf halvex-logscan"));
     EXPECT_TRUE(halvex::checkServiceNames("halvex-ebpf  halvex-logscan"));
@@ -83,7 +83,7 @@ TEST_F(ServiceNames, TheNumberOfBlanksBetweenAndAroundNamesDoesNotCount)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(ServiceNames, OtherWhiteSpaceAroundANameDoesNotCount)
+TEST_F(ServiceNames, OtherWhiteSpaceAroundANameIsIgnored)
 {
     EXPECT_TRUE(halvex::checkServiceNames("halvex-ebpf\n"));
     EXPECT_TRUE(halvex::checkServiceNames("\thalvex-ebpf\r\n halvex-logscan\v"));
@@ -112,7 +112,7 @@ TEST_F(ServiceNames, OnlyTheInvalidNamesAreListedInTheirOrder)
     expectRefused("sshd halvex-ebpf  cron halvex-logscan sshd", R"("sshd", "cron", "sshd")");
 }
 
-TEST_F(ServiceNames, NearMissesAreRefused)
+TEST_F(ServiceNames, SimilarNamesAreRefused)
 {
     expectRefused("HALVEX-EBPF", R"("HALVEX-EBPF")");
     expectRefused("halvex-net-ai", R"("halvex-net-ai")");

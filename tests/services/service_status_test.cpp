@@ -19,7 +19,7 @@ using halvex::getServiceStatus;
 class ServiceStatus : public testing::Test
 {
 protected:
-    /// Makes systemctl print @p output and end with @p exitCode.
+    /// Makes systemctl print @p output and exit with @p exitCode.
     static void systemctlPrints(const QByteArray &output, int exitCode = 0)
     {
         host::writeFile("/run/systemctl.output", output);
@@ -30,7 +30,7 @@ protected:
     MessageLog log;
 };
 
-TEST_F(ServiceStatus, EachTypeAsksItsQuestion)
+TEST_F(ServiceStatus, EachTypeRunsItsOwnQuery)
 {
     systemctlPrints("active\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1);
@@ -62,7 +62,7 @@ TEST_F(ServiceStatus, OnlyTheWholeLineEnabledIsEnabled)
     }
 }
 
-TEST_F(ServiceStatus, AnyFirstLineIsAStatus)
+TEST_F(ServiceStatus, AnyNonEmptyFirstLineIsAStatus)
 {
     systemctlPrints("x");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 2), 1);
@@ -70,7 +70,7 @@ TEST_F(ServiceStatus, AnyFirstLineIsAStatus)
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 2), 1);
 }
 
-TEST_F(ServiceStatus, NoFirstLineIsNoStatus)
+TEST_F(ServiceStatus, AnEmptyFirstLineIsNoStatus)
 {
     systemctlPrints("");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 2), 2);
@@ -86,24 +86,24 @@ TEST_F(ServiceStatus, OnlyTheFirstLineCounts)
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 0);
 }
 
-TEST_F(ServiceStatus, ALineMayEndInAnyWay)
+TEST_F(ServiceStatus, MissingLineFeedsAndCarriageReturnsAreIgnored)
 {
     systemctlPrints("active");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1);
     systemctlPrints("active\r\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1);
     systemctlPrints("act\rive\n");
-    EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1) << "a text has no carriage returns";
+    EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1) << "carriage returns are ignored";
 }
 
-TEST_F(ServiceStatus, WhatSystemctlComplainsOfDoesNotCount)
+TEST_F(ServiceStatus, TheErrorOutputOfSystemctlIsIgnored)
 {
     host::writeStandIn("/usr/bin/systemctl", "echo active >&2\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 0);
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 2), 2);
 }
 
-TEST_F(ServiceStatus, TheExitCodeDoesNotCount)
+TEST_F(ServiceStatus, TheExitStatusIsIgnored)
 {
     systemctlPrints("active\n", 3);
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1);
@@ -113,13 +113,13 @@ TEST_F(ServiceStatus, TheExitCodeDoesNotCount)
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 2), 1);
 }
 
-TEST_F(ServiceStatus, NorDoesTheWayItEnds)
+TEST_F(ServiceStatus, TheOutputOfAKilledSystemctlIsUsed)
 {
     host::writeStandIn("/usr/bin/systemctl", "echo active; kill -9 $$\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1);
 }
 
-TEST_F(ServiceStatus, MuchOutputIsReadWhole)
+TEST_F(ServiceStatus, LongOutputIsReadCompletely)
 {
     host::writeStandIn("/usr/bin/systemctl",
                        "head -c 1000000 /dev/zero | tr '\\0' x; head -c 200000 /dev/zero >&2\n");
@@ -131,14 +131,15 @@ TEST_F(ServiceStatus, AnotherTypeIsInvalidAndRunsNothing)
     systemctlPrints("active\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 3), -1);
     EXPECT_EQ(getServiceStatus("halvex-ebpf", UINT_MAX), -1);
-    EXPECT_EQ(getServiceStatus("halvex.net.ai ", 7), -1) << "not quite the engine's name";
+    EXPECT_EQ(getServiceStatus("halvex.net.ai ", 7), -1)
+        << "the trailing blank makes it another name";
     EXPECT_EQ(log.messages(),
               (QStringList{"warning: Invalid type value.", "warning: Invalid type value.",
                            "warning: Invalid type value."}));
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(ServiceStatus, AnyNameIsOneArgumentUnsplitAndUnchecked)
+TEST_F(ServiceStatus, AnyNameIsPassedUncheckedAsOneArgument)
 {
     systemctlPrints("active\n");
     const QStringList names{"sshd",
@@ -157,7 +158,7 @@ TEST_F(ServiceStatus, AnyNameIsOneArgumentUnsplitAndUnchecked)
     EXPECT_EQ(host::standInCalls(), expected);
 }
 
-TEST_F(ServiceStatus, ANameThatLooksLikeAnOptionIsANameAllTheSame)
+TEST_F(ServiceStatus, ANameThatLooksLikeAnOptionIsPassedAsAName)
 {
     systemctlPrints("active\n");
     EXPECT_EQ(getServiceStatus("--host=evil", 0), 1);
@@ -183,7 +184,7 @@ TEST_F(ServiceStatus, SystemctlGetsTheDaemonsOwnEnvironmentAndDirectory)
     EXPECT_EQ(host::readFile("/run/cwd"), "/usr/lib\n");
 }
 
-TEST_F(ServiceStatus, WithoutSystemctlThereIsNoAnswer)
+TEST_F(ServiceStatus, WithoutSystemctlAQueryFails)
 {
     ASSERT_TRUE(QFile::remove("/usr/bin/systemctl"));
     for (unsigned type = 0; type <= 2; ++type) {
@@ -201,7 +202,7 @@ TEST_F(ServiceStatus, ASystemctlElsewhereInThePathIsNotRun)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(ServiceStatus, TheEngineIsAskedThroughItsPackageToolWhateverTheType)
+TEST_F(ServiceStatus, TheEngineIsQueriedThroughItsPackageToolForAnyType)
 {
     systemctlPrints("active\n");
     host::writeStandIn("/usr/bin/pellmar", "echo halvex.net.ai\n");

@@ -23,7 +23,7 @@ constexpr int slowness = 5;
 std::mutex mutex;
 Pace pace = Pace::Real;
 nanoseconds change{}; ///< the real time at which the pace was set
-nanoseconds shown{};  ///< what the clock showed then
+nanoseconds shown{};  ///< what the clock showed at that time
 
 nanoseconds shownNow()
 {
@@ -64,7 +64,7 @@ void TestClock::advance(std::chrono::milliseconds time)
     shown += time;
 }
 
-/// Stands in the place of the C library's, for Qt's calls of it too.
+/// Replaces the function of the C library, also for Qt.
 extern "C" int clock_gettime(clockid_t clock, timespec *time) noexcept
 {
     if (clock != CLOCK_MONOTONIC) {

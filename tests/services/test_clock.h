@@ -5,8 +5,8 @@
 
 #include <chrono>
 
-/// For as long as one lives, this program's time goes by as the test says, so that it does not
-/// matter how fast the machine is. Only waits of the kernel itself, as in poll(2), take real time.
+/// During its lifetime, the test sets this program's monotonic clock, so that the machine's speed
+/// does not matter. Only waits inside the kernel, as in poll(2), take real time.
 class TestClock
 {
 public:
@@ -17,9 +17,9 @@ public:
     TestClock(const TestClock &) = delete;
     TestClock &operator=(const TestClock &) = delete;
 
-    /// Sets how fast time goes by from now on. A slow clock's goes by at a fifth of its pace.
+    /// Sets how fast the clock runs from now on. A slow clock runs at a fifth of the real speed.
     static void setPace(Pace pace);
 
-    /// Lets @p time pass at once.
+    /// Advances the clock by @p time at once.
     static void advance(std::chrono::milliseconds time);
 };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The limits of half a minute, once each and all at the same time, each in a thread of its own.
+// Tests each time limit of half a minute once: all at the same time, each in its own thread.
 #include "services/service_control.h"
 #include "services/service_status.h"
 #include "support/host_files.h"
@@ -18,8 +18,8 @@
 
 namespace {
 
-/// A program that notes its own process id in the file @p name and that of a child in another, and
-/// would end well, but ten seconds too late.
+/// A program that would succeed, but ten seconds too late. It writes its own process id to the file
+/// @p name.self and that of its child to the file @p name.child.
 QByteArray late(const QByteArray &name)
 {
     return "sleep 40 & echo $! >/run/" + name + ".child; echo $$ >/run/" + name +
@@ -31,21 +31,23 @@ int idFrom(const QByteArray &file)
     return host::readFile("/run/" + QString::fromLatin1(file)).trimmed().toInt();
 }
 
-/// Expects that the program @p name has gone without a trace and its child with it.
+/// Expects that the program @p name and its child have been killed, and the program has been
+/// reaped.
 void expectGone(const QByteArray &name)
 {
     const int self = idFrom(name + ".self");
     ASSERT_GT(self, 1);
     EXPECT_EQ(kill(self, 0), -1) << name.constData() << " was not reaped";
 
-    // The child has lost its parent, so it is this process's now. It would outlive the test.
+    // The child has lost its parent, so this process has adopted it. If it were not killed, it
+    // would outlive the test.
     const int child = idFrom(name + ".child");
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << name.constData();
 }
 
-TEST(TimeLimits, AreKeptAndLeaveNothingBehind)
+TEST(TimeLimits, KillLateProgramsAndTheirChildren)
 {
     const MessageLog log;
     host::writeStandIn("/usr/bin/systemctl", "case $1 in\n"

@@ -37,7 +37,7 @@ protected:
         return halvex::getAiConfig(path, 0, key, value);
     }
 
-    /// What a file that holds @p yaml becomes when @p newValue is written.
+    /// The content of a file with @p yaml after @p newValue has been written to @p key.
     static QByteArray changed(const QByteArray &yaml, const QString &key, const QString &newValue)
     {
         host::writeFile(path, yaml);
@@ -45,7 +45,7 @@ protected:
         return host::readFile(path);
     }
 
-    /// Tells whether writing to a file that holds @p yaml fails and leaves it as it was.
+    /// Tells whether writing to a file with @p yaml fails and leaves the file unchanged.
     static bool isRefused(const QByteArray &yaml, const QString &key, const QString &newValue = "1")
     {
         host::writeFile(path, yaml);
@@ -72,13 +72,13 @@ TEST_F(AiSettingsModule, AScalarIsRead)
     EXPECT_EQ(value, "x");
 }
 
-TEST_F(AiSettingsModule, ANullIsReadAsTheLibraryConvertsIt)
+TEST_F(AiSettingsModule, ANullIsReadAsTheTextNull)
 {
     EXPECT_EQ(statusOf("a:\n", "a"), 0);
     EXPECT_EQ(value, "null");
 }
 
-TEST_F(AiSettingsModule, AnyOtherTypeTouchesNothing)
+TEST_F(AiSettingsModule, AnyTypeOtherThan0FailsAndChangesNothing)
 {
     host::writeFile(path, "a: 1\n");
     for (const int type : {1, -1, 2147483647}) {
@@ -120,7 +120,7 @@ TEST_F(AiSettingsModule, ADirectoryInTheFilesPlaceFails)
     EXPECT_EQ(halvex::setAiConfig(path, 0, "a", "1"), -1);
 }
 
-TEST_F(AiSettingsModule, WhatIsNoScalarOrMissingFailsWithAnEmptyValue)
+TEST_F(AiSettingsModule, AMissingOrNonScalarNodeFailsWithAnEmptyValue)
 {
     for (const char *key : {"missing", "map", "sequence", "scalar.x", "sequence.0", "map.x", "map.",
                             ".", "map.scalar.x"}) {
@@ -133,7 +133,7 @@ TEST_F(AiSettingsModule, WhatIsNoScalarOrMissingFailsWithAnEmptyValue)
     }
 }
 
-TEST_F(AiSettingsModule, AReadLeavesTheFileAsItIs)
+TEST_F(AiSettingsModule, AReadDoesNotChangeTheFile)
 {
     EXPECT_EQ(statusOf("a:   1 # one\n", "b.c"), -1);
     EXPECT_EQ(host::readFile(path), "a:   1 # one\n");
@@ -149,7 +149,7 @@ TEST_F(AiSettingsModule, ASyntaxErrorFails)
     }
 }
 
-TEST_F(AiSettingsModule, AWrittenValueIsTypedAnew)
+TEST_F(AiSettingsModule, TheTypeOfAWrittenValueFollowsFromItsText)
 {
     EXPECT_EQ(changed("a: x\n", "a", "1"), "a: 1");
     EXPECT_EQ(changed("a: x\n", "a", "on"), "a: true");
@@ -161,7 +161,7 @@ TEST_F(AiSettingsModule, AWrittenValueIsTypedAnew)
     EXPECT_EQ(changed("a: x\n", "a", "zwölf \"😀\"\n"), "a: \"zwölf \\\"😀\\\"\\n\"");
 }
 
-TEST_F(AiSettingsModule, TheWholeFileIsEmittedAnew)
+TEST_F(AiSettingsModule, AWriteReformatsTheWholeFile)
 {
     EXPECT_EQ(changed("# engine\n"
                       "zeta: off   # no\n"
@@ -182,12 +182,12 @@ TEST_F(AiSettingsModule, TheWholeFileIsEmittedAnew)
               "dga_detect: 1");
 }
 
-TEST_F(AiSettingsModule, AScalarOnTheWayBecomesAMap)
+TEST_F(AiSettingsModule, AScalarOnTheKeysPathBecomesAMap)
 {
     EXPECT_EQ(changed("a: 1\nb: 2\n", "a.c", "5"), "a:\n  c: 5\nb: 2");
 }
 
-TEST_F(AiSettingsModule, AKeyThatEndsInAFullStopHasAnEmptyName)
+TEST_F(AiSettingsModule, AFullStopAtTheEndOfAKeyAddsAnEmptyName)
 {
     EXPECT_EQ(changed("a: 1\n", "b.", "5"), "a: 1\nb:\n  \"\": 5");
     EXPECT_EQ(changed("a: 1\n", "..", "5"), "a: 1\n\"\":\n  \"\":\n    \"\": 5");
@@ -199,7 +199,7 @@ TEST_F(AiSettingsModule, AnEmptyFileGetsItsFirstEntry)
     EXPECT_EQ(changed("# nothing\n", "a.b", "1"), "a:\n  b: 1");
 }
 
-TEST_F(AiSettingsModule, AWrittenFileIsReadBackAndStable)
+TEST_F(AiSettingsModule, AWrittenKeyIsReadBackAndWritingItAgainChangesNothing)
 {
     for (const char *key :
          {"a",       "a.b", "x y",   "a: b", "- c", "--- d", "#e", "~",  "null", "1",
@@ -212,7 +212,7 @@ TEST_F(AiSettingsModule, AWrittenFileIsReadBackAndStable)
     }
 }
 
-TEST_F(AiSettingsModule, ARootThatIsNoMapIsReadButNotWritten)
+TEST_F(AiSettingsModule, ARootThatIsNotAMapFailsAndStaysUnchanged)
 {
     EXPECT_TRUE(isRefused("[a, b]\n", "a"));
     EXPECT_TRUE(isRefused("[a, b]\n", "0"));
@@ -220,18 +220,18 @@ TEST_F(AiSettingsModule, ARootThatIsNoMapIsReadButNotWritten)
     EXPECT_EQ(statusOf("text\n", "text"), -1);
 }
 
-TEST_F(AiSettingsModule, OfSeveralDocumentsTheFirstIsReadAndNoneWritten)
+TEST_F(AiSettingsModule, TheFirstOfSeveralDocumentsIsReadButNoneIsWritten)
 {
     const QByteArray yaml = "a: 1\n---\na: 2\nb: 3\n";
     EXPECT_EQ(statusOf(yaml, "a"), 0);
     EXPECT_EQ(value, "1");
     EXPECT_EQ(statusOf(yaml, "b"), -1);
     EXPECT_TRUE(isRefused(yaml, "a"));
-    EXPECT_TRUE(isRefused("a: 1\n---\nb: [\n", "a")) << "a broken document behind a good one";
+    EXPECT_TRUE(isRefused("a: 1\n---\nb: [\n", "a")) << "a broken document after a good one";
     EXPECT_EQ(changed("--- # one\na: 1\n...\n", "a", "2"), "a: 2");
 }
 
-TEST_F(AiSettingsModule, WhatFollowsTheFirstDocumentInAnyWayIsNotLost)
+TEST_F(AiSettingsModule, AFileWithContentAfterTheFirstDocumentIsNotWritten)
 {
     for (const char *yaml :
          {"a: 1\n...\nb: 2\n", "a: 1\r---\rb: 2\n", "a: 1\r\n--- b\r\n", "# ä\na: 1\n---\nb: 2\n",
@@ -248,7 +248,7 @@ TEST_F(AiSettingsModule, WhatFollowsTheFirstDocumentInAnyWayIsNotLost)
     EXPECT_EQ(changed("{a: &x 1, b: *x}\n", "a", "2"), "a: 2\nb: 1") << "nothing follows";
 }
 
-TEST_F(AiSettingsModule, KeysOfAnyKindAreSurvived)
+TEST_F(AiSettingsModule, KeysThatAreNotScalarsDoNoHarm)
 {
     const QByteArray yaml = "? {a: b}\n: 1\n? [c]\n: 2\n? ~\n: 3\nd: 4\n";
     EXPECT_EQ(statusOf(yaml, "d"), 0);
@@ -258,7 +258,7 @@ TEST_F(AiSettingsModule, KeysOfAnyKindAreSurvived)
     EXPECT_EQ(changed("~: 3\nd: 4\n", "d", "5"), "\"null\": 3\nd: 5");
 }
 
-TEST_F(AiSettingsModule, AnAliasThatContainsItselfIsSurvived)
+TEST_F(AiSettingsModule, AnAliasThatContainsItselfDoesNoHarm)
 {
     EXPECT_EQ(statusOf("a: &a {b: *a, c: 1}\n", "a.b.b.b.c"), 0);
     EXPECT_EQ(value, "1");
@@ -280,16 +280,17 @@ TEST_F(AiSettingsModule, AliasesOfAliasesDoNotFillTheDisk)
     EXPECT_TRUE(isRefused(yaml, "b"));
 }
 
-TEST_F(AiSettingsModule, ALongNameOrValueMayBecomeFourTimesAsLong)
+TEST_F(AiSettingsModule, EscapingMayMakeALongKeyOrValueFourTimesAsLong)
 {
-    // Each of these characters is escaped to four; the entry behind them is emitted all the same.
+    // Each of these characters is escaped to four characters. The entry after them must still be
+    // emitted.
     const QByteArray before(10 << 20, '\1');
     const QByteArray after = QByteArray("\\x01").repeated(10 << 20);
     EXPECT_TRUE(changed("a: 1\nb: 2\n", "a", before) == "a: \"" + after + "\"\nb: 2");
     EXPECT_TRUE(changed("a: 1\n", before, "2") == "a: 1\n? \"" + after + "\"\n: 2");
 }
 
-TEST_F(AiSettingsModule, AKeyTooLongForItsLineOnceItIsEscapedIsReadBack)
+TEST_F(AiSettingsModule, AKeyThatEscapingMakesTooLongForOneLineIsReadBack)
 {
     for (const int length : {255, 256}) {
         const QByteArray key(length, '\1');
@@ -313,9 +314,9 @@ TEST_F(AiSettingsModule, NonCharactersInQuotesBecomeTheReplacementCharacter)
     EXPECT_EQ(changed("", "\ufffe", "1"), "\ufffe: 1") << "a key that needs no quotes";
 }
 
-TEST_F(AiSettingsModule, IndentationMayMakeATextLongButNotWithoutBounds)
+TEST_F(AiSettingsModule, IndentationMayEnlargeAFileUpToALimit)
 {
-    // Each number gets a line of its own, 400 levels deep.
+    // Each number is emitted on its own line, indented by 400 levels.
     const auto deepList = [](int numbers) {
         return "a: 1\nlist: " + QByteArray("[").repeated(400) + QByteArray("1,").repeated(numbers) +
                QByteArray("]").repeated(400) + '\n';
@@ -329,7 +330,7 @@ TEST_F(AiSettingsModule, IndentationMayMakeATextLongButNotWithoutBounds)
     EXPECT_TRUE(isRefused(deepList(21700), "a"));
 }
 
-TEST_F(AiSettingsModule, NestingThousandsDeepIsSurvived)
+TEST_F(AiSettingsModule, NestingThousandsOfLevelsDeepIsRefused)
 {
     for (const QByteArray &yaml :
          {QByteArray("[").repeated(100000), QByteArray("{a: ").repeated(100000),
@@ -342,7 +343,7 @@ TEST_F(AiSettingsModule, NestingThousandsDeepIsSurvived)
     }
 }
 
-TEST_F(AiSettingsModule, MillionsOfNodesAreRefusedBeforeTheyTakeTheMemory)
+TEST_F(AiSettingsModule, MillionsOfNodesAreRefused)
 {
     for (const QByteArray &yaml :
          {"a: [" + QByteArray("1,").repeated(32 << 20) + "1]\n",
@@ -353,7 +354,7 @@ TEST_F(AiSettingsModule, MillionsOfNodesAreRefusedBeforeTheyTakeTheMemory)
     }
 }
 
-TEST_F(AiSettingsModule, TwoMillionBytesThatCanBeginANodeAreTheMost)
+TEST_F(AiSettingsModule, AtMostTwoMillionBytesMayBeginANode)
 {
     for (const char indicator : QByteArray(",[{:-&*!?")) {
         const QByteArray most = '#' + QByteArray(1999999, indicator) + "\na: 1\n";
@@ -368,7 +369,7 @@ TEST_F(AiSettingsModule, BracketsInACommentDoNotNest)
     EXPECT_EQ(value, "1");
 }
 
-TEST_F(AiSettingsModule, InvalidUtf8IsReadAsReplacements)
+TEST_F(AiSettingsModule, InvalidUtf8IsReadAsReplacementCharacters)
 {
     EXPECT_EQ(statusOf("a: x\xff\xc3 y\n", "a"), 0);
     EXPECT_EQ(value, QString("x") + QChar(0xfffd) + QChar(0xfffd) + " y");
@@ -391,7 +392,7 @@ TEST_F(AiSettingsModule, OwnerAndModeAreKept)
     EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0600");
 }
 
-TEST_F(AiSettingsModule, AFileThatCannotBeWrittenIsNotNoticed)
+TEST_F(AiSettingsModule, AFileThatCannotBeWrittenIsNotReported)
 {
     host::writeFile(path, "a: 1\n");
     host::makeUnwritable(path);
@@ -399,7 +400,7 @@ TEST_F(AiSettingsModule, AFileThatCannotBeWrittenIsNotNoticed)
     EXPECT_EQ(host::readFile(path), "a: 1\n");
 }
 
-TEST_F(AiSettingsModule, AFailureHalfWayIsNotNoticed)
+TEST_F(AiSettingsModule, AWriteErrorAfterSomeBytesIsNotReported)
 {
     const QByteArray text(100000, 'x');
     const FileSizeLimit limit(60000);
@@ -408,7 +409,7 @@ TEST_F(AiSettingsModule, AFailureHalfWayIsNotNoticed)
     EXPECT_EQ(host::readFile(path), ("a: \"" + text).left(60000));
 }
 
-TEST_F(AiSettingsModule, ADiskWithoutRoomForAByteIsNotNoticed)
+TEST_F(AiSettingsModule, AFullDiskIsNotReported)
 {
     host::writeFile(path, "a: 1\n");
     const FileSizeLimit limit(0);
@@ -416,7 +417,7 @@ TEST_F(AiSettingsModule, ADiskWithoutRoomForAByteIsNotNoticed)
     EXPECT_EQ(host::readFile(path), "");
 }
 
-TEST_F(AiSettingsModule, TheLongestKeyIsReadBackAndALongerOneRefused)
+TEST_F(AiSettingsModule, TheLongestKeyIsReadBackAndALongerOneIsRefused)
 {
     const QString longest = keyOf(maxComponents);
     changed("b: 1\n", longest, "x");
@@ -426,9 +427,9 @@ TEST_F(AiSettingsModule, TheLongestKeyIsReadBackAndALongerOneRefused)
     EXPECT_TRUE(isRefused("b: 1\n", QString(maxComponents, '.')));
 }
 
-TEST_F(AiSettingsModule, AKeyOfMillionsOfFullStopsCostsNoMoreThanItsLength)
+TEST_F(AiSettingsModule, AKeyOfMillionsOfFullStopsIsRefused)
 {
-#ifdef __SANITIZE_ADDRESS__ // it would take half a minute
+#ifdef __SANITIZE_ADDRESS__ // the full length would take half a minute
     const QString key(1000000, '.');
 #else
     const QString key(20000000, '.');

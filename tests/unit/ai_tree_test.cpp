@@ -38,7 +38,7 @@ std::string textAt(const std::string &yaml, const QString &key)
     return halvex::nodeAt(YAML::Load(yaml), key).as<std::string>();
 }
 
-/// A document of @p depth maps one in the other and a scalar in the innermost.
+/// A document of @p depth nested maps, with a scalar in the innermost map.
 YAML::Node nestedMaps(int depth)
 {
     const YAML::Node root(YAML::NodeType::Map);
@@ -70,14 +70,14 @@ TEST(AiTree, AKeyIsComparedAsText)
     EXPECT_THROW(textAt("01: a", "1"), YAML::Exception);
 }
 
-TEST(AiTree, KeysThatAreNoScalarsArePassedBy)
+TEST(AiTree, KeysThatAreNotScalarsAreSkipped)
 {
     EXPECT_EQ(textAt("? [a]\n: 1\n? {a: b}\n: 2\n~: 3\na: 4", "a"), "4");
     EXPECT_THROW(textAt("~: 3", "null"), YAML::Exception);
     EXPECT_THROW(textAt("~: 3", "~"), YAML::Exception);
 }
 
-TEST(AiTree, WhatIsMissingThrowsAndTheTreeDoesNotGrow)
+TEST(AiTree, AMissingNodeThrowsAndIsNotAdded)
 {
     const YAML::Node root = YAML::Load("a: {b: 1}\nc: [x, y]");
     for (const char *key : {"x", "a.x", "a.b.x", "c.0", "c.x", "a.x.y.z", ".", "a."}) {
@@ -111,7 +111,7 @@ TEST(AiTree, AMissingEntryIsAppended)
     EXPECT_EQ(changed("", {"a", "b", "c"}, "2"), "a:\n  b:\n    c: 2");
 }
 
-TEST(AiTree, WhatIsNoMapOnTheWayBecomesOne)
+TEST(AiTree, ANodeOnTheKeysPathBecomesAMap)
 {
     EXPECT_EQ(changed("a: 1", {"a", "b"}, "5"), "a:\n  b: 5");
     EXPECT_EQ(changed("a: [{b: 1}]\nc: 2", {"a", "b"}, "5"), "a:\n  b: 5\nc: 2");
@@ -124,7 +124,7 @@ TEST(AiTree, AnEmptyComponentIsAName)
     EXPECT_EQ(changed("'': 1", {""}, "5"), "\"\": 5");
 }
 
-TEST(AiTree, OfEqualNamesTheFirstIsSet)
+TEST(AiTree, TheFirstOfSeveralEqualNamesIsSet)
 {
     EXPECT_EQ(changed("a: 1\na: 2", {"a"}, "5"), "a: 5\na: 2");
     EXPECT_EQ(changed("a: 1\na: {b: 2}", {"a", "b"}, "5"), "a:\n  b: 5\na:\n  b: 2");
@@ -143,16 +143,17 @@ TEST(AiTree, OtherAliasesOfAChangedEntryKeepTheirValue)
               "a:\n  y: 1\n  z: 2\nb:\n  y: 5\n  z: 2");
 }
 
-TEST(AiTree, ANodeThatContainsItselfCanBeReplacedInside)
+TEST(AiTree, AnEntryOfANodeThatContainsItselfCanBeReplaced)
 {
     EXPECT_EQ(changed("&a {x: *a, y: 1}", {"x"}, "5"), "x: 5\ny: 1");
     EXPECT_EQ(changed("a: &a [1, *a]", {"a"}, "5"), "a: 5");
     EXPECT_EQ(changed("&a {x: *a, y: 1}", {"x", "x"}, "5"), "x:\n  x: 5\n  y: 1\ny: 1");
-    EXPECT_THROW(changed("&a {x: *a, y: *a}", {"x"}, "5"), std::length_error) << "y is left";
+    EXPECT_THROW(changed("&a {x: *a, y: *a}", {"x"}, "5"), std::length_error)
+        << "y still contains the old node";
     EXPECT_EQ(changed("&a {x: *a}", {"x", "x"}, "5"), "x:\n  x: 5");
 }
 
-TEST(AiTree, TheOldTreeStaysAsItIs)
+TEST(AiTree, TheOldTreeStaysUnchanged)
 {
     const YAML::Node old = YAML::Load("a: {b: 1}");
     const YAML::Node result(YAML::NodeType::Map);
@@ -160,7 +161,7 @@ TEST(AiTree, TheOldTreeStaysAsItIs)
     EXPECT_EQ(emitted(old), "a:\n  b: 1");
 }
 
-TEST(AiTree, BooleansComeFirst)
+TEST(AiTree, BooleanWordsAreEmittedAsTrueOrFalse)
 {
     for (const char *text :
          {"true", "True", "TRUE", "yes", "Yes", "YES", "on", "On", "ON", "y", "Y"}) {
@@ -174,7 +175,7 @@ TEST(AiTree, BooleansComeFirst)
     EXPECT_EQ(emitted("a: tRue\nb: oN"), "a: \"tRue\"\nb: \"oN\"");
 }
 
-TEST(AiTree, IntegersComeSecondAndInDecimal)
+TEST(AiTree, IntegersAreEmittedInDecimal)
 {
     EXPECT_EQ(emitted("[1, '1', +1, -1, 0x1F, 010, 2147483647, -2147483648, '7 ']"),
               "- 1\n- 1\n- 1\n- -1\n- 31\n- 8\n- 2147483647\n- -2147483648\n- 7");
@@ -210,7 +211,7 @@ TEST(AiTree, CollectionsAreInBlockStyle)
     EXPECT_EQ(emitted("{}"), "{}");
 }
 
-TEST(AiTree, KeysAreEmittedAsTheTextTheyAre)
+TEST(AiTree, KeysAreEmittedAsText)
 {
     EXPECT_EQ(emitted("z: 1\n1: 1\n'2': 1\ntrue: 1\n'a b': 1\nzwölf: 1"),
               "z: 1\n1: 1\n2: 1\ntrue: 1\na b: 1\nzwölf: 1");
@@ -232,7 +233,7 @@ TEST(AiTree, AKeyThatIsAMapOrASequenceCannotBeEmitted)
     EXPECT_THROW(emitted("a: {? {b: c} : 1}"), YAML::Exception);
 }
 
-TEST(AiTree, WhatContainsItselfCannotBeEmitted)
+TEST(AiTree, ANodeThatContainsItselfCannotBeEmitted)
 {
     EXPECT_THROW(emitted("&a {b: *a}"), std::length_error);
     EXPECT_THROW(emitted("&a [1, *a, *a]"), std::length_error);
@@ -260,7 +261,7 @@ TEST(AiTree, TheDeepestTreeIsReadBackAndADeeperOneIsNotEmitted)
     EXPECT_THROW(emitted(nestedMaps(halvex::maxKeyComponents + 1)), std::length_error);
 }
 
-TEST(AiTree, TheLimitIsTheLibrarysOwn)
+TEST(AiTree, TheDepthLimitIsThatOfTheYamlLibrary)
 {
     const auto nested = [](int depth) {
         std::string yaml;

@@ -30,7 +30,7 @@ constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 constexpr const char *victimPath = "/tmp/victim";
 constexpr const char *asidePath = "/tmp/aside";
 
-/// Puts what is at @p from, if anything is, in the place of what is at @p to.
+/// Renames @p from to @p to, if @p from exists.
 void move(const char *from, const char *to)
 {
     static_cast<void>(std::rename(from, to));
@@ -71,7 +71,7 @@ TEST_F(AlertExportModule, AMissingDirectoryForTheExportIsAFailure)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(AlertExportModule, ADirectoryThatIsALinkHoldsTheExportToo)
+TEST_F(AlertExportModule, AnExportIsWrittenThroughALinkedDirectory)
 {
     ASSERT_TRUE(QDir().mkpath("/srv/real"));
     ASSERT_TRUE(QFile::link("/srv/real", "/srv/linked"));
@@ -89,20 +89,20 @@ TEST_F(AlertExportModule, PathsMayHoldAnyCharacter)
     EXPECT_EQ(host::readFile("/tmp/Ausgabe (deleted)"), "ä\n");
 }
 
-TEST_F(AlertExportModule, ThePreparedFileIsEmptyAndAppendedTo)
+TEST_F(AlertExportModule, ThePreparedFileIsEmptyAndOpenForAppending)
 {
     host::writeFile(exportPath, "old\n", 0600);
     const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
     ASSERT_TRUE(output.isOpen());
     EXPECT_EQ(host::readFile(exportPath), "");
-    // A front end may write to the file at any time; nothing of either is lost.
+    // A front end may write to the file at any time. Neither its text nor the export may be lost.
     host::writeFile(exportPath, "somebody's\n");
     EXPECT_EQ(write(output.get(), "ours\n", 5), 5);
     EXPECT_EQ(host::readFile(exportPath), "somebody's\nours\n");
     EXPECT_EQ(fcntl(output.get(), F_GETFD), FD_CLOEXEC);
 }
 
-TEST_F(AlertExportModule, AnUnreadableDirectoryEndsTheWalkAtOnceAndWhatWasCopiedStays)
+TEST_F(AlertExportModule, AnUnreadableDirectoryEndsTheWalkButCopiedLogsStay)
 {
     ASSERT_EQ(mkdir("/run/alerts/locked", 0700), 0);
     for (int i = 0; i < 40; ++i) {
@@ -124,7 +124,7 @@ TEST_F(AlertExportModule, AnUnreadableDirectoryEndsTheWalkAtOnceAndWhatWasCopied
         << qPrintable(error);
 }
 
-TEST_F(AlertExportModule, AnUnreadableTreeIsOneMessage)
+TEST_F(AlertExportModule, AnUnreadableTopDirectoryGivesOneError)
 {
     ASSERT_EQ(chmod(alerts, 0700), 0);
     const halvex::FileDescriptor output = halvex::prepareExportFile(exportPath);
@@ -135,7 +135,7 @@ TEST_F(AlertExportModule, AnUnreadableTreeIsOneMessage)
                      "Permission denied [/run/alerts]");
 }
 
-TEST_F(AlertExportModule, ALogThatCannotBeOpenedIsLeftOutInSilence)
+TEST_F(AlertExportModule, ALogThatCannotBeOpenedIsSkippedWithoutAMessage)
 {
     host::writeFile("/run/alerts/a.log", "a\n", 0644);
     host::writeFile("/run/alerts/b.log", "b\n", 0600);
@@ -147,14 +147,15 @@ TEST_F(AlertExportModule, ALogThatCannotBeOpenedIsLeftOutInSilence)
     EXPECT_EQ(error, "");
 }
 
-/// Holds a lease on a file until its end of life: to open the file means to wait for us.
+/// Holds a lease on a file during its lifetime: opening the file blocks until the lease is
+/// released.
 class Lease
 {
 public:
     Lease(const char *path, int type)
         : file(open(path, (type == F_RDLCK ? O_RDONLY : O_RDWR) | O_CREAT | O_CLOEXEC, 0600))
     {
-        // The request to let go is a signal that would end us.
+        // The kernel requests the release of the lease by a signal, which would end this process.
         static_cast<void>(signal(SIGIO, SIG_IGN));
         taken = fcntl(file.get(), F_SETLEASE, type) == 0;
     }
@@ -165,7 +166,7 @@ private:
     halvex::FileDescriptor file;
 };
 
-TEST_F(AlertExportModule, ALogOnWhichSomebodyHoldsALeaseIsLeftOutInSilence)
+TEST_F(AlertExportModule, ALogUnderALeaseIsSkippedWithoutAMessage)
 {
     host::writeFile("/run/alerts/a.log", "a\n");
     host::writeFile("/run/alerts/b.log", "b\n");
@@ -208,7 +209,7 @@ TEST_F(AlertExportModule, AFullDiskIsAnError)
                             "[/tmp/halvex_alerts.log]");
 }
 
-/// Logs of sizes around those from which the copying changes its way.
+/// Exports logs of sizes around those at which the copying method changes.
 void expectExportsOfAllSizes(halvex::ExpendableWorker &worker, const char *path)
 {
     constexpr int block = 1 << 17;
@@ -227,20 +228,20 @@ void expectExportsOfAllSizes(halvex::ExpendableWorker &worker, const char *path)
     }
 }
 
-TEST_F(AlertExportModule, SizesDoNotShow)
+TEST_F(AlertExportModule, LogsOfAllSizesAreCopied)
 {
     expectExportsOfAllSizes(worker, "/run/export.log");
 }
 
-TEST_F(AlertExportModule, SizesDoNotShowOnAnotherFileSystem)
+TEST_F(AlertExportModule, LogsOfAllSizesAreCopiedToAnotherFileSystem)
 {
-    // The kernel does not copy between these two by itself.
+    // The kernel has no direct way to copy between these two file systems.
     ASSERT_TRUE(QDir().mkpath("/srv/other"));
     ASSERT_EQ(host::run({"mount", "-t", "ramfs", "ramfs", "/srv/other"}).exitCode, 0);
     expectExportsOfAllSizes(worker, "/srv/other/export.log");
 }
 
-TEST_F(AlertExportModule, ALongLogIsAppendedToWhatOthersWriteToo)
+TEST_F(AlertExportModule, ALongLogIsAppendedToTextOfOthers)
 {
     const QByteArray bytes = QByteArray(1 << 20, 'x') + '\n';
     host::writeFile("/run/alerts/a.log", bytes);
@@ -269,7 +270,7 @@ TEST_F(AlertExportModule, MemoryGrowsNeitherWithALinesLengthNorWithTheNumberOfLo
     EXPECT_EQ(status.st_size, lineLength + 1 + 2L * logs);
 }
 
-/// Somebody who changes what stands at a path, again and again, while the daemon works on it.
+/// A thread that changes what is at a path, again and again, while the daemon works on it.
 class Swapper
 {
 public:
@@ -295,7 +296,7 @@ private:
     std::thread thread;
 };
 
-/// Exports while the name is being swapped, and holds that root's file never suffered from it.
+/// Exports while the export path is being swapped, and expects that root's file never changes.
 class SwappedExport : public AlertExportModule
 {
 protected:
@@ -309,7 +310,7 @@ protected:
 
     void exportWhile(std::function<void()> swap, int rounds = 50000)
     {
-#ifdef __SANITIZE_ADDRESS__ // looks for other mistakes than these moments
+#ifdef __SANITIZE_ADDRESS__ // fewer rounds are enough for memory errors
         rounds /= 10;
 #endif
         const Swapper swapper(std::move(swap));
@@ -327,7 +328,7 @@ protected:
     void TearDown() override
     {
         EXPECT_EQ(host::readFile(victimPath), "precious\n");
-        // Otherwise nothing was swapped in time, or nothing ever worked.
+        // If a count is 0, either no swap came in time or no export ever succeeded.
         EXPECT_GT(exported, 0);
         EXPECT_GT(refused, 0);
     }
@@ -336,9 +337,9 @@ protected:
     int refused = 0;
 };
 
-TEST_F(SwappedExport, AHardLinkThatIsMadeAndRemoved)
+TEST_F(SwappedExport, ChangesNoFileThroughAHardLinkThatIsMadeAndRemoved)
 {
-    // The moment in which the one link that is left is not this one comes seldom.
+    // The critical moment is rare: the opened file has one link left, but not at this path.
     exportWhile(
         [] {
             static_cast<void>(link(victimPath, exportPath));
@@ -347,7 +348,7 @@ TEST_F(SwappedExport, AHardLinkThatIsMadeAndRemoved)
         400000);
 }
 
-TEST_F(SwappedExport, AHardLinkThatIsReplacedByAPlainFile)
+TEST_F(SwappedExport, ChangesNoFileThroughAHardLinkThatIsReplacedByAPlainFile)
 {
     exportWhile([] {
         static_cast<void>(link(victimPath, asidePath));
@@ -357,7 +358,7 @@ TEST_F(SwappedExport, AHardLinkThatIsReplacedByAPlainFile)
     });
 }
 
-TEST_F(SwappedExport, AHardLinkThatIsRenamedAwayAndBack)
+TEST_F(SwappedExport, ChangesNoFileThroughAHardLinkThatIsRenamedAwayAndBack)
 {
     ASSERT_EQ(link(victimPath, exportPath), 0);
     exportWhile([] {
@@ -367,7 +368,7 @@ TEST_F(SwappedExport, AHardLinkThatIsRenamedAwayAndBack)
     });
 }
 
-TEST_F(SwappedExport, ASymbolicLinkInPlaceOfAPlainFile)
+TEST_F(SwappedExport, ChangesNoFileThroughASymbolicLinkInPlaceOfAPlainFile)
 {
     exportWhile([] {
         static_cast<void>(symlink(victimPath, asidePath));
@@ -377,7 +378,7 @@ TEST_F(SwappedExport, ASymbolicLinkInPlaceOfAPlainFile)
     });
 }
 
-TEST_F(SwappedExport, APipeInPlaceOfAPlainFile)
+TEST_F(SwappedExport, IsNotBlockedByAFifoInPlaceOfAPlainFile)
 {
     exportWhile([] {
         static_cast<void>(mkfifo(asidePath, 0600));
@@ -387,7 +388,7 @@ TEST_F(SwappedExport, APipeInPlaceOfAPlainFile)
     });
 }
 
-TEST_F(SwappedExport, ALeaseThatIsTakenAgainAndAgain)
+TEST_F(SwappedExport, IsNotBlockedByALeaseThatIsTakenAgainAndAgain)
 {
     exportWhile([] {
         unlink(exportPath);
@@ -395,7 +396,7 @@ TEST_F(SwappedExport, ALeaseThatIsTakenAgainAndAgain)
     });
 }
 
-TEST_F(AlertExportModule, ALogThatIsCutShortMeanwhileStillEndsItsLastLine)
+TEST_F(AlertExportModule, ALogTruncatedDuringTheExportStillEndsWithALineFeed)
 {
     constexpr const char *logPath = "/run/alerts/a.log";
     host::writeFile(logPath, QByteArray(1 << 20, 'x'));
@@ -409,7 +410,7 @@ TEST_F(AlertExportModule, ALogThatIsCutShortMeanwhileStillEndsItsLastLine)
     }
 }
 
-TEST_F(AlertExportModule, ALogThatTurnsIntoAPipeIsNotWaitedFor)
+TEST_F(AlertExportModule, ALogReplacedByAFifoIsNotWaitedFor)
 {
     constexpr const char *logPath = "/run/alerts/a.log";
     constexpr const char *spare = "/run/spare";

@@ -34,7 +34,7 @@ protected:
         return timeout;
     }
 
-    /// What a file that holds @p content becomes when @p value is written.
+    /// The content of a file with @p content after @p value has been written.
     static QByteArray rewritten(const QByteArray &content, const QString &value)
     {
         host::writeFile(path, content);
@@ -52,7 +52,7 @@ TEST_F(BlockTime, TheFirstTimeoutLineCounts)
     EXPECT_EQ(timeoutIn(" TIMEOUT=5\ntimeout=6\nTIMEOUT=7"), 7);
 }
 
-TEST_F(BlockTime, WithoutATimeoutLineItIsZero)
+TEST_F(BlockTime, WithoutATimeoutLineTheTimeoutIsZero)
 {
     EXPECT_EQ(timeoutIn("# nothing\n"), 0);
     EXPECT_EQ(timeoutIn(""), 0);
@@ -112,7 +112,7 @@ TEST_F(BlockTime, AFileWithoutATimeoutLineIsRewrittenUnchanged)
     EXPECT_EQ(rewritten("\n", "900s"), "\n");
 }
 
-TEST_F(BlockTime, TheLastLineGetsItsLineFeed)
+TEST_F(BlockTime, AMissingLastLineFeedIsAdded)
 {
     EXPECT_EQ(rewritten("a\nTIMEOUT=", "900s"), "a\nTIMEOUT=\"timeout 900s\"\n");
     EXPECT_EQ(rewritten("a", "900s"), "a\n");
@@ -155,10 +155,10 @@ TEST_F(BlockTime, AFileThatCannotBeWrittenFails)
     EXPECT_EQ(host::readFile(path), "TIMEOUT=\n");
 }
 
-TEST_F(BlockTime, AFileThatFailsWhileItIsReadIsNeitherReadNorRewritten)
+TEST_F(BlockTime, AFileWithAReadErrorIsNeitherReadNorRewritten)
 {
     ASSERT_TRUE(QDir().mkpath(QFileInfo(path).path()));
-    ASSERT_EQ(symlink("/proc/self/mem", path), 0); // opens, and then fails at its first byte
+    ASSERT_EQ(symlink("/proc/self/mem", path), 0); // opens, but its first byte is unreadable
     int timeout = 12345;
     EXPECT_EQ(halvex::readBlockTimeout(path, timeout), -1);
     EXPECT_EQ(timeout, 12345);
@@ -185,7 +185,7 @@ TEST_F(BlockTime, AFileBeyondTheLimitIsNeitherReadNorRewritten)
     EXPECT_EQ(QFileInfo(path).size(), size);
 }
 
-TEST_F(BlockTime, AFailureHalfWayIsNotNoticed)
+TEST_F(BlockTime, AWriteErrorAfterSomeBytesIsNotReported)
 {
     const QByteArray text(100000, 'x');
     const FileSizeLimit limit(60000);
@@ -193,7 +193,7 @@ TEST_F(BlockTime, AFailureHalfWayIsNotNoticed)
               ("# first\nTIMEOUT=\"timeout " + text).left(60000));
 }
 
-TEST_F(BlockTime, ADiskWithoutRoomForAByteIsNotNoticed)
+TEST_F(BlockTime, AFullDiskIsNotReported)
 {
     host::writeFile(path, "TIMEOUT=\n");
     const FileSizeLimit limit(0);

@@ -22,7 +22,7 @@ TEST(BlockTimeText, ATimeoutLineBeginsInItsFirstColumnAndInCapitals)
     EXPECT_FALSE(isTimeoutLine(""));
 }
 
-TEST(BlockTimeText, TheCountIsAllDigitsOfTheValue)
+TEST(BlockTimeText, TheCountConsistsOfAllDigitsOfTheValue)
 {
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=\"timeout 600s\""), 600);
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=600"), 600);
@@ -31,19 +31,19 @@ TEST(BlockTimeText, TheCountIsAllDigitsOfTheValue)
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=000000000000000600"), 600);
 }
 
-TEST(BlockTimeText, AMinusSignIsNoDigit)
+TEST(BlockTimeText, AMinusSignIsIgnored)
 {
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=-1"), 1);
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=\"timeout -600s\""), 600);
 }
 
-TEST(BlockTimeText, TheValueBeginsBehindTheFirstEqualsSign)
+TEST(BlockTimeText, TheValueBeginsAfterTheFirstEqualsSign)
 {
     EXPECT_EQ(parseTimeoutValue("A1=2=3"), 23);
     EXPECT_EQ(parseTimeoutValue("=7"), 7);
 }
 
-TEST(BlockTimeText, AnEmptyValueIsToldFromAnUnparsableOne)
+TEST(BlockTimeText, EmptyAndUnparsableValuesHaveDifferentResults)
 {
     EXPECT_EQ(parseTimeoutValue("TIMEOUT="), -2);
     EXPECT_EQ(parseTimeoutValue("TIMEOUT= \t\v\f\r\n"), -2);
@@ -54,7 +54,7 @@ TEST(BlockTimeText, AnEmptyValueIsToldFromAnUnparsableOne)
     EXPECT_EQ(parseTimeoutValue(""), -1);
 }
 
-TEST(BlockTimeText, TheCountHas32Bits)
+TEST(BlockTimeText, ACountBeyond32BitsIsUnparsable)
 {
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=2147483647"), 2147483647);
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=2147483648"), -1);
@@ -79,7 +79,7 @@ TEST(BlockTimeText, ACanonicalLineGetsTheValueWithoutItsLastCharacter)
               "TIMEOUT=\"timeout a %1 \\1 bs\"");
 }
 
-TEST(BlockTimeText, TheLastCharacterIsAUtf16Unit)
+TEST(BlockTimeText, TheRemovedLastCharacterIsOneUtf16Unit)
 {
     EXPECT_EQ(rewriteTimeoutLine("TIMEOUT=\"timeout 600s\"", "9😀"),
               QString("TIMEOUT=\"timeout 9") + QChar(0xd83d) + "s\"");
@@ -104,7 +104,7 @@ TEST(BlockTimeText, MinusOneEmptiesAnyValue)
     EXPECT_EQ(rewriteTimeoutLine("TIMEOUT=", "-1"), "TIMEOUT=");
 }
 
-TEST(BlockTimeText, AnEmptyValueIsFilledWithTheWholeNewOne)
+TEST(BlockTimeText, AnEmptyValueIsReplacedByTheWholeNewValue)
 {
     EXPECT_EQ(rewriteTimeoutLine("TIMEOUT=", "600s"), "TIMEOUT=\"timeout 600s\"");
     EXPECT_EQ(rewriteTimeoutLine("TIMEOUT=", "900"), "TIMEOUT=\"timeout 900\"");
@@ -113,7 +113,7 @@ TEST(BlockTimeText, AnEmptyValueIsFilledWithTheWholeNewOne)
     EXPECT_EQ(rewriteTimeoutLine("TIMEOUT=", "%1 %2"), "TIMEOUT=\"timeout %1 %2\"");
 }
 
-TEST(BlockTimeText, AnotherFormStaysAsItIs)
+TEST(BlockTimeText, ALineOfAnotherFormStaysUnchanged)
 {
     for (const QString line :
          {"TIMEOUT=600", "TIMEOUT='timeout 600s'", "TIMEOUT=\"timeout 600\"",

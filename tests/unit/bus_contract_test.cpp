@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the daemon's classes look like to Qt. The bus contract as front ends see it is tested on the
-// bus.
+// Tests the Qt meta-objects of the daemon's classes. The tests in tests/bus cover the bus interface
+// that front ends see.
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
 #include "security/secure_caller_checker.h"
@@ -73,7 +73,7 @@ TEST(BusContract, TheAdapterDeclaresItsSignalsAndSlotsInAlphabeticalOrder)
                            "slot public int setServiceStatus(QString,int,int)"}));
 }
 
-TEST(BusContract, TheAdapterCarriesTheDoubledInterfaceNameAndTheIntrospectionTextAlone)
+TEST(BusContract, TheAdapterDeclaresOnlyTheInterfaceNameAndTheIntrospection)
 {
     const QMetaObject &adapter = halvexDesktopDaemonAdapter::staticMetaObject;
     ASSERT_EQ(adapter.classInfoCount() - adapter.classInfoOffset(), 2);
@@ -83,7 +83,7 @@ TEST(BusContract, TheAdapterCarriesTheDoubledInterfaceNameAndTheIntrospectionTex
     EXPECT_STREQ(adapter.classInfo(adapter.classInfoOffset() + 1).name(), "D-Bus Introspection");
 }
 
-TEST(BusContract, TheCheckerDeclaresNothingOfItsOwn)
+TEST(BusContract, TheCheckerDeclaresNoMethodOrProperty)
 {
     const QMetaObject &checker = SecureCallerChecker::staticMetaObject;
     EXPECT_STREQ(checker.className(), "SecureCallerChecker");
@@ -109,7 +109,7 @@ TEST_F(ServiceObject, ACallThatDoesNotComeOverTheBusIsRefused)
                                            "warning: Not a DBus call"}));
 }
 
-TEST_F(ServiceObject, TheAdapterForwardsTheStatusAndLeavesOutValuesAlone)
+TEST_F(ServiceObject, TheAdapterForwardsTheStatusAndDoesNotChangeOutValues)
 {
     halvexDesktopDaemonService service;
     halvexDesktopDaemonAdapter adapter(&service);
@@ -143,7 +143,7 @@ TEST_F(ServiceObject, OnAServerTheAiSettingsAreTheDgaDetectors)
     EXPECT_EQ(service.aiConfigPath(), "/opt/norva-ai-dga-detect/config.yaml");
 }
 
-TEST_F(ServiceObject, TheEditionIsAskedForOnce)
+TEST_F(ServiceObject, TheEditionIsDeterminedOnlyOnce)
 {
     host::writeFile("/etc/os-release", "ID=norva\n");
     const halvexDesktopDaemonService service;

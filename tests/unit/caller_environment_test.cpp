@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Is a caller whose environment is @p block refused for a name?
+/// Whether the environment @p block contains a forbidden name.
 bool isForbidden(const QByteArray &block)
 {
     return halvex::holdsForbiddenName(
@@ -30,7 +30,7 @@ TEST(CallerEnvironment, AnEmptyEnvironmentIsOneEmptyEntry)
     EXPECT_FALSE(isForbidden({}));
 }
 
-TEST(CallerEnvironment, EachForbiddenNameRefusesWithAndWithoutAValue)
+TEST(CallerEnvironment, EachForbiddenNameIsFoundWithAndWithoutAValue)
 {
     for (const char *name : {"LD_PRELOAD", "LD_LIBRARY_PATH", "LD_AUDIT", "BASH_ENV", "ENV",
                              "PYTHONPATH", "PERL5OPT"}) {
@@ -40,7 +40,7 @@ TEST(CallerEnvironment, EachForbiddenNameRefusesWithAndWithoutAValue)
     }
 }
 
-TEST(CallerEnvironment, NearMissesDoNotRefuse)
+TEST(CallerEnvironment, SimilarNamesAreNotForbidden)
 {
     for (const char *entry :
          {"LD_PRELOADX=1", "XLD_PRELOAD=1", "ld_preload=1", "LD_PRELOAD =1", " LD_PRELOAD=1",
@@ -50,13 +50,13 @@ TEST(CallerEnvironment, NearMissesDoNotRefuse)
     }
 }
 
-TEST(CallerEnvironment, ALineFeedInAValueBeginsAnEntry)
+TEST(CallerEnvironment, ALineFeedInAValueBeginsANewEntry)
 {
     EXPECT_TRUE(isForbidden("PS1=hello\nENV=/tmp/x"));
     EXPECT_FALSE(isForbidden("PS1=hello\n ENV=/tmp/x"));
 }
 
-TEST(CallerEnvironment, AByteOrderMarkHidesNoName)
+TEST(CallerEnvironment, AByteOrderMarkDoesNotHideALaterName)
 {
     for (const QByteArray &mark :
          {block("\xff\xfe", 2), block("\xfe\xff", 2), block("\xff\xfe\0\0", 4),
@@ -65,12 +65,12 @@ TEST(CallerEnvironment, AByteOrderMarkHidesNoName)
     }
 }
 
-TEST(CallerEnvironment, AByteOrderMarkIsPartOfItsName)
+TEST(CallerEnvironment, AByteOrderMarkIsPartOfTheNameAfterIt)
 {
     EXPECT_FALSE(isForbidden("\xef\xbb\xbfLD_PRELOAD=x"));
 }
 
-TEST(CallerEnvironment, ABrokenCharacterSwallowsNoSeparator)
+TEST(CallerEnvironment, ABrokenCharacterDoesNotHideASeparator)
 {
     for (const char *broken :
          {"\xc3", "\xe2\x82", "\xf0\x9f\x98", "\x80", "\xff", "\xed\xa0\x80"}) {

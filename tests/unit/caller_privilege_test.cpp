@@ -32,7 +32,7 @@ protected:
         host::writeScript("/usr/sbin/getstatus", body + "\n");
     }
 
-    /// What @p operation prints to standard output.
+    /// The text that @p operation prints to standard output.
     template <typename Operation>
     static std::string printedBy(Operation operation)
     {
@@ -55,22 +55,22 @@ TEST_F(CallerPrivilege, RootIsAnAdministratorWithoutAnyLookup)
     EXPECT_EQ(printedBy([] { EXPECT_TRUE(isAdminUid(0)); }), "");
 }
 
-TEST_F(CallerPrivilege, AMemberOfWheelIsAnAdministratorAndIsNamed)
+TEST_F(CallerPrivilege, AMemberOfWheelIsAnAdministratorAndIsPrinted)
 {
     EXPECT_EQ(printedBy([] { EXPECT_TRUE(isAdminUid(2001)); }), "anna is sudo group\n");
 }
 
-TEST_F(CallerPrivilege, AnOrdinaryUserIsNone)
+TEST_F(CallerPrivilege, AnOrdinaryUserIsNoAdministrator)
 {
     EXPECT_EQ(printedBy([] { EXPECT_FALSE(isAdminUid(2002)); }), "");
 }
 
-TEST_F(CallerPrivilege, AMemberByPrimaryGroupOnlyIsNone)
+TEST_F(CallerPrivilege, AWheelMemberByPrimaryGroupOnlyIsNoAdministrator)
 {
     EXPECT_EQ(printedBy([] { EXPECT_FALSE(isAdminUid(2003)); }), "");
 }
 
-TEST_F(CallerPrivilege, NamesAreComparedWhole)
+TEST_F(CallerPrivilege, NamesOfMembersAreComparedAsAWhole)
 {
     EXPECT_EQ(isWheelMember("ann"), 0);
     EXPECT_EQ(isWheelMember("annab"), 0);
@@ -85,7 +85,7 @@ TEST_F(CallerPrivilege, AnEmptyGroupHasNoMembers)
     EXPECT_EQ(isWheelMember("anna"), 0);
 }
 
-TEST_F(CallerPrivilege, AUserWithoutAnAccountIsNamedAndIsNone)
+TEST_F(CallerPrivilege, AUserWithoutAnAccountIsPrintedAndIsNoAdministrator)
 {
     const std::string printed = printedBy([] {
         EXPECT_EQ(isWheelMemberByUid(2999), -1);
@@ -95,7 +95,7 @@ TEST_F(CallerPrivilege, AUserWithoutAnAccountIsNamedAndIsNone)
                        "Failed to get passwd struct for 2999: Success\n");
 }
 
-TEST_F(CallerPrivilege, AHostWithoutTheGroupSaysSo)
+TEST_F(CallerPrivilege, AMissingGroupWheelIsPrintedAndMakesNoAdministrator)
 {
     host::writeFile("/etc/group", "root:x:0:\n");
     const std::string printed = printedBy([] {
@@ -106,7 +106,7 @@ TEST_F(CallerPrivilege, AHostWithoutTheGroupSaysSo)
                        "Failed to get group for wheel: Success\n");
 }
 
-TEST_F(CallerPrivilege, TheThreeAdminModeIsReadAfreshEachTime)
+TEST_F(CallerPrivilege, TheThreeAdminModeIsReadAgainForEachCheck)
 {
     EXPECT_FALSE(halvex::isThreeAdminMode());
     setStatusTool("echo Kernel : ok; echo 'THREE ADMIN : ON'");
@@ -117,7 +117,7 @@ TEST_F(CallerPrivilege, TheThreeAdminModeIsReadAfreshEachTime)
     EXPECT_FALSE(halvex::isThreeAdminMode());
 }
 
-TEST_F(CallerPrivilege, TheDaemonsOwnRootIsAnAdministratorInEitherMode)
+TEST_F(CallerPrivilege, ADaemonThatRootRunsIsAnAdministratorInBothModes)
 {
     EXPECT_FALSE(halvex::selfIsAdmin);
     halvex::checkSelfPrivilege();
@@ -129,7 +129,7 @@ TEST_F(CallerPrivilege, TheDaemonsOwnRootIsAnAdministratorInEitherMode)
     EXPECT_TRUE(halvex::selfIsAdmin);
 }
 
-TEST_F(CallerPrivilege, WithSeparatedRolesOnlyRootIsTheDaemonsOwnAdministrator)
+TEST_F(CallerPrivilege, WithSeparatedRolesADaemonThatRootDoesNotRunIsNoAdministrator)
 {
     setStatusTool("echo three admin: on");
     for (const uid_t uid : {2001U, 600U}) {

@@ -69,18 +69,18 @@ TEST_F(EventCounter, TheTextBetweenTheQuotesIsUnchanged)
     EXPECT_EQ(totalIn("events_processed='zw\xc3\xb6lf \xf0\x9f\x98\x80'\n"), "zwölf 😀");
 }
 
-TEST_F(EventCounter, TheKeyMayBePartOfALongerOne)
+TEST_F(EventCounter, TheKeyMayBePartOfALongerKey)
 {
     EXPECT_EQ(totalIn("total_events_processed_today = '7' ='8'\n"), "8");
 }
 
-TEST_F(EventCounter, AnAssignmentBeforeTheKeyDoesNotCount)
+TEST_F(EventCounter, AnAssignmentBeforeTheKeyIsIgnored)
 {
     EXPECT_EQ(totalIn("a='1' events_processed b='2'\n"), "2");
     EXPECT_EQ(totalIn("a='1' events_processed\n"), "");
 }
 
-TEST_F(EventCounter, ACarriageReturnEndsNoLine)
+TEST_F(EventCounter, ACarriageReturnDoesNotEndALine)
 {
     EXPECT_EQ(totalIn("events_processed='1\r2'\r\n"), "1\r2");
 }
@@ -95,7 +95,7 @@ TEST_F(EventCounter, AnEmptyFileHasAnEmptyTotal)
     EXPECT_EQ(totalIn(""), "");
 }
 
-TEST_F(EventCounter, ALongLineIsReadWhole)
+TEST_F(EventCounter, ALongLineIsReadCompletely)
 {
     EXPECT_EQ(totalIn(QByteArray(1 << 20, 'x') + "events_processed='4'"), "4");
 }
@@ -123,7 +123,7 @@ TEST_F(EventCounter, ADirectoryInTheFilesPlaceCannotBeOpened)
     EXPECT_EQ(count, "untouched");
 }
 
-TEST_F(EventCounter, AByteOrderMarkIsPartOfTheTextWhereverItStands)
+TEST_F(EventCounter, AByteOrderMarkAnywhereIsPartOfTheTotal)
 {
     EXPECT_EQ(totalIn("events_processed='\xef\xbb\xbf\xef\xbb\xbf'\n"),
               QString(2, QChar::ByteOrderMark));

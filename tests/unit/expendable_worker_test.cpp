@@ -21,11 +21,12 @@ using halvex::ExpendableWorker;
 using halvex::JobControl;
 using std::chrono::milliseconds;
 
-/// Long enough for a job that ends, however slow the machine is.
+/// Long enough for a job that ends, even on a slow machine.
 constexpr milliseconds ample(60000);
-/// Short enough to wait for.
+/// Short enough for the test to wait for a time-out.
 constexpr milliseconds brief(50);
-/// Long enough for a job that only has to say something first, as far as that can be waited for.
+/// Long enough for a job to set its patience or interim result before it hangs, yet short enough
+/// for the test to wait for.
 constexpr milliseconds timeToSayIt(2000);
 
 std::string reverse(const std::string &input, const JobControl & /*control*/)
@@ -50,8 +51,8 @@ pid_t processOf(ExpendableWorker &worker)
     return std::stoi(worker.run(processId, "", ample).value_or("0"));
 }
 
-/// Tells whether the process @p pid exists and is no zombie. One that is not there any more has
-/// closed its files; its program is gone earlier.
+/// Tells whether the process @p pid exists and is not a zombie. A process that has ended has also
+/// closed its files; /proc/PID/exe already vanishes before that.
 bool lives(pid_t pid)
 {
     std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
@@ -84,7 +85,7 @@ TEST(ExpendableWorker, IsOneProcessForManyJobs)
     EXPECT_EQ(processOf(worker), process);
 }
 
-TEST(ExpendableWorker, IsGivenUpWhenAJobHangsAndReplacedForTheNext)
+TEST(ExpendableWorker, IsKilledWhenAJobHangsAndReplacedForTheNextJob)
 {
     ExpendableWorker worker("halvex-test");
     const pid_t process = processOf(worker);
@@ -101,7 +102,7 @@ TEST(ExpendableWorker, LeavesNoZombiesBehind)
     for (int i = 0; i < 200; ++i) {
         EXPECT_EQ(worker.run(hang, "", milliseconds(1)), std::nullopt);
     }
-    // The one that was killed last may not have exited yet.
+    // The worker that was killed last may not have exited yet.
     const pid_t process = processOf(worker);
     EXPECT_TRUE(waitFor(
         [&worker, process] { return worker.run(hang, "", milliseconds(1)) || !lives(process); }));
@@ -132,7 +133,7 @@ TEST(ExpendableWorker, WaitsForAsLongAsTheJobSays)
     EXPECT_EQ(worker.run(hurried, "", ample), std::nullopt);
 }
 
-TEST(ExpendableWorker, ReturnsTheInterimResultOfAJobThatIsGivenUp)
+TEST(ExpendableWorker, ReturnsTheInterimResultOfAJobThatTimesOut)
 {
     ExpendableWorker worker("halvex-test");
     const auto half = [](const std::string &, const JobControl &control) -> std::string {
@@ -146,7 +147,7 @@ TEST(ExpendableWorker, ReturnsTheInterimResultOfAJobThatIsGivenUp)
         return "whole";
     };
     EXPECT_EQ(worker.run(whole, "", ample), "whole");
-    EXPECT_EQ(worker.run(hang, "", brief), std::nullopt) << "an earlier job's does not count";
+    EXPECT_EQ(worker.run(hang, "", brief), std::nullopt) << "no interim result of an earlier job";
 }
 
 TEST(ExpendableWorker, SurvivesAJobThatCrashesThrowsOrExits)
@@ -164,7 +165,7 @@ TEST(ExpendableWorker, SurvivesAJobThatCrashesThrowsOrExits)
     EXPECT_EQ(worker.run(reverse, "abc", ample), "cba");
 }
 
-TEST(ExpendableWorker, IsReplacedWhenSomebodyHasKilledIt)
+TEST(ExpendableWorker, IsReplacedAfterItHasBeenKilled)
 {
     ExpendableWorker worker("halvex-test");
     const pid_t process = processOf(worker);
@@ -179,7 +180,8 @@ TEST(ExpendableWorker, HoldsNoneOfTheDaemonsFilesOpen)
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const pid_t process = processOf(worker);
-    // The standard streams and its socket; the directory that is read belongs to this process.
+    // Its three standard streams and its socket. The directory that is open for counting belongs to
+    // this process.
     EXPECT_EQ(openFilesOf(process), 4);
     const std::string descriptors = "/proc/" + std::to_string(process) + "/fd/";
     EXPECT_EQ(std::filesystem::read_symlink(descriptors + '0'), "/dev/null");

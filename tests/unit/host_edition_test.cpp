@@ -35,7 +35,7 @@ TEST_F(HostEdition, TheWordServerAnywhereMakesAServer)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(HostEdition, WithoutTheWordItIsNone)
+TEST_F(HostEdition, WithoutTheWordServerItIsNoServer)
 {
     for (const char *text : {"", "PRETTY_NAME=\"Norva Desktop\"\n", "A=SERV\nER=1\n"}) {
         host::writeFile(osRelease, text);
@@ -44,13 +44,13 @@ TEST_F(HostEdition, WithoutTheWordItIsNone)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(HostEdition, WithoutTheFileItIsNoneAndTheFileIsNamed)
+TEST_F(HostEdition, WithoutTheFileItIsNoServerAndAWarningNamesTheFile)
 {
     EXPECT_FALSE(halvex::detectServerEdition());
     EXPECT_EQ(log.messages(), QStringList{"warning: Cannot open /etc/os-release"});
 }
 
-TEST_F(HostEdition, ADirectoryInTheFilesPlaceIsSurvived)
+TEST_F(HostEdition, ADirectoryInTheFilesPlaceIsTreatedAsAnEmptyFile)
 {
     ASSERT_TRUE(QDir().mkpath(osRelease));
     EXPECT_FALSE(halvex::detectServerEdition());
@@ -66,7 +66,7 @@ struct ReleaseIdCase
     int id;
 };
 
-TEST_F(HostEdition, TheReleaseIdIsTheFirstMatchingLines)
+TEST_F(HostEdition, TheReleaseIdIsReadFromTheFirstMatchingLine)
 {
     const ReleaseIdCase cases[] = {
         {"NORVA_RELEASE_ID=\"2403\"\n", true, 2403},
@@ -105,7 +105,7 @@ TEST_F(HostEdition, WithoutTheFileThereIsNoReleaseId)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(HostEdition, ALineOfMegabytesIsSurvived)
+TEST_F(HostEdition, ALineOfMegabytesIsRead)
 {
     host::writeFile(osRelease,
                     "NORVA_RELEASE_ID=" + QByteArray(8 * 1024 * 1024, ' ') + "\"2403\"\nserver");
@@ -115,12 +115,12 @@ TEST_F(HostEdition, ALineOfMegabytesIsSurvived)
     EXPECT_TRUE(halvex::detectServerEdition());
 }
 
-TEST_F(HostEdition, ItsGenerationIsZeroUntilItIsClassified)
+TEST_F(HostEdition, TheGenerationIsZeroUntilItIsClassified)
 {
     EXPECT_EQ(halvex::hostGeneration, 0);
     host::writeFile(buildFile, "Build 20210801\n");
     halvex::classifyHostGeneration();
-    EXPECT_EQ(halvex::hostGeneration, 0) << "a build that leaves it as it was";
+    EXPECT_EQ(halvex::hostGeneration, 0) << "this build does not change it";
 }
 
 class HostGeneration : public HostEdition
@@ -132,8 +132,8 @@ protected:
         halvex::hostGeneration = unset;
     }
 
-    /// The level that a build of @p date on a release @p id is given, in silence; "unset" if it is
-    /// left alone.
+    /// Classifies a build of @p date on the release @p id, expects no output, and returns the
+    /// level. The level is `unset` if it has not been changed.
     static int levelOf(const char *date, int id)
     {
         host::writeFile(osRelease, "NORVA_RELEASE_ID=\"" + QByteArray::number(id) + "\"\n");
@@ -165,7 +165,7 @@ TEST_F(HostGeneration, EachKnownBuildHasItsLevel)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(HostGeneration, AnyOtherBuildLeavesTheLevelAsItWas)
+TEST_F(HostGeneration, AnyOtherBuildLeavesTheLevelUnchanged)
 {
     EXPECT_EQ(levelOf("20210801", 1), unset);
     EXPECT_EQ(levelOf("20201231", 2203), unset);
@@ -175,7 +175,7 @@ TEST_F(HostGeneration, AnyOtherBuildLeavesTheLevelAsItWas)
     EXPECT_EQ(levelOf("20250101", 2403), unset);
 }
 
-TEST_F(HostGeneration, WithoutTheBuildFileItIsZeroAndNothingIsSaid)
+TEST_F(HostGeneration, WithoutTheBuildFileTheLevelIsZeroAndNothingIsPrinted)
 {
     testing::internal::CaptureStdout();
     halvex::classifyHostGeneration();
@@ -183,7 +183,7 @@ TEST_F(HostGeneration, WithoutTheBuildFileItIsZeroAndNothingIsSaid)
     EXPECT_EQ(halvex::hostGeneration, 0);
 }
 
-TEST_F(HostGeneration, WithoutABuildLineItIsZero)
+TEST_F(HostGeneration, WithoutABuildLineTheLevelIsZero)
 {
     for (const char *content : {"", "build 20240315\n", "Build 2024031\n", "Build\n20240315x",
                                 "Build20240315\n", "Build x20240315\n"}) {
@@ -203,7 +203,7 @@ TEST_F(HostGeneration, TheFirstBuildLineCounts)
     EXPECT_EQ(halvex::hostGeneration, 6);
 }
 
-TEST_F(HostGeneration, WithoutAReleaseIdThatIsSaidAndTheDateAloneCounts)
+TEST_F(HostGeneration, WithoutAReleaseIdAMessageIsPrintedAndOnlyTheDateCounts)
 {
     host::writeFile(buildFile, "Build 20260101\n");
     testing::internal::CaptureStdout();

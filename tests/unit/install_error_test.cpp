@@ -27,7 +27,7 @@ TEST(InstallError, AnyOtherCodeIsAnUnknownError)
     }
 }
 
-/// Shows what was looked up.
+/// Translates each text to its context and the text in capitals.
 class ShoutingTranslator : public QTranslator
 {
 public:

@@ -47,7 +47,7 @@ protected:
         return halvex::setInterventionConfig(configPath, blockTimePath, action, field, newValue);
     }
 
-    /// What the intervention file becomes when it holds @p content and is written to.
+    /// The content of an intervention file with @p content after @p newValue has been written.
     static QByteArray changed(const QByteArray &content, const QString &action,
                               const QString &field, const QString &newValue)
     {
@@ -68,7 +68,7 @@ protected:
     QString value;
 };
 
-/// Tells whether setting a field keeps a process of its own busy, and does not end.
+/// Tells whether setting a field keeps a child process busy and never returns.
 bool neverReturns(const QString &action, const QString &field)
 {
     const pid_t child = fork();
@@ -136,7 +136,7 @@ TEST_F(InterventionSettingsModule, AMissingFileFailsAndIsNotMade)
     EXPECT_FALSE(QFile::exists(blockTimePath));
 }
 
-TEST_F(InterventionSettingsModule, InvalidUtf8IsReadAsReplacements)
+TEST_F(InterventionSettingsModule, InvalidUtf8IsReadAsReplacementCharacters)
 {
     host::writeFile(configPath, "action \"block\"\ntimeout = \"a\xff\xc3\"\n");
     EXPECT_EQ(get("block", "timeout"), 0);
@@ -180,14 +180,14 @@ TEST_F(InterventionSettingsModule, AnEmptyValueIsTwoQuotes)
     EXPECT_EQ(value, "");
 }
 
-TEST_F(InterventionSettingsModule, TheFieldMayStandInALaterActionsSection)
+TEST_F(InterventionSettingsModule, AFieldInALaterActionsSectionIsChanged)
 {
     QByteArray expected = original;
     expected.replace("\"hello\"", "\"bye\"");
     EXPECT_EQ(changed(original, "block", "text", "bye"), expected);
 }
 
-TEST_F(InterventionSettingsModule, ANameThatIsPartOfAnotherMatchesIt)
+TEST_F(InterventionSettingsModule, AFieldNameMatchesALongerNameThatContainsIt)
 {
     EXPECT_EQ(changed("action \"a\"\nlong_name = 1\nname = 2\n", "a", "name", "x"),
               "action \"a\"\nlong_name = \"x\"\nname = 2\n");
@@ -199,7 +199,7 @@ TEST_F(InterventionSettingsModule, AnEqualsSignAtTheLinesEndMakesTheNextLineTheV
               "action \"a\"\nname =\n\"x\"\n");
 }
 
-TEST_F(InterventionSettingsModule, TheCharacterBehindTheEqualsSignIsKeptWhateverItIs)
+TEST_F(InterventionSettingsModule, AnyCharacterAfterTheEqualsSignIsKept)
 {
     EXPECT_EQ(changed("action \"a\"\nname =\"1\"\n", "a", "name", "x"),
               "action \"a\"\nname =\"\"x\"\n");
@@ -211,7 +211,7 @@ TEST_F(InterventionSettingsModule, TheCarriageReturnOfTheLineIsReplacedWithTheVa
               "action \"a\"\r\nname = \"x\"\nb = 2\r\n");
 }
 
-TEST_F(InterventionSettingsModule, ACommentedOutFieldAnywhereBehindMovesTheSearchBehindIt)
+TEST_F(InterventionSettingsModule, TheSearchContinuesAfterALaterCommentedOutField)
 {
     EXPECT_EQ(
         changed("action \"a\"\nname = 1\naction \"b\"\n# name = 2\nname = 3\n", "a", "name", "x"),
@@ -224,9 +224,10 @@ TEST_F(InterventionSettingsModule, AFieldOnTheHeadersLineIsFound)
               "action \"a\" name = \"x\"\nname = 2\n");
 }
 
-TEST_F(InterventionSettingsModule, TheHeadersUtf16LengthLetsTheSearchBeginInsideIt)
+TEST_F(InterventionSettingsModule, TheSearchMayBeginInsideAHeaderWithWideCharacters)
 {
-    // The name of five ö ends with what looks like a field: its last five bytes are searched.
+    // The name has five ö and ends with text that looks like a field. Because of the five ö, the
+    // search begins five bytes before the header's end.
     EXPECT_EQ(changed("action \"ööööön =\" \nn = 2\n", "ööööön =", "n", "x"),
               "action \"ööööön =\"\"x\"\nn = 2\n");
 }
@@ -238,7 +239,7 @@ TEST_F(InterventionSettingsModule, TheRestOfTheFileIsKeptByteForByte)
     EXPECT_EQ(changed(before + "n = 1" + after, "a", "n", "x"), before + "n = \"x\"" + after);
 }
 
-TEST_F(InterventionSettingsModule, AnActionWithoutAHeaderFailsAndTheFileStays)
+TEST_F(InterventionSettingsModule, AnActionWithoutAHeaderFailsAndTheFileIsUnchanged)
 {
     host::writeFile(configPath, original);
     EXPECT_EQ(set("log", "timeout", "1"), -1);
@@ -246,14 +247,14 @@ TEST_F(InterventionSettingsModule, AnActionWithoutAHeaderFailsAndTheFileStays)
     EXPECT_EQ(host::readFile(configPath), original);
 }
 
-TEST_F(InterventionSettingsModule, AMissingFieldIsSearchedForWithoutEnd)
+TEST_F(InterventionSettingsModule, SettingAMissingFieldNeverReturns)
 {
     host::writeFile(configPath, original);
     EXPECT_TRUE(neverReturns("warn", "timeout"));
     EXPECT_EQ(host::readFile(configPath), original);
 }
 
-TEST_F(InterventionSettingsModule, AFieldOnALastLineWithoutALineFeedIsSearchedForWithoutEnd)
+TEST_F(InterventionSettingsModule, SettingAFieldInALastLineWithoutALineFeedNeverReturns)
 {
     host::writeFile(configPath, "action \"a\"\nname = 1");
     EXPECT_TRUE(neverReturns("a", "name"));
@@ -276,7 +277,7 @@ TEST_F(InterventionSettingsModule, AFileThatCannotBeWrittenFails)
     EXPECT_EQ(host::readFile(configPath), original);
 }
 
-TEST_F(InterventionSettingsModule, AFailureHalfWayIsNotNoticed)
+TEST_F(InterventionSettingsModule, AWriteErrorAfterSomeBytesIsNotReported)
 {
     const QByteArray text(100000, 'x');
     const FileSizeLimit limit(60000);
@@ -284,7 +285,7 @@ TEST_F(InterventionSettingsModule, AFailureHalfWayIsNotNoticed)
               ("action \"a\"\nname = \"" + text).left(60000));
 }
 
-TEST_F(InterventionSettingsModule, ADiskWithoutRoomForAByteIsNotNoticed)
+TEST_F(InterventionSettingsModule, AFullDiskIsNotReported)
 {
     host::writeFile(configPath, original);
     const FileSizeLimit limit(0);
@@ -292,7 +293,7 @@ TEST_F(InterventionSettingsModule, ADiskWithoutRoomForAByteIsNotNoticed)
     EXPECT_EQ(host::readFile(configPath), "");
 }
 
-TEST_F(InterventionSettingsModule, TheBlockTimeComesInSecondsForEveryAction)
+TEST_F(InterventionSettingsModule, TheBlockTimeIsReadInSecondsForEveryAction)
 {
     host::writeFile(configPath, "action \"block\"\nblockip_timeout = \"1\"\n");
     host::writeFile(blockTimePath, "TIMEOUT=\"timeout 600s\"\n");
@@ -312,7 +313,7 @@ TEST_F(InterventionSettingsModule, AnEmptyBlockTimeIsMinusOne)
     EXPECT_EQ(value, "-1");
 }
 
-TEST_F(InterventionSettingsModule, ABlockTimeOfZeroOrNoneLeavesTheValueAlone)
+TEST_F(InterventionSettingsModule, AZeroOrMissingBlockTimeLeavesTheValueUntouched)
 {
     host::writeFile(blockTimePath, "TIMEOUT=\"timeout 0s\"\n");
     EXPECT_EQ(get("block", "blockip_timeout"), 0);
@@ -331,7 +332,7 @@ TEST_F(InterventionSettingsModule, AnUnparsableBlockTimeFails)
     EXPECT_EQ(value, "untouched");
 }
 
-TEST_F(InterventionSettingsModule, TheBlockTimesNameIsComparedExactly)
+TEST_F(InterventionSettingsModule, TheFieldNameOfTheBlockTimeIsComparedExactly)
 {
     host::writeFile(configPath, "action \"block\"\nBlockip_timeout = \"1\"\n");
     host::writeFile(blockTimePath, "TIMEOUT=\"timeout 600s\"\n");
@@ -350,7 +351,7 @@ TEST_F(InterventionSettingsModule, TheBlockTimeIsWrittenToItsOwnFileOnly)
     EXPECT_EQ(host::readFile(configPath), "action \"block\"\nblockip_timeout = \"1\"\n");
 }
 
-TEST_F(InterventionSettingsModule, ABlockTimeLosesItsLastCharacterOrFillsAnEmptyValueWhole)
+TEST_F(InterventionSettingsModule, AWrittenBlockTimeLosesItsLastCharacterUnlessTheOldValueIsEmpty)
 {
     EXPECT_EQ(changedBlockTime("TIMEOUT=\"timeout 600s\"\n", "900"), "TIMEOUT=\"timeout 90s\"\n");
     EXPECT_EQ(changedBlockTime("TIMEOUT=\"timeout 600s\"\n", "-1"), "TIMEOUT=\n");
@@ -362,7 +363,7 @@ TEST_F(InterventionSettingsModule, ABlockTimeLosesItsLastCharacterOrFillsAnEmpty
     EXPECT_EQ(changedBlockTime("TIMEOUT=\n", "600s"), "TIMEOUT=\"timeout 600s\"\n");
 }
 
-TEST_F(InterventionSettingsModule, ABlockTimeThatCannotBePlacedIsASuccess)
+TEST_F(InterventionSettingsModule, WritingABlockTimeWithoutASuitableLineSucceedsAndChangesNothing)
 {
     EXPECT_EQ(changedBlockTime("TIMEOUT=600\n", "900s"), "TIMEOUT=600\n");
     EXPECT_EQ(changedBlockTime("# nothing\n", "900s"), "# nothing\n");

@@ -32,14 +32,14 @@ QByteArray timeoutOfBlockIn(const QByteArray &content)
     return fieldValueIn(content, "block", "timeout");
 }
 
-/// What the search from the beginning of @p content would replace for the field "timeout".
+/// The part of @p content that setting the field "timeout" would replace, searched from the start.
 QByteArray replaceable(const QByteArray &content)
 {
     const auto span = findFieldValue(content, "timeout", 0);
     return span ? content.mid(span->start, span->end - span->start) : "(nothing)";
 }
 
-TEST(InterventionText, AFieldsValueComesWithoutItsQuotes)
+TEST(InterventionText, AValueIsReadWithoutItsQuotes)
 {
     EXPECT_EQ(timeoutOfBlockIn("action \"block\" {\n  timeout = \"30\"\n}\n"), "30");
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\ntimeout = \"a\" \"b\" \"\"\n"), "a b ");
@@ -72,7 +72,7 @@ TEST(InterventionText, TheHeaderHasTheWholeNameInQuotes)
     EXPECT_EQ(timeoutOfBlockIn("action \"block\ntimeout = 1\n"), "");
 }
 
-TEST(InterventionText, FieldsBeforeTheHeaderDoNotCount)
+TEST(InterventionText, FieldsBeforeTheHeaderAreIgnored)
 {
     EXPECT_EQ(timeoutOfBlockIn("timeout = 1\naction \"block\"\n"), "");
     EXPECT_EQ(timeoutOfBlockIn("timeout = 1\naction \"block\"\ntimeout = 2\n"), "2");
@@ -89,7 +89,7 @@ TEST(InterventionText, AnotherHeaderInACommentDoesNotEndTheSection)
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\n # action \"warn\"\ntimeout = 2\n"), "2");
 }
 
-TEST(InterventionText, AFieldInTheLineOfAnotherHeaderIsStillOfTheSection)
+TEST(InterventionText, AFieldInTheLineOfAnotherHeaderStillBelongsToTheSection)
 {
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\ntimeout = action \"warn\"\n"), "action warn");
 }
@@ -118,14 +118,14 @@ TEST(InterventionText, TheFieldHasABlankOnEachSideOfItsEqualsSign)
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\ntimeout = \n"), "");
 }
 
-TEST(InterventionText, TheValueBeginsTwoCharactersBehindTheFirstEqualsSignOfTheLine)
+TEST(InterventionText, TheValueBeginsTwoCharactersAfterTheFirstEqualsSignOfTheLine)
 {
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\na=bcd timeout = 1\n"), "cd timeout = 1");
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\n= timeout = 1 = 2\n"), "timeout = 1 = 2");
     EXPECT_EQ(fieldValueIn("action \"block\"\n= = \n", "block", "="), "=");
 }
 
-TEST(InterventionText, TrailingWhiteSpaceIsNotOfTheValue)
+TEST(InterventionText, TrailingWhiteSpaceIsNotPartOfTheValue)
 {
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\r\ntimeout = \"30\" \t\r\r\n"), "30");
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\ntimeout =  \t\"30 \"\n"), " \t30 ");
@@ -149,13 +149,13 @@ TEST(InterventionText, WithoutActionOrFieldTheValueIsEmpty)
     EXPECT_EQ(timeoutOfBlockIn("action \"block\"\nother = 1\n"), "");
 }
 
-TEST(InterventionText, ZeroBytesAreOrdinary)
+TEST(InterventionText, NulBytesAreOrdinaryCharacters)
 {
     const QByteArray content("action \"block\"\n\0timeout = a\0b\n", 31);
     EXPECT_EQ(timeoutOfBlockIn(content), QByteArray("a\0b", 3));
 }
 
-TEST(InterventionText, TheSearchForAFieldStartsBehindTheFirstHeader)
+TEST(InterventionText, TheSearchForAFieldStartsAfterTheFirstHeader)
 {
     EXPECT_EQ(fieldSearchStart("action \"block\" {\n", "block"), 14);
     EXPECT_EQ(fieldSearchStart("# action \"block\"\naction \"block\"", "block"), 16);
@@ -163,9 +163,9 @@ TEST(InterventionText, TheSearchForAFieldStartsBehindTheFirstHeader)
     EXPECT_EQ(fieldSearchStart("", "block"), std::nullopt);
 }
 
-TEST(InterventionText, TheNamesUtf16LengthLeavesTheStartInsideTheHeader)
+TEST(InterventionText, WideCharactersInTheNameLeaveTheStartInsideTheHeader)
 {
-    // ö has one unit and two bytes, the emoji two units and four bytes.
+    // ö has one UTF-16 unit and two bytes. The emoji has two units and four bytes.
     EXPECT_EQ(fieldSearchStart("action \"\xc3\xb6\xf0\x9f\x98\x80\"\n", "ö😀"), 12);
 }
 
@@ -196,30 +196,30 @@ TEST(InterventionText, WithoutFieldOrLineFeedNothingIsReplaceable)
     EXPECT_EQ(replaceable(""), "(nothing)");
 }
 
-TEST(InterventionText, TheSearchGoesOnBehindACommentedOutField)
+TEST(InterventionText, TheSearchContinuesAfterACommentedOutField)
 {
     EXPECT_EQ(replaceable("# timeout = 1\ntimeout = 2\n"), "2");
     EXPECT_EQ(replaceable("# timeouts = 1\ntimeout = 2\n"), "2");
     EXPECT_EQ(replaceable("timeout = 1\nx\n# timeout\ntimeout = 3\n"), "3");
     EXPECT_EQ(replaceable("timeout = 1\n# timeout = 2\n"), "(nothing)");
-    // Only the first one is skipped, and only one with exactly one blank.
+    // Only the first comment is skipped, and only if it has exactly one blank.
     EXPECT_EQ(replaceable("# timeout = 1\n# timeout = 2\ntimeout = 3\n"), "2");
     EXPECT_EQ(replaceable("#timeout = 1\n"), "1");
     EXPECT_EQ(replaceable("#  timeout = 1\n"), "1");
 }
 
-TEST(InterventionText, TheSearchKeepsToItsStart)
+TEST(InterventionText, TheSearchIgnoresTextBeforeItsStart)
 {
     const QByteArray content = "timeout = 1\ntimeout = 2\n";
     EXPECT_EQ(findFieldValue(content, "timeout", 1), (halvex::ByteSpan{22, 23}));
     EXPECT_EQ(findFieldValue(content, "timeout", 12), (halvex::ByteSpan{22, 23}));
     EXPECT_EQ(findFieldValue(content, "timeout", 13), std::nullopt);
     EXPECT_EQ(findFieldValue(content, "timeout", content.size()), std::nullopt);
-    // The comment before the start does not count.
+    // A comment that begins before the start is ignored.
     EXPECT_EQ(findFieldValue("# timeout = 1\n", "timeout", 1), (halvex::ByteSpan{12, 13}));
 }
 
-TEST(InterventionText, AFieldNameCountsWithItsBytes)
+TEST(InterventionText, TheLengthOfAFieldNameIsCountedInBytes)
 {
     EXPECT_EQ(findFieldValue("\xf0\x9f\x98\x80 = 1\n", "😀", 0), (halvex::ByteSpan{7, 8}));
     EXPECT_EQ(findFieldValue("# \xf0\x9f\x98\x80\xf0\x9f\x98\x80 = 1\n", "😀", 0),
@@ -233,7 +233,7 @@ TEST(InterventionText, EachWordIsQuoted)
     EXPECT_EQ(quoteValueWords("a\"b\tc\nd"), "\"a\"b\tc\nd\"");
 }
 
-TEST(InterventionText, EachSingleBlankSplits)
+TEST(InterventionText, EachBlankSeparatesTwoWords)
 {
     EXPECT_EQ(quoteValueWords("a  b"), "\"a\" \"\" \"b\"");
     EXPECT_EQ(quoteValueWords(" a"), "\"\" \"a\"");

@@ -33,14 +33,14 @@ std::string repeat(const std::string &input, const JobControl & /*control*/)
     return input;
 }
 
-TEST(LeftBehind, AWorkerIsFoundByItsNameAsLongAsItLives)
+TEST(LeftBehind, AWorkerIsFoundByItsNameWhileItLives)
 {
     {
         ExpendableWorker worker(name);
-        EXPECT_EQ(found(), 0U) << "there is only the template yet";
+        EXPECT_EQ(found(), 0U) << "only the template process exists yet";
         ASSERT_EQ(worker.run(repeat, "abc", std::chrono::minutes(1)), "abc");
         EXPECT_EQ(found(), 1U);
-        EXPECT_EQ(found(name, 0), 0U) << "there is no room for it";
+        EXPECT_EQ(found(name, 0), 0U) << "none may be returned";
         EXPECT_EQ(found("halvex-tes"), 0U);
     }
     EXPECT_TRUE(waitFor([] { return found() == 0; }));
@@ -58,7 +58,7 @@ TEST(LeftBehind, AnotherProgramUnderTheNameIsNotFound)
     program.waitForFinished();
 }
 
-TEST(LeftBehind, ThisProgramUnderTheNameOfAnotherUsersIsNotFound)
+TEST(LeftBehind, AProcessOfAnotherUserUnderTheNameIsNotFound)
 {
     const pid_t process = fork();
     if (process == 0) {

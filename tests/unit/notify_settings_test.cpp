@@ -40,7 +40,7 @@ protected:
     QString fold = "untouched";
 };
 
-TEST_F(NotifySettingsModule, PresentValuesAreReadAndAbsentOnesLeftAlone)
+TEST_F(NotifySettingsModule, PresentValuesAreReadAndMissingOnesStayUntouched)
 {
     host::writeFile(path, original);
     EXPECT_EQ(get(), 0);
@@ -162,7 +162,7 @@ TEST_F(NotifySettingsModule, AFileThatCannotBeWrittenFails)
     EXPECT_EQ(host::readFile(path), original);
 }
 
-TEST_F(NotifySettingsModule, AFailureHalfWayIsReported)
+TEST_F(NotifySettingsModule, AWriteErrorAfterSomeBytesIsReported)
 {
     host::writeFile(path, original);
     const FileSizeLimit limit(16);
@@ -170,7 +170,7 @@ TEST_F(NotifySettingsModule, AFailureHalfWayIsReported)
     EXPECT_EQ(host::readFile(path), "<ossec_config>\n<");
 }
 
-TEST_F(NotifySettingsModule, AFailureHalfWayThroughALongTextIsReported)
+TEST_F(NotifySettingsModule, AWriteErrorWithinALongTextIsReported)
 {
     host::writeFile(path, "<ossec_config><alerts><notify/></alerts></ossec_config>");
     const QByteArray text(100000, 'x');

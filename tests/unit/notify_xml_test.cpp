@@ -12,20 +12,20 @@ QByteArray documentWith(const QByteArray &settings)
     return "<ossec_config><alerts><notify>" + settings + "</notify></alerts></ossec_config>";
 }
 
-/// The one value that stands in the element notify_timeout of @p settings.
+/// The value of the element notify_timeout in @p settings.
 QByteArray timeoutIn(const QByteArray &settings)
 {
     const auto values = halvex::notifyValuesIn(documentWith(settings));
     return values ? (*values)[1] : "(nothing)";
 }
 
-/// What @p xml becomes when the three settings are set to 1, 2 and 3.
+/// The document @p xml after the three settings have been set to 1, 2 and 3.
 QByteArray changed(const QByteArray &xml)
 {
     return halvex::withNotifyValues(xml, {"1", "2", "3"}).value_or("(nothing)");
 }
 
-TEST(NotifyXml, TheThreeValuesAreReadWhateverTheirOrder)
+TEST(NotifyXml, TheThreeValuesAreReadInAnyOrder)
 {
     EXPECT_EQ(halvex::notifyValuesIn(
                   documentWith("<notify_fold>c</notify_fold><notify_timeout>b</notify_timeout>"
@@ -42,7 +42,7 @@ TEST(NotifyXml, AMissingOrEmptyElementHasAnEmptyValue)
     EXPECT_EQ(halvex::notifyValuesIn(documentWith("")), NotifyValues());
 }
 
-TEST(NotifyXml, OfTwoElementsOfOneNameTheFirstCounts)
+TEST(NotifyXml, TheFirstOfTwoElementsWithTheSameNameCounts)
 {
     EXPECT_EQ(timeoutIn("<notify_timeout>1</notify_timeout><notify_timeout>2</notify_timeout>"),
               "1");
@@ -61,7 +61,7 @@ TEST(NotifyXml, BlanksAroundAValueBelongToIt)
     EXPECT_EQ(timeoutIn("<notify_timeout> 30\t</notify_timeout>"), " 30\t");
 }
 
-TEST(NotifyXml, OnlyBlanksAreNoValue)
+TEST(NotifyXml, AValueOfOnlyBlanksIsEmpty)
 {
     EXPECT_EQ(timeoutIn("<notify_timeout>  </notify_timeout>"), "");
 }
@@ -91,7 +91,7 @@ TEST(NotifyXml, InvalidUtf8IsKept)
     EXPECT_EQ(timeoutIn("<notify_timeout>\xff\xc3</notify_timeout>"), "\xff\xc3");
 }
 
-TEST(NotifyXml, WithoutTheContainerThereIsNothing)
+TEST(NotifyXml, WithoutTheContainerNothingIsReadOrWritten)
 {
     for (const char *xml :
          {"<ossec_config/>", "<ossec_config><alerts/></ossec_config>",
@@ -103,7 +103,7 @@ TEST(NotifyXml, WithoutTheContainerThereIsNothing)
     }
 }
 
-TEST(NotifyXml, OnlyTheFirstTopLevelElementIsLookedAt)
+TEST(NotifyXml, OnlyTheFirstTopLevelElementOfThatNameIsUsed)
 {
     const QByteArray second = documentWith("<notify_timeout>2</notify_timeout>");
     EXPECT_EQ(halvex::notifyValuesIn("<ossec_config><alerts/></ossec_config>" + second),
@@ -113,7 +113,7 @@ TEST(NotifyXml, OnlyTheFirstTopLevelElementIsLookedAt)
     EXPECT_EQ(halvex::notifyValuesIn("<other/>" + second), (NotifyValues{"", "2", ""}));
 }
 
-TEST(NotifyXml, AMalformedDocumentGivesNothing)
+TEST(NotifyXml, AMalformedDocumentIsNeitherReadNorWritten)
 {
     for (const char *xml :
          {"", " ", "text", "<ossec_config>", "<a></b>", "<!-- open", "<a b=></a>", "&",
@@ -155,7 +155,7 @@ TEST(NotifyXml, MissingElementsAreAppendedInTheirOrder)
               "</ossec_config>\n");
 }
 
-TEST(NotifyXml, CommentsDeclarationsAndLayoutAreLostAndAllElseIsKept)
+TEST(NotifyXml, CommentsDeclarationsAndLayoutAreLostButTheRestIsKept)
 {
     EXPECT_EQ(changed("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                       "<!DOCTYPE ossec_config>\n"
@@ -235,7 +235,7 @@ TEST(NotifyXml, WritingTheSameValuesAgainChangesNothing)
     EXPECT_EQ(changed(once), once);
 }
 
-TEST(NotifyXml, AHundredThousandElementsOneInTheOtherAreNoDanger)
+TEST(NotifyXml, AHundredThousandNestedElementsDoNoHarm)
 {
     constexpr int depth = 100000;
     const QByteArray nested =

@@ -9,13 +9,15 @@ namespace {
 
 using testing::UnorderedElementsAre;
 
-/// What a rejection's warning says of the allow-list, whose order is the set's own.
+/// The text before the allow-list in a rejection's warning. The order of the list itself is not
+/// fixed.
 constexpr const char *allowedPart = " . Allowed packages are: (";
 
 class PackageList : public testing::Test
 {
 protected:
-    /// Holds the only message against @p invalid, the list of entries as the warning shows it.
+    /// Expects one message: the rejection of @p invalid, the list of entries as the warning shows
+    /// it.
     void expectRejectionOf(const QString &invalid) const
     {
         ASSERT_EQ(log.messages().size(), 1);
@@ -48,7 +50,7 @@ TEST_F(PackageList, AnEmptyListIsRejected)
     EXPECT_EQ(log.messages(), QStringList{"warning: No packages to install"});
 }
 
-TEST_F(PackageList, WhiteSpaceAroundANameDoesNotCount)
+TEST_F(PackageList, WhiteSpaceAroundANameIsIgnored)
 {
     EXPECT_TRUE(halvex::validatePackages({" halvex.net.ai ", "\t\nhalvex-net-ai\r\n"}));
     EXPECT_EQ(log.messages(), QStringList());
@@ -60,7 +62,7 @@ TEST_F(PackageList, ARepeatedNameIsAccepted)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(PackageList, WhatOnlyResemblesANameIsRejected)
+TEST_F(PackageList, SimilarNamesAreRejected)
 {
     for (const char *entry :
          {"Halvex.net.ai", "HALVEX-NET-AI", "/opt/halvex.net.ai.deb", "halvex.net.ai.deb",
@@ -82,7 +84,7 @@ TEST_F(PackageList, EmptyAndBlankEntriesAreRejected)
     expectRejectionOf(R"(("", " "))");
 }
 
-TEST_F(PackageList, OneUnknownEntryRejectsTheListAndAloneIsNamedAsItWasGiven)
+TEST_F(PackageList, OneUnknownEntryRejectsTheListAndOnlyThisEntryIsNamedUntrimmed)
 {
     EXPECT_FALSE(halvex::validatePackages({"halvex-net-ai", "  bash ", "norva.ai.dga.detect"}));
     expectRejectionOf(R"(("  bash "))");

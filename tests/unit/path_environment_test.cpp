@@ -15,7 +15,7 @@ namespace {
 class PathEnvironment : public testing::Test
 {
 protected:
-    /// What the check says of @p path: its verdict and its messages.
+    /// Runs the check with @p path and returns its verdict.
     static bool mustBeReplaced(const QByteArray &path)
     {
         qputenv("PATH", path);
@@ -56,19 +56,19 @@ TEST_F(PathEnvironment, AnEmptyPathIsRefused)
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH环境变量为空"});
 }
 
-TEST_F(PathEnvironment, EmptyItemsContributeNothing)
+TEST_F(PathEnvironment, EmptyItemsAreIgnored)
 {
     EXPECT_FALSE(mustBeReplaced(":/usr/bin::/bin:"));
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(PathEnvironment, OnlySeparatorsLackACoreDirectory)
+TEST_F(PathEnvironment, APathOfOnlySeparatorsIsRefused)
 {
     EXPECT_TRUE(mustBeReplaced(":::"));
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH缺失系统核心目录"});
 }
 
-TEST_F(PathEnvironment, ADotIsRefusedAtItsPlace)
+TEST_F(PathEnvironment, ADotIsRefusedBeforeLaterItemsAreChecked)
 {
     EXPECT_TRUE(mustBeReplaced(".:/missing:/usr/bin"));
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH包含相对路径项 \".\""});
@@ -82,7 +82,7 @@ TEST_F(PathEnvironment, ARelativeItemIsResolvedAgainstTheWorkingDirectory)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(PathEnvironment, AMissingDirectoryGivesTheReasonAndThenTheVerdict)
+TEST_F(PathEnvironment, AMissingDirectoryIsLoggedWithTheReasonAndThenTheVerdict)
 {
     EXPECT_TRUE(mustBeReplaced("/missing:/usr/bin"));
     EXPECT_EQ(
@@ -91,7 +91,7 @@ TEST_F(PathEnvironment, AMissingDirectoryGivesTheReasonAndThenTheVerdict)
                      "warning: [PATH安全警告] 路径无法规范化: \"/missing\""}));
 }
 
-TEST_F(PathEnvironment, EachHighRiskDirectoryIsRefusedWithAllBelowIt)
+TEST_F(PathEnvironment, EachHighRiskDirectoryAndItsSubdirectoriesAreRefused)
 {
     for (const char *path : {"/tmp", "/dev/shm", "/var/tmp", "/tmp/bin", "/dev/shm/a/b"}) {
         ASSERT_TRUE(QDir().mkpath(path));
@@ -104,7 +104,7 @@ TEST_F(PathEnvironment, EachHighRiskDirectoryIsRefusedWithAllBelowIt)
     }
 }
 
-TEST_F(PathEnvironment, ALinkIntoAHighRiskDirectoryIsNamedResolvedAndAsWritten)
+TEST_F(PathEnvironment, ALinkIntoAHighRiskDirectoryIsLoggedResolvedAndAsWritten)
 {
     makeDirectory("/tmp/bin", 0755);
     ASSERT_EQ(symlink("/tmp/bin", "/opt/tools"), 0);
@@ -120,22 +120,22 @@ TEST_F(PathEnvironment, ANameThatOnlyBeginsLikeAHighRiskDirectoryIsAccepted)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(PathEnvironment, AFileIsNoDirectory)
+TEST_F(PathEnvironment, AFileInThePathIsRefused)
 {
     EXPECT_TRUE(mustBeReplaced("/etc/passwd:/usr/bin"));
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH校验] PATH项不是目录: \"/etc/passwd\""});
 }
 
-TEST_F(PathEnvironment, AFileThatEveryoneMayWriteToIsNoDirectoryFirst)
+TEST_F(PathEnvironment, AWorldWritableFileIsRefusedBecauseItIsNoDirectory)
 {
     host::writeFile("/srv/file", "", 0666);
     EXPECT_TRUE(mustBeReplaced("/srv/file:/usr/bin"));
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH校验] PATH项不是目录: \"/srv/file\""});
 }
 
-TEST_F(PathEnvironment, ADirectoryWhoseNameCannotBeSpelledIsNotFound)
+TEST_F(PathEnvironment, ADirectoryWhoseNameIsNotUtf8IsNotFound)
 {
-    // The name is no UTF-8, so that it does not survive being a text.
+    // The name is not UTF-8, so it changes when it is converted to text.
     ASSERT_EQ(mkdir("/srv/\xff", 0755), 0);
     ASSERT_EQ(symlink("/srv/\xff", "/srv/link"), 0);
     EXPECT_TRUE(mustBeReplaced("/srv/link:/usr/bin"));
@@ -153,7 +153,7 @@ TEST_F(PathEnvironment, AWorldWritableDirectoryIsRefused)
               QStringList{"warning: [PATH安全警告] 目录全局可写(world writable): \"/srv/open\""});
 }
 
-TEST_F(PathEnvironment, TheStickyBitExemptsNoWorldWritableDirectory)
+TEST_F(PathEnvironment, AWorldWritableDirectoryWithTheStickyBitIsRefused)
 {
     makeDirectory("/srv/sticky", 01777);
     EXPECT_TRUE(mustBeReplaced("/usr/bin:/srv/sticky"));
@@ -175,7 +175,7 @@ TEST_F(PathEnvironment, ASafePathWithoutACoreDirectoryIsRefused)
 
 TEST_F(PathEnvironment, EachCoreDirectoryIsEnough)
 {
-    // On a host where none of the four is a link to another.
+    // Make all four real directories: on many hosts, /bin and /sbin are links.
     for (const char *name : {"/bin", "/sbin"}) {
         ASSERT_EQ(unlink(name), 0);
         makeDirectory(name, 0755);

@@ -19,7 +19,7 @@ using halvex::openRegularFile;
 
 constexpr const char *path = "/run/file";
 
-/// Expects that what is at the path can be opened neither for reading nor for writing.
+/// Expects that the file at the path can be opened neither for reading nor for writing.
 void expectRefused()
 {
     for (const auto mode : {QIODevice::ReadOnly, QIODevice::WriteOnly}) {
@@ -53,7 +53,7 @@ TEST(RegularFile, ARegularFileIsEmptiedAndWrittenInPlace)
     EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0604");
 }
 
-TEST(RegularFile, ItIsClosedWithTheFileAndOnExecute)
+TEST(RegularFile, TheDescriptorIsClosedWithTheFileAndOnExecute)
 {
     host::writeFile(path, "text");
     for (const auto mode : {QIODevice::ReadOnly, QIODevice::WriteOnly}) {
@@ -113,7 +113,8 @@ TEST(RegularFile, AFileUnderALeaseIsRefusedAtOnce)
     host::writeFile(path, "text");
     const int holder = open(path, O_RDONLY | O_CLOEXEC);
     ASSERT_GE(holder, 0);
-    ASSERT_EQ(fcntl(holder, F_SETSIG, SIGWINCH), 0); // ignored, unlike the signal that is usual
+    // Choose a signal that is ignored: the default one would end this process.
+    ASSERT_EQ(fcntl(holder, F_SETSIG, SIGWINCH), 0);
     ASSERT_EQ(fcntl(holder, F_SETLEASE, F_RDLCK), 0);
     QFile file;
     EXPECT_FALSE(openRegularFile(file, path, QIODevice::WriteOnly));

@@ -33,16 +33,16 @@ TEST(SettingsFile, AnEmptyFileIsRead)
     EXPECT_EQ(halvex::readSettingsFile(path), QByteArray());
 }
 
-TEST(SettingsFile, AMissingFileOrADirectoryIsNot)
+TEST(SettingsFile, AMissingFileOrADirectoryIsNotRead)
 {
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
     ASSERT_TRUE(QDir().mkpath(path));
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
 }
 
-TEST(SettingsFile, AFileThatFailsWhileItIsReadIsNot)
+TEST(SettingsFile, AFileWithAReadErrorIsNotRead)
 {
-    ASSERT_EQ(symlink("/proc/self/mem", path), 0); // opens, and then fails at its first byte
+    ASSERT_EQ(symlink("/proc/self/mem", path), 0); // opens, but its first byte is unreadable
     EXPECT_EQ(halvex::readSettingsFile(path), std::nullopt);
 }
 
@@ -55,7 +55,7 @@ TEST(SettingsFile, AFileAtTheLimitIsRead)
     EXPECT_EQ(content->size(), halvex::maxSettingsFileSize);
 }
 
-TEST(SettingsFile, AFileBeyondTheLimitIsNotReadAndNotMentioned)
+TEST(SettingsFile, AFileBeyondTheLimitIsNotReadAndNotLogged)
 {
     const MessageLog log;
     host::writeFile(path, "");
@@ -73,7 +73,7 @@ TEST(SettingsFile, AFifoIsNeitherReadNorWritten)
     EXPECT_EQ(writeSettingsFile(path, "text"), WriteResult::NotOpened);
 }
 
-TEST(SettingsFile, AllBytesAreWrittenInPlaceOfTheOldOnes)
+TEST(SettingsFile, AllBytesOfTheFileAreReplaced)
 {
     const std::string_view bytes("a\r\n\0\xff\n", 6);
     host::writeFile(path, "much longer than that", 0604);
@@ -83,7 +83,7 @@ TEST(SettingsFile, AllBytesAreWrittenInPlaceOfTheOldOnes)
     EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0604");
 }
 
-TEST(SettingsFile, NothingCanBeWrittenToo)
+TEST(SettingsFile, AnEmptyTextCanBeWritten)
 {
     host::writeFile(path, "text");
     EXPECT_EQ(writeSettingsFile(path, {}), WriteResult::Written);
@@ -104,7 +104,7 @@ TEST(SettingsFile, AFileThatCannotBeOpenedForWritingIsUntouched)
     EXPECT_EQ(host::readFile(path), "text");
 }
 
-TEST(SettingsFile, AWriteThatFailsHalfWayCutsTheFileOff)
+TEST(SettingsFile, AWriteErrorAfterSomeBytesIsReportedAsCutOff)
 {
     host::writeFile(path, "");
     const FileSizeLimit limit(3);

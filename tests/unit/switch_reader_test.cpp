@@ -21,7 +21,7 @@ protected:
     void SetUp() override { ASSERT_TRUE(QDir::setCurrent(directory.path())); }
     void TearDown() override { ASSERT_TRUE(QDir::setCurrent("/")); }
 
-    /// What the reader says of "three admin" when the status tool prints @p output.
+    /// Whether the reader finds @p key switched on when the status tool prints @p output.
     static bool isOn(const QByteArray &output, const char *key = "three admin")
     {
         host::writeFile("status", output);
@@ -80,12 +80,12 @@ TEST_F(SwitchReader, OtherWhiteSpaceBelongsToTheValue)
     EXPECT_FALSE(isOn("three admin:\von\n"));
 }
 
-TEST_F(SwitchReader, AnythingMayStandAroundTheKey)
+TEST_F(SwitchReader, TextAroundTheKeyIsIgnored)
 {
     EXPECT_TRUE(isOn("  state of three administrators (new) : on\n"));
 }
 
-TEST_F(SwitchReader, AColonBeforeTheKeyDoesNotCount)
+TEST_F(SwitchReader, AColonBeforeTheKeyIsIgnored)
 {
     EXPECT_FALSE(isOn("on: three admin on\n"));
     EXPECT_TRUE(isOn("mode: three admin: on\n"));
@@ -96,13 +96,13 @@ TEST_F(SwitchReader, TheFirstOfTwoKeysInALineCounts)
     EXPECT_FALSE(isOn("three admin: off three admin: on\n"));
 }
 
-TEST_F(SwitchReader, AColonWithinTheKeyCounts)
+TEST_F(SwitchReader, AColonInsideTheKeyCounts)
 {
     EXPECT_TRUE(isOn("mode: on\n", "mode:"));
     EXPECT_FALSE(isOn("a:b: on\n", "a:b"));
 }
 
-TEST_F(SwitchReader, TheValueBeginsBehindTheFirstColon)
+TEST_F(SwitchReader, TheValueBeginsAfterTheFirstColon)
 {
     EXPECT_FALSE(isOn("three admin: mode: on\n"));
 }
@@ -123,15 +123,15 @@ TEST_F(SwitchReader, OnlyTheFirstQualifyingLineCounts)
     EXPECT_TRUE(isOn("three admin: on\nthree admin: off\n"));
 }
 
-TEST_F(SwitchReader, SilenceIsOff)
+TEST_F(SwitchReader, EmptyOutputIsOff)
 {
     EXPECT_FALSE(isOn(""));
     EXPECT_FALSE(isOn("\n\n"));
 }
 
-TEST_F(SwitchReader, ALongLineIsSeenAsSeveralPieces)
+TEST_F(SwitchReader, ALongLineIsReadAsSeveralLines)
 {
-    // The first piece is 1023 bytes: one byte more pushes the end of the key into the next.
+    // A piece has 1023 bytes. In `cut`, the end of the key falls into the second piece.
     const QByteArray fits = QByteArray(1023 - 15, 'x') + "three admin: on\n";
     const QByteArray cut = QByteArray(1023 - 10, 'x') + "three admin: on\n";
     const QByteArray second = QByteArray(1023, 'x') + "three admin: on\n";
@@ -140,17 +140,17 @@ TEST_F(SwitchReader, ALongLineIsSeenAsSeveralPieces)
     EXPECT_TRUE(isOn(second));
 }
 
-TEST_F(SwitchReader, AValueCutOffByThePieceIsJudgedByWhatIsThere)
+TEST_F(SwitchReader, AValueThatIsCutOffInALongLineIsComparedAsItIs)
 {
     EXPECT_FALSE(isOn(QByteArray(1023 - 14, 'x') + "three admin: on\n"));
 }
 
-TEST_F(SwitchReader, TheExitStatusDoesNotCount)
+TEST_F(SwitchReader, TheExitStatusIsIgnored)
 {
     EXPECT_TRUE(halvex::readSwitchFromCommand("echo three admin: on; exit 3", "three admin"));
 }
 
-TEST_F(SwitchReader, AMissingCommandIsOffAndTheShellSaysSo)
+TEST_F(SwitchReader, AMissingCommandIsOffAndTheShellReportsIt)
 {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(halvex::readSwitchFromCommand("./no-such-tool", "three admin"));
@@ -160,7 +160,7 @@ TEST_F(SwitchReader, AMissingCommandIsOffAndTheShellSaysSo)
 
 TEST_F(SwitchReader, ACommandThatCannotBeStartedIsOffInSilence)
 {
-    // There is no file left for the pipe.
+    // No file descriptor is left for the pipe.
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none{0, before.rlim_max};
@@ -173,13 +173,13 @@ TEST_F(SwitchReader, ACommandThatCannotBeStartedIsOffInSilence)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(SwitchReader, ACommandThatMayNotBeRunIsOff)
+TEST_F(SwitchReader, ACommandThatIsNotExecutableIsOff)
 {
     host::writeFile("some-tool", "echo three admin: on\n", 0644);
     EXPECT_FALSE(halvex::readSwitchFromCommand("./some-tool", "three admin"));
 }
 
-TEST_F(SwitchReader, TheCommandHasEndedWhenTheAnswerIsThere)
+TEST_F(SwitchReader, TheReaderReturnsAfterTheCommandHasEnded)
 {
     EXPECT_TRUE(halvex::readSwitchFromCommand(
         "echo three admin: on; exec >/dev/null; sleep 0.2; touch ended", "three admin"));
@@ -188,13 +188,13 @@ TEST_F(SwitchReader, TheCommandHasEndedWhenTheAnswerIsThere)
 
 TEST_F(SwitchReader, TheRestOfTheOutputIsNotRead)
 {
-    // More than the pipe holds, so the command cannot write it all.
+    // The output is larger than the pipe's buffer, so the command cannot write all of it.
     EXPECT_TRUE(halvex::readSwitchFromCommand(
         "echo three admin: on; head -c 1000000 /dev/zero && touch all-was-read", "three admin"));
     EXPECT_FALSE(QFile::exists("all-was-read"));
 }
 
-TEST_F(SwitchReader, TheCommandSeesTheEnvironmentAsItIs)
+TEST_F(SwitchReader, TheCommandGetsTheEnvironmentUnchanged)
 {
     qputenv("LD_LIBRARY_PATH", "/nowhere");
     qputenv("ENV", "on");

@@ -15,7 +15,7 @@
 
 namespace {
 
-TEST(SystemLogLine, IsThatOfSyslog)
+TEST(SystemLogLine, EqualsThatOfSyslog)
 {
     SystemLog log;
     syslog(LOG_INFO, "The caller has no permission");
@@ -25,7 +25,7 @@ TEST(SystemLogLine, IsThatOfSyslog)
     EXPECT_EQ(lines[0], lines[1]);
 }
 
-TEST(SystemLogLine, IsLostWithoutALog)
+TEST(SystemLogLine, IsLostWithoutALogger)
 {
     unlink("/dev/log");
     halvex::SystemLog systemLog;
@@ -42,7 +42,7 @@ TEST(SystemLogLine, IsLostWhenNobodyReads)
     unlink("/dev/log");
     ASSERT_EQ(bind(log.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
     halvex::SystemLog systemLog;
-    // Would not end if each line were waited for, be it only for as long as the first.
+    // This loop would take too long if each line waited as long as the first one.
     for (int i = 0; i < 5000; ++i) {
         systemLog.write("again");
     }
@@ -51,8 +51,8 @@ TEST(SystemLogLine, IsLostWhenNobodyReads)
     while (recv(log.get(), line.data(), line.size(), MSG_DONTWAIT) > 0) {
         ++kept;
     }
-    EXPECT_GT(kept, 0) << "the first ones stay";
-    EXPECT_LT(kept, 200) << "the queue is not ours alone";
+    EXPECT_GT(kept, 0) << "the first lines are kept";
+    EXPECT_LT(kept, 200) << "the queue has room for other programs";
 }
 
 TEST(SystemLogLine, WaitsForAReaderThatIsSlow)

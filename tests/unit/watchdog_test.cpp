@@ -25,7 +25,7 @@
 
 namespace {
 
-/// The service manager's end of the socket.
+/// Has the service manager's end of the socket.
 class Watchdog : public testing::Test
 {
 protected:
@@ -54,7 +54,7 @@ protected:
                   0);
     }
 
-    /// The next message that comes while the event loop turns.
+    /// Runs the event loop until a message arrives, and returns the message.
     QByteArray nextMessage()
     {
         std::array<char, 100> message{};
@@ -74,7 +74,7 @@ protected:
         return recv(manager.get(), &message, sizeof message, MSG_DONTWAIT) >= 0;
     }
 
-    /// Tells whether the process @p pid waits for something.
+    /// Tells whether the process @p pid sleeps.
     static bool sleeps(pid_t pid)
     {
         return host::readFile(QString("/proc/%1/stat").arg(pid)).contains(") S ");
@@ -90,7 +90,7 @@ protected:
     halvex::FileDescriptor manager;
 };
 
-TEST_F(Watchdog, TellsAgainAndAgain)
+TEST_F(Watchdog, SendsMessagesAgainAndAgain)
 {
     const auto watchdog = halvex::startWatchdog();
     ASSERT_TRUE(watchdog);
@@ -99,7 +99,7 @@ TEST_F(Watchdog, TellsAgainAndAgain)
     EXPECT_FALSE(anyVariableIsLeft());
 }
 
-TEST_F(Watchdog, TellsAtHalfTheIntervalButEveryTenSecondsAtLeast)
+TEST_F(Watchdog, SendsMessagesAtHalfTheIntervalAndAtLeastEveryTenSeconds)
 {
     struct
     {
@@ -118,7 +118,7 @@ TEST_F(Watchdog, TellsAtHalfTheIntervalButEveryTenSecondsAtLeast)
     }
 }
 
-TEST_F(Watchdog, FindsASocketWhoseNameIsNoPath)
+TEST_F(Watchdog, FindsASocketInTheAbstractNamespace)
 {
     listenAt(QByteArray("\0manager", 8));
     qputenv("NOTIFY_SOCKET", "@manager");
@@ -127,13 +127,13 @@ TEST_F(Watchdog, FindsASocketWhoseNameIsNoPath)
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
 }
 
-TEST_F(Watchdog, IsAskedForWithoutAProcessIdToo)
+TEST_F(Watchdog, StartsWithoutAProcessIdInTheEnvironment)
 {
     qunsetenv("WATCHDOG_PID");
     EXPECT_TRUE(halvex::startWatchdog());
 }
 
-TEST_F(Watchdog, DoesNothingUnlessItIsAskedFor)
+TEST_F(Watchdog, DoesNotStartWithoutASocketAndAValidInterval)
 {
     for (const char *missing : {"NOTIFY_SOCKET", "WATCHDOG_USEC"}) {
         setVariables();
@@ -149,14 +149,14 @@ TEST_F(Watchdog, DoesNothingUnlessItIsAskedFor)
     }
 }
 
-TEST_F(Watchdog, DoesNothingWhenAnotherProcessIsAsked)
+TEST_F(Watchdog, DoesNotStartForAnotherProcess)
 {
     qputenv("WATCHDOG_PID", QByteArray::number(getppid()));
     EXPECT_FALSE(halvex::startWatchdog());
     EXPECT_FALSE(anyVariableIsLeft());
 }
 
-TEST_F(Watchdog, AnIntervalAtEitherEndIsTakenAsFarAsItGoes)
+TEST_F(Watchdog, StartsWithTheShortestAndTheLongestInterval)
 {
     qputenv("WATCHDOG_USEC", "1");
     const auto shortest = halvex::startWatchdog();
@@ -167,7 +167,7 @@ TEST_F(Watchdog, AnIntervalAtEitherEndIsTakenAsFarAsItGoes)
     EXPECT_TRUE(halvex::startWatchdog());
 }
 
-TEST_F(Watchdog, AnEventThatIsDeliveredIsASignOfLifeAtMostOnceASecond)
+TEST_F(Watchdog, ADeliveredEventSendsAMessageAtMostOnceASecond)
 {
     qputenv("WATCHDOG_USEC", "3600000000");
     const auto watchdog = halvex::startWatchdog();
@@ -178,16 +178,16 @@ TEST_F(Watchdog, AnEventThatIsDeliveredIsASignOfLifeAtMostOnceASecond)
         QCoreApplication::sendEvent(&receiver, &event);
     };
     deliver();
-    EXPECT_FALSE(hasMessage()) << "it has only just started";
+    EXPECT_FALSE(hasMessage()) << "the first second has not passed";
     QThread::msleep(1100);
     EXPECT_FALSE(hasMessage()) << "nothing was delivered";
     deliver();
     deliver();
     EXPECT_TRUE(hasMessage());
-    EXPECT_FALSE(hasMessage()) << "one a second is enough";
+    EXPECT_FALSE(hasMessage()) << "at most one message a second";
 }
 
-TEST_F(Watchdog, GivesNoSignOfLifeBeforeItsCheckHasSucceeded)
+TEST_F(Watchdog, SendsNoMessageBeforeItsCheckHasSucceeded)
 {
     const auto watchdog = halvex::startWatchdog();
     ASSERT_TRUE(watchdog);
@@ -238,25 +238,25 @@ void fillQueue()
     }
 }
 
-TEST_F(Watchdog, AFailedCheckAsksTheManagerToEndTheDaemonWhichThenBeginsNothing)
+TEST_F(Watchdog, AFailedCheckTriggersTheWatchdogAndStopsTheEventLoop)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
     {
         const FailingDaemon daemon([&ends] {
-            // The event loop's next event, which it would deliver before it waits for anything.
+            // The event loop would deliver this event next, before it sleeps.
             QTimer::singleShot(0, [&ends] { static_cast<void>(write(ends[1], "x", 1)); });
         });
         EXPECT_EQ(nextMessage(), "WATCHDOG=trigger");
         EXPECT_TRUE(waitFor([&daemon] { return sleeps(daemon.pid); }));
         char byte = 0;
-        EXPECT_EQ(read(ends[0], &byte, 1), -1) << "it has gone on before it slept";
+        EXPECT_EQ(read(ends[0], &byte, 1), -1) << "the daemon continued before it slept";
     }
     close(ends[0]);
     close(ends[1]);
 }
 
-TEST_F(Watchdog, ARequestThatDoesNotFitIntoTheManagersQueueIsRepeated)
+TEST_F(Watchdog, ATriggerThatDoesNotFitIntoTheManagersQueueIsRepeated)
 {
     fillQueue();
     std::array<int, 2> ends{};
@@ -274,7 +274,7 @@ TEST_F(Watchdog, ARequestThatDoesNotFitIntoTheManagersQueueIsRepeated)
     close(ends[1]);
 }
 
-TEST_F(Watchdog, AManagerThatDoesNotReadIsNotWaitedFor)
+TEST_F(Watchdog, AManagerThatDoesNotReadDoesNotBlockTheDaemon)
 {
     fillQueue();
     const auto watchdog = halvex::startWatchdog();
@@ -283,7 +283,7 @@ TEST_F(Watchdog, AManagerThatDoesNotReadIsNotWaitedFor)
     EXPECT_EQ(loop.exec(), 0);
 }
 
-TEST_F(Watchdog, AManagerThatIsGoneOrHasAnEndlessNameIsSurvived)
+TEST_F(Watchdog, AMissingManagerOrATooLongSocketNameDoesNoHarm)
 {
     manager = {};
     for (const QByteArray &name : {QByteArray("/run/notify"), QByteArray(200, 'x')}) {
