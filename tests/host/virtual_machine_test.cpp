@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// scripts/vm in a throwaway host. The machine is a script that runs the service of the command: a
-// real one needs a network, and minutes.
+// Tests of scripts/vm in a throwaway host. The machine is a script that runs the command's service,
+// because a real machine needs a network and takes minutes.
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
@@ -23,7 +23,7 @@ QStringList imagesLeft()
 class VirtualMachine : public testing::Test
 {
 protected:
-    // Those of commands that run on the real host meanwhile.
+    // Images of other commands, which run on the real host meanwhile.
     const QStringList othersImages = imagesLeft();
 
     void SetUp() override
@@ -47,7 +47,7 @@ protected:
     }
 };
 
-TEST_F(VirtualMachine, TheCommandsOutputAndStatusAreTheScripts)
+TEST_F(VirtualMachine, TheCommandsOutputAndStatusArePassedOn)
 {
     const auto result = host::run(
         {vm, "trixie", "sh", "-c", "echo $CI \"$0\"; echo to errors >&2; exit 7", "a  $b 'c'"},
@@ -58,7 +58,7 @@ TEST_F(VirtualMachine, TheCommandsOutputAndStatusAreTheScripts)
     EXPECT_EQ(imagesLeft(), othersImages);
 }
 
-TEST_F(VirtualMachine, WithoutARootItSaysSo)
+TEST_F(VirtualMachine, AMissingRootIsReported)
 {
     host::writeScript(SOURCE "/scripts/fresh", "exit 3");
     const auto result = host::run({vm, "trixie", "true"});
@@ -67,7 +67,7 @@ TEST_F(VirtualMachine, WithoutARootItSaysSo)
     EXPECT_EQ(imagesLeft(), othersImages);
 }
 
-TEST_F(VirtualMachine, OneThatCannotBeStartedIsSaidToHaveFailed)
+TEST_F(VirtualMachine, AMachineThatCannotBeStartedIsReported)
 {
     setMachine("exit 1");
     const auto result = host::run({vm, "trixie", "true"});
@@ -76,7 +76,7 @@ TEST_F(VirtualMachine, OneThatCannotBeStartedIsSaidToHaveFailed)
     EXPECT_EQ(imagesLeft(), othersImages);
 }
 
-TEST_F(VirtualMachine, OneThatEndsBeforeTheCommandIsSaidToHaveEnded)
+TEST_F(VirtualMachine, AMachineThatEndsBeforeTheCommandIsReported)
 {
     setMachine(">output");
     const auto result = host::run({vm, "trixie", "true"});
@@ -86,7 +86,7 @@ TEST_F(VirtualMachine, OneThatEndsBeforeTheCommandIsSaidToHaveEnded)
     EXPECT_EQ(imagesLeft(), othersImages);
 }
 
-TEST_F(VirtualMachine, ASignalEndsAllOfIt)
+TEST_F(VirtualMachine, ASignalEndsTheMachineAndRemovesItsImage)
 {
     setMachine("exec sleep 98765 >output");
     const auto result = host::run({"/bin/bash", "-c",
@@ -98,7 +98,7 @@ TEST_F(VirtualMachine, ASignalEndsAllOfIt)
     EXPECT_EQ(imagesLeft(), othersImages);
 }
 
-TEST_F(VirtualMachine, WithoutACommandItSaysSo)
+TEST_F(VirtualMachine, AMissingCommandIsReported)
 {
     const auto result = host::run({vm, "trixie"});
     EXPECT_EQ(result.errors, "scripts/vm: Usage: scripts/vm SUITE COMMAND [ARGUMENT]...\n");

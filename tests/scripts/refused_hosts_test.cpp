@@ -97,7 +97,7 @@ TEST_P(RefusedHost, AContainerThatMayNotMakeNamespacesIsRefused)
 TEST_P(RefusedHost, AKernelThatMountsNoOverlayIsRefused)
 {
     hideFileSystem("overlay");
-    EXPECT_THAT(refusalOf(GetParam()), HasSubstr("no overlay over the root"));
+    EXPECT_THAT(refusalOf(GetParam()), HasSubstr("cannot mount an overlay over the root"));
 }
 
 TEST_P(RefusedHost, AKernelWithoutUnifiedControlGroupsIsRefused)
