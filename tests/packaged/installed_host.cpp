@@ -10,7 +10,7 @@ constexpr const char *unit = "halvex-desktop-daemon.service";
 void InstalledHost::SetUp()
 {
     SuiteHost::SetUp();
-    // A machine that is a container itself may forbid packages to start and stop anything.
+    // By this file, container images forbid packages to start and stop services.
     QFile::remove("/usr/sbin/policy-rc.d");
     installPackage();
 }
