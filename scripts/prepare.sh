@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # the lists are used by the scripts that source this
 #
-# Sourced by the other scripts: which hosts they work on, what they need, and how they build.
+# The other scripts source this file. It checks the host, installs packages, and builds.
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 export LC_ALL=C.UTF-8
@@ -9,7 +9,7 @@ logs=$PWD/build/log
 
 say() { printf '\n== %s\n' "$*"; }
 
-# Ends with one line that says what is missing and what to do.
+# Exits with one line that tells what is missing and what to do.
 refuse() {
     echo "$0: $*" >&2
     exit 1
@@ -31,7 +31,7 @@ need_debian() {
     [ -x "$(command -v apt-get)" ] || refuse "apt-get is missing here: install apt"
 }
 
-# These two end here, before anything is installed or built, where such hosts cannot be made.
+# These two refuse a host on which such hosts cannot be made, before anything is installed or built.
 need_throwaway_hosts() {
     need_root
     need_debian
@@ -42,7 +42,7 @@ need_throwaway_hosts() {
 }
 need_booted_hosts() {
     need_throwaway_hosts
-    # In a control group namespace, for a mount outside of one changes the real host's options.
+    # In a control group namespace: otherwise the mount would change the real host's mount options.
     # shellcheck disable=SC2016 # for the inner shell
     unshare --mount --cgroup sh -c 'mount -t cgroup2 cgroup2 /mnt && group=$(mktemp -d /mnt/XXXXXX) &&
         { test -e "$group/cgroup.kill"; status=$?; rmdir "$group"; exit $status; }' 2>/dev/null ||
@@ -50,8 +50,8 @@ need_booted_hosts() {
             "virtual machine or in a privileged container"
 }
 
-# What the daemon is built with, and what it runs with (openssl for the TLS library that Qt loads,
-# whose own package is named differently in each release).
+# What the daemon is built with, and what it runs with. openssl brings the TLS library that Qt
+# loads: the library's own package has another name in each release.
 build_packages=(
     g++ cmake ninja-build qtbase5-dev libpugixml-dev libyaml-cpp-dev
     dbus procps openssl ca-certificates
@@ -62,7 +62,7 @@ host_packages=(
     systemd-container iproute2 passwd python3-minimal strace
     libdbus-1-dev libfuse3-dev libsystemd-dev pkg-config
 )
-# What makes the Debian package, and looks it over.
+# What builds and checks the Debian package.
 package_packages=(
     build-essential debhelper dpkg-dev fakeroot lintian
 )
@@ -78,17 +78,17 @@ bench_packages=(
 fresh_packages=(
     git mmdebstrap
 )
-# What boots them in virtual machines.
+# What boots fresh systems in virtual machines.
 vm_packages=(
     qemu-system-x86 e2fsprogs
 )
-# What looks at the source.
+# What checks the source.
 check_packages=(
     git clang-format clang-tidy codespell cppcheck shellcheck libxml2-utils
 )
 
-# Copies its input to the log $2. On the terminal, keeps one line of $1 and how far ninja or apt says
-# that it is; elsewhere that line grows with each quarter.
+# Copies its input to the log $2. On a terminal, keeps one line up to date, with $1 and the progress
+# that ninja or apt reports. Elsewhere, adds the progress to that line after each quarter.
 follow() {
     local what=$1 line far percent quarter=25
     while IFS= read -r line; do
@@ -96,7 +96,7 @@ follow() {
         if [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]]; then
             far=${BASH_REMATCH[0]} percent=$((100 * BASH_REMATCH[1] / BASH_REMATCH[2]))
         elif [[ $line =~ ^(dl|pm)status:[^\ ]+:([0-9]+)\.[0-9]+: ]]; then
-            # Half of an installation is the download.
+            # The download counts as half of an installation.
             percent=$((BASH_REMATCH[2] / 2))
             [ "${BASH_REMATCH[1]}" = dl ] || percent=$((percent + 50))
             far="$percent %"
@@ -112,12 +112,13 @@ follow() {
     done 3>"$2"
 }
 
-# step LOG WHAT COMMAND...: runs the command with its output in build/log/LOG.log, and shows one line
-# of WHAT, the progress and the time it took. If the command fails, shows the end of the log and ends.
+# step LOG WHAT COMMAND...: runs the command with its output in build/log/LOG.log, and shows one
+# line with WHAT, the progress and the time taken. If the command fails, shows the log's end and
+# exits.
 step() {
     local log=$logs/$1.log what=$2 began=$SECONDS status=0 line='' clear=''
     shift 2
-    { mkdir -p "$logs" && : >"$log"; } 2>/dev/null || refuse "$log cannot be written: whose is build?"
+    { mkdir -p "$logs" && : >"$log"; } 2>/dev/null || refuse "$log cannot be written: check who owns build"
     [ ! -t 1 ] || line=$'\r'"$what…" clear=$'\e[K'
     printf '%s…' "$what"
     "$@" </dev/null 2>&1 | follow "$what" "$log" || status=$?
@@ -143,7 +144,7 @@ install_packages() {
     step packages "Installing ${#missing[@]} packages" apt_install "${missing[@]}"
 }
 apt_install() {
-    # Another apt may be at work, as after a boot.
+    # Another apt may be running, as after a boot.
     local options=(-o APT::Status-Fd=1 -o DPkg::Lock::Timeout=600 -o Acquire::Retries=3)
     apt-get update -q &&
         DEBIAN_FRONTEND=noninteractive \

@@ -1,5 +1,5 @@
-# Counts the results in a JUnit report of ctest's, in one line: how many tests passed, and how many
-# did not and why.
+# Prints one line about a JUnit report of ctest: how many tests passed, and how many did not and
+# why.
 
 function text(xml)
 {
@@ -17,7 +17,7 @@ function text(xml)
     ++count[status]
 }
 
-# GoogleTest gives the reason in the next line. A test counts as not run otherwise.
+# GoogleTest prints the reason in the next line. A test without a reason counts as not run.
 /: Skipped$/ && status == "notrun" {
     getline
     ++skipped[text($0)]

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Holds a file's lock: writes to it from memory that cannot be read.
+// Holds a file's lock: blocks in a write to the file, because the data to write never arrives.
 //
 //   blocked-write FILE HANGING-FILE
-//       HANGING-FILE is one of hanging-file's. Goes on until that one ends.
+//       HANGING-FILE has the data; the program hanging-file serves it. The write blocks until that
+//       program exits.
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -17,8 +17,8 @@ struct Error : DBusError
     Error &operator=(const Error &) = delete;
 };
 
-/// The answer to @p message, however long it takes: the test that has started this program knows
-/// when it has waited for too long.
+/// Sends @p message and waits for the answer, without a time limit: the test that started this
+/// program has one.
 DBusMessage *answered(DBusConnection *bus, DBusMessage *message, DBusError *error = nullptr)
 {
     return dbus_connection_send_with_reply_and_block(bus, message, DBUS_TIMEOUT_INFINITE, error);
@@ -62,11 +62,11 @@ DBusConnection *connectToBus()
     const Error error;
     DBusConnection *bus = dbus_bus_get_private(DBUS_BUS_SYSTEM, const_cast<Error *>(&error));
     if (bus == nullptr) {
-        std::fprintf(stderr, "no bus: %s\n", error.message);
+        std::fprintf(stderr, "cannot connect to the bus: %s\n", error.message);
         std::exit(2);
     }
     dbus_connection_set_exit_on_disconnect(bus, FALSE);
-    // What libdbus is ready to keep unsent and unread must not be what limits an attack.
+    // An attack must not be limited by libdbus's own limit.
     dbus_connection_set_max_message_size(bus, 128L << 20);
     return bus;
 }

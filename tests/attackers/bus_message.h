@@ -14,7 +14,7 @@ struct MessageCloser
 };
 using Message = std::unique_ptr<DBusMessage, MessageCloser>;
 
-/// What a message says of itself. The defaults are the daemon's own names.
+/// The header fields of a message. The defaults address the daemon.
 struct Address
 {
     std::string destination = "com.norva.halvex.desktop";
@@ -24,10 +24,10 @@ struct Address
     bool isSignal = false;
 };
 
-/// A connection of its own to the system bus. Ends the program when there is none.
+/// Opens a new connection to the system bus. Exits the program on failure.
 DBusConnection *connectToBus();
 
-/// A message with the texts @p arguments. One that starts with "variant:" goes into a variant.
+/// A message with the texts @p arguments. "variant:TEXT" is sent as a variant that holds TEXT.
 Message makeMessage(const Address &address, const std::vector<std::string> &arguments);
 
 /// Appends a list of @p count texts of one character each to @p message.
@@ -39,8 +39,8 @@ void appendList(DBusMessage *message, int count);
 ///         "error NAME" for an error
 std::string answerTo(DBusConnection *bus, DBusMessage *message);
 
-/// Returns once the bus has taken all that was sent before: it answers in order. Ends the program
-/// when the bus has closed the connection.
+/// Waits until the bus has taken all messages sent before: it handles them in order. Exits the
+/// program if the bus has closed the connection.
 void waitUntilTaken(DBusConnection *bus);
 
 /// The unique names of the connections that the process @p pid has to the bus.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Cuts a process off the system bus, as if the bus had closed its connections.
+// Cuts a process off the system bus, as if the bus had closed the process's connections.
 //
-//   cut-bus PID [COUNT]      COUNT of them, the oldest first; all when it is not given
+//   cut-bus PID [COUNT]      closes its COUNT oldest connections, or all of them
 #include <cstdio>
 #include <cstdlib>
 #include <string>

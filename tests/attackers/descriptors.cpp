@@ -35,8 +35,8 @@ int lingeringSocket()
     }
     constexpr linger anHour{1, 3600}; // longer than any test takes
     setsockopt(sender, SOL_SOCKET, SO_LINGER, &anHour, sizeof anHour);
-    // The peer must outlive this program, or its end would reset the connection: a child that does
-    // nothing keeps it, and goes when it is killed or after two hours.
+    // The listener must stay open after this program exits: the kernel resets the connection
+    // otherwise. An idle child keeps it open until that child is killed, for two hours at most.
     if (fork() == 0) {
         close(sender);
         alarm(7200);

@@ -3,8 +3,10 @@
 
 #include <string>
 
-/// Opens what an attacker has others close: "lingering" is a TCP connection to nobody who reads,
-/// its buffer full, for which close() waits a minute; anything else is the path of a file.
+/// Opens a descriptor that an attacker sends to another process, which then has to close it.
 ///
-/// Ends the program when that fails.
+/// @param kind  "lingering" for a TCP connection on which close() blocks: its send buffer is full,
+///              and its peer does not read. Otherwise the path of a file.
+///
+/// Exits the program on failure.
 int openDescriptor(const std::string &kind);

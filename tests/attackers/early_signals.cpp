@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Starts the daemon, and finishes large signals to each of its two connections as soon as that is
-// there: before it owns the name with which the bus policy keeps signals from it. The bus numbers
-// connections, so the daemon's are known before.
+// Starts the daemon, and delivers large signals to each of its two connections as soon as the
+// connection exists. The bus policy keeps signals from a connection only once it owns a name. The
+// bus numbers connections in order, so the unique names of the daemon's connections are known
+// before.
 //
 //   early-signals COUNT
-//       COUNT signals to each. Leaves when the bus has taken them all.
+//       sends COUNT signals to each connection, and exits when the bus has taken them all
 #include "held_back.h"
 
 #include <cstdio>

@@ -3,23 +3,22 @@
 // Sends many, large or odd messages to the daemon.
 //
 //   flood [OPTION]... [TEXT]...
-//       a message with the TEXTs; one that starts with "variant:" goes into a variant
-//   --member NAME, --path PATH, --interface NAME   where the message goes; an interface may be
-//   empty
-//   --pid PID              to each connection of that process, instead of the daemon's name
-//   --signal               a signal, not a method call
-//   --small COUNT          COUNT messages with the TEXTs; 1 if --large is not given either
-//   --large COUNT          after those, COUNT messages with a text of 33 MB behind the TEXTs, or
-//                          in the last of them if that is "variant:"
-//   --list COUNT           instead of that text, the large messages have a list of COUNT texts of
-//   one
-//                          character each behind the TEXTs
-//   --descriptors KIND N   each message has N descriptors; KIND is a path, or "lingering"
-//   --connections N        all of that through N connections at once
-//   --seconds N            all of that again and again, for N seconds; "round" is printed
-//                          by each connection after the first time
-//   --answers              print each message's answer before the next is sent
-//   --stay                 do not leave the bus; "sent" is printed when the bus has taken all
+//       sends messages with the TEXTs; "variant:TEXT" is sent as a variant that holds TEXT
+//   --member NAME, --path PATH, --interface NAME
+//                          address the messages to these; --interface "" names none
+//   --pid PID              send to each connection of that process, not to the daemon's name
+//   --signal               send signals, not method calls
+//   --small COUNT          send COUNT messages with the TEXTs; 1 if --large is not given either
+//   --large COUNT          then send COUNT messages with a text of 33 MB after the TEXTs; if the
+//                          last TEXT is "variant:", the large text becomes that variant's
+//   --list COUNT           the large messages have a list of COUNT texts of one character each,
+//                          instead of the text of 33 MB
+//   --descriptors KIND N   attach N descriptors to each message; KIND is a path, or "lingering"
+//   --connections N        do all of this through N connections at once
+//   --seconds N            repeat all of this for N seconds; each connection prints "round"
+//                          after its first round
+//   --answers              wait for each message's answer and print it before the next is sent
+//   --stay                 stay on the bus; print "sent" when the bus has taken all messages
 #include "bus_message.h"
 #include "descriptors.h"
 
@@ -107,7 +106,7 @@ Orders readOrders(int argc, char **argv)
     return orders;
 }
 
-/// The messages of one round, small ones first.
+/// Sends the messages of each round through one connection, the small ones first.
 class Sender
 {
 public:
@@ -219,6 +218,6 @@ int main(int argc, char **argv)
         while (wait(nullptr) > 0) {
         }
     }
-    // Leaves as a program does that is killed.
+    // Exits without cleaning up, like a program that is killed.
     _exit(0);
 }

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// A user's own file system whose one file does not answer.
+// A user's FUSE file system with one file that hangs.
 //
 //   hanging-file DIRECTORY [PID]
 //       mounts it at DIRECTORY, and serves DIRECTORY/file until it is killed or its input ends.
-//       Reads never return. A close, by the process PID only if one is given, does not either.
+//       Reads of the file never return. Closes never return either; if PID is given, this holds
+//       only for closes by that process.
 //
-// Prints "ready", and "read" and "flush" for each request that hangs from now on.
+// Prints "ready", and then "read" or "flush" for each request that starts to hang.
 #define FUSE_USE_VERSION 31
 #include <array>
 #include <cerrno>
@@ -61,7 +62,7 @@ int getAttributes(const char *path, struct stat *status, fuse_file_info * /*file
 
 int openFile(const char *path, fuse_file_info *file)
 {
-    file->keep_cache = 1; // or the next to open it would wait for the pages that never come
+    file->keep_cache = 1; // otherwise the next open would wait for pages that never arrive
     return isFile(path) ? 0 : -ENOENT;
 }
 
@@ -85,8 +86,8 @@ int writeFile(const char * /*path*/, const char * /*bytes*/, std::size_t size, o
     return static_cast<int>(size);
 }
 
-/// Ends the program with its input, so that nothing hangs for longer than its starter lives. Its
-/// end also ends every request.
+/// Exits when the input ends, so that no request hangs after the test has ended: the exit also
+/// ends every request.
 void endWithInput()
 {
     std::array<char, 64> bytes{};

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t textBytes = 33000000;
 
-/// Writes to a connection behind libdbus's back, which would send a message whole.
+/// Writes directly to a connection's socket: libdbus itself sends only whole messages.
 void writeAll(int socket, const char *bytes, std::size_t size)
 {
     while (size > 0) {
@@ -29,7 +29,7 @@ void writeAll(int socket, const char *bytes, std::size_t size)
 HeldBackMessage::HeldBackMessage() : bus(connectToBus())
 {
     dbus_connection_get_unix_fd(bus, &socket);
-    fcntl(socket, F_SETFL, 0); // writes wait
+    fcntl(socket, F_SETFL, 0); // make writes block
 }
 
 int HeldBackMessage::number() const
@@ -41,7 +41,7 @@ void HeldBackMessage::send(const Address &address) const
 {
     const Message message = makeMessage(address, {std::string(textBytes, 'x')});
     dbus_message_set_no_reply(message.get(), TRUE);
-    dbus_message_set_serial(message.get(), 100); // libdbus's own were lower
+    dbus_message_set_serial(message.get(), 100); // higher than any that libdbus has used
     char *bytes = nullptr;
     int size = 0;
     if (dbus_message_marshal(message.get(), &bytes, &size) == FALSE) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Large messages that have been sent but for their last bytes: each is finished at once.
+// Large messages that are sent in advance, except for the last byte, which then delivers them at
+// once.
 #pragma once
 
 #include "bus_message.h"
@@ -16,8 +17,9 @@ public:
     /// The number N of the connection's unique name ":1.N".
     [[nodiscard]] int number() const;
 
-    /// Sends a message to @p address with a text of 33 MB, but for the last byte.
+    /// Sends a message to @p address with a text of 33 MB, except for its last byte.
     void send(const Address &address) const;
+    /// Sends the last byte.
     void finish() const;
 
 private:

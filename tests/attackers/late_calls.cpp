@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Finishes large calls while the daemon does not run. The bus then starts it, and delivers all the
-// calls before its answer to the claim of the name.
+// Sends large calls while the daemon does not run. The bus then starts the daemon, and delivers all
+// the calls before it answers the daemon's request for its name.
 //
 //   late-calls COUNT
-//       Leaves when the daemon has its name.
+//       sends COUNT calls, and exits when the daemon owns its name
 #include "held_back.h"
 
 #include <cstdio>

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs a program from an overlay over a file system of the user's own. Nobody else can see either.
+// Runs a program from an overlay mount over a FUSE file system of the user. No other user can see
+// the two mounts.
 //
 //   overlay-program PROGRAM [ARGUMENT]...
-//       becomes a copy of PROGRAM. A child of it serves the file system, in user and mount
-//       namespaces of its own. A question by any other process for the file's attributes gets no
-//       answer; "asked" is printed.
+//       becomes a copy of PROGRAM. A child process serves the file system, in user and mount
+//       namespaces of its own. When any other process asks for the file's attributes, the child
+//       prints "asked" and does not answer.
 #define FUSE_USE_VERSION 31
 #include "util/socket_io.h"
 
@@ -121,7 +122,7 @@ void enterNamespaces()
     const std::string uid = std::to_string(getuid());
     const std::string gid = std::to_string(getgid());
     check(unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0,
-          "this host lets no user make namespaces, which this attack needs");
+          "this attack needs user namespaces, which this host denies to users");
     writeTo("/proc/self/setgroups", "deny");
     writeTo("/proc/self/uid_map", uid + ' ' + uid + " 1\n");
     writeTo("/proc/self/gid_map", gid + ' ' + gid + " 1\n");

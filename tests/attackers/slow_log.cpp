@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// A file system with one log, of which only the first half is there at once.
+// A file system with one log, whose second half can be read only later.
 //
 //   slow-log DIRECTORY
 //       mounts it at DIRECTORY, and serves DIRECTORY/slow.log, 4 MiB of lines "alert!!", until it
-//       is killed or its input ends. Reads of the second half wait for a line of its input.
+//       is killed or its input ends. Reads of the second half wait for a line on its input.
 //
 // Prints "ready", and "waiting" for each read that waits.
 #define FUSE_USE_VERSION 31
@@ -67,7 +67,7 @@ int readDirectory(const char * /*path*/, void *entries, fuse_fill_dir_t add, off
 
 int openFile(const char *path, fuse_file_info *file)
 {
-    file->direct_io = 1; // or the kernel would read ahead of its reader
+    file->direct_io = 1; // otherwise the kernel would read ahead
     return isFile(path) ? 0 : -ENOENT;
 }
 
@@ -89,7 +89,8 @@ int readFile(const char * /*path*/, char *bytes, std::size_t size, off_t offset,
     return static_cast<int>(count);
 }
 
-/// Ends the program with its input, which also ends every request.
+/// Makes the second half readable at a line of input. Exits when the input ends, which also ends
+/// every request.
 void obeyInput()
 {
     std::array<char, 64> bytes{};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Stops one thread of another process, which goes on otherwise.
+// Stops one thread of another process, whose other threads go on.
 //
-//   stop-thread TID      prints "stopped", and lets the thread go when it is killed itself
+//   stop-thread TID      prints "stopped"; the thread goes on once stop-thread is killed
 #include <cstdio>
 #include <cstdlib>
 #include <sys/ptrace.h>
@@ -20,6 +20,6 @@ int main(int argc, char **argv)
     }
     std::puts("stopped");
     std::fflush(stdout);
-    // Its end is waited for, or it would stay a zombie.
+    // Wait for the thread's exit: it would stay a zombie otherwise.
     waitpid(thread, nullptr, __WALL);
 }

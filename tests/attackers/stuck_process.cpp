@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Calls the daemon from a process that cannot be read: a child makes the calls through the
-// connection of its parent, which gets stuck.
+// Calls the daemon from a process that cannot be examined through /proc. The process connects to
+// the bus and gets stuck; its child makes the calls through the same connection.
 //
 //   stuck-process WAY [PARAMETER]... -- COUNT METHOD [TEXT]...
-//       The ways are in stuck_ways.h. Prints "calling" as soon as it is stuck, each answer,
-//       "status N" or "error NAME", and "done". With +COUNT it waits for no answer. Then it stays
-//       as it is until it is killed.
+//       calls METHOD with the TEXTs COUNT times; stuck_ways.h describes each WAY. Prints "calling"
+//       once the process is stuck, then each answer ("status N" or "error NAME"), then "done". With
+//       +COUNT the child does not wait for answers. Both processes stay until they are killed.
 #include "bus_message.h"
 #include "stuck_ways.h"
 

@@ -39,7 +39,7 @@ void tell(int ready)
     }
 }
 
-/// The fields of /proc/PID/stat behind the program's name, which is in brackets.
+/// The fields of /proc/PID/stat that follow the program's name, which is in parentheses.
 std::vector<std::string> statusFieldsOf(int pid)
 {
     std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
@@ -54,11 +54,11 @@ std::vector<std::string> statusFieldsOf(int pid)
     return fields;
 }
 
-/// Makes the @p bytes from @p start this process's initial environment.
+/// Makes the kernel take the @p bytes of memory at @p start for this process's environment.
 void setEnvironment(const void *start, std::size_t bytes)
 {
-    // What the kernel has for the other areas; proc(5) counts these fields from 1, pid being the
-    // first and the state the third.
+    // The other areas stay as they are. proc(5) numbers the fields from 1; ours begin with the
+    // third, the state.
     const std::vector<std::string> fields = statusFieldsOf(getpid());
     const auto field = [&](std::size_t number) { return std::stoull(fields.at(number - 3)); };
     prctl_mm_map map{};
@@ -89,7 +89,8 @@ void *reserve(std::size_t bytes, int protection)
     return area;
 }
 
-/// Maps a page of the file: one that no other process waits for.
+/// Maps a page of the file. The process id selects the page, so that no two processes wait for the
+/// same one.
 void *mapFile(const std::string &path, void *where, int flags)
 {
     const off_t offset = static_cast<off_t>(getpid() % 256) << 18U;
@@ -119,8 +120,8 @@ void *mapFile(const std::string &path, void *where, int flags)
     rest();
 }
 
-/// A thread waits for a page with the lock held for reading, the main thread for the lock to write:
-/// behind it every other reader queues up.
+/// A thread waits for a page of the file, and holds the memory lock for reading meanwhile. The main
+/// thread waits for the same lock for writing, and all later readers queue up behind it.
 [[noreturn]] void holdMemoryLock(const std::string &path, int ready)
 {
     void *page = mapFile(path, nullptr, 0);
@@ -168,7 +169,7 @@ void startBusyChild()
     }
 }
 
-/// Every page is the kernel's page of zeros: this takes page tables alone, a 512th of it.
+/// The memory takes only page tables, a 512th of its size: each page is the kernel's page of zeros.
 [[noreturn]] void starve(std::size_t bytes, int ready)
 {
     constexpr int busyChildren = 6;
@@ -192,7 +193,7 @@ void startBusyChild()
     }
 }
 
-/// Tells whether the process @p pid does not get on: it sleeps, and has not run between two looks.
+/// Tells whether the process @p pid is blocked: it sleeps, and did not run between two looks at it.
 bool doesNotGetOn(int pid)
 {
     const auto look = [&] {

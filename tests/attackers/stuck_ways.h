@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The states into which a process can bring itself so that others cannot read what it is.
+// States of a process in which other processes cannot examine it through /proc.
 #pragma once
 
 #include <string>
@@ -9,16 +9,16 @@
 /// Brings this process into the state @p way, with its @p parameters, and stays there.
 ///
 ///   environment BYTES        its environment is BYTES of memory that was never touched
-///   environment-of FILE      its environment goes on in FILE, whose pages never come
-///   memory-lock FILE         waits for a page of FILE with the lock of its memory held
-///   exec-lock FILE PROGRAM   becomes PROGRAM, but hangs in closing FILE
-///   starved GIB              a thread with no processor time changes the protection of so much
-///   memory waiting                  nothing special
+///   environment-of FILE      its environment extends into FILE, whose pages never arrive
+///   memory-lock FILE         it waits for a page of FILE while it holds its memory lock
+///   exec-lock FILE PROGRAM   it executes PROGRAM, but hangs when FILE is closed
+///   starved GIB              it changes the protection of GIB of memory, without processor time
+///   waiting                  it only waits, which others can see
 ///
-/// Ends the program when that is not possible. @p ready is a pipe to which one byte is written as
-/// soon as the state is there or can be waited for by isHeldUp().
+/// Writes one byte to the pipe @p ready once the state is reached, or once isHeldUp() can tell.
+/// Exits the program on failure.
 [[noreturn]] void getStuck(const std::string &way, const std::vector<std::string> &parameters,
                            int ready);
 
-/// Tells whether the process @p pid, brought into the state @p way, is there.
+/// Tells whether the process @p pid has reached the state @p way.
 bool isHeldUp(const std::string &way, int pid);

@@ -16,7 +16,7 @@ int tasksOf(qint64 pid)
     const QString threads = QString("/proc/%1/task/").arg(pid);
     int tasks = 0;
     for (const QString &thread : QDir(threads).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile children(threads + thread + "/children"); // of a thread that may have exited
+        QFile children(threads + thread + "/children"); // missing if the thread has exited
         tasks += children.open(QIODevice::ReadOnly) ? 1 : 0;
         for (const QByteArray &child : children.readAll().simplified().split(' ')) {
             tasks += child.isEmpty() ? 0 : tasksOf(child.toInt());

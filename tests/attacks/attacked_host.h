@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A host whose daemon is attacked, and its bystanders.
+// A host on which attackers attack the daemon while bystanders call it.
 #pragma once
 
 #include "attacks/attackers.h"
@@ -22,10 +22,10 @@ protected:
     /// How many threads the daemon and its descendants have.
     [[nodiscard]] int tasksOfDaemon() const;
 
-    /// Makes the next caller, a front end of root's, wait where the gate runs the status tool, and
-    /// returns once it does.
+    /// Calls the daemon as root's front end, and makes its gate block while it runs the status
+    /// tool. Returns once the gate blocks.
     void holdTheGate();
-    /// Lets it go; the status tool says @p text then and later.
+    /// Lets the gate go on. From now on the status tool prints @p text.
     void releaseTheGate(const QByteArray &text = "Three Admin : off\n");
 
     Attackers attackers;

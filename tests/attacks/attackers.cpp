@@ -21,7 +21,7 @@ namespace {
 constexpr const char *directory = "/srv/attackers/";
 constexpr const char *mountPoint = "/srv/hanging";
 
-/// Ends @p process after its children, among them those that keep it from the processor.
+/// Ends the children of @p process, some of which may keep it from running, and then @p process.
 void end(QProcess &process)
 {
     const auto pid = process.processId();
@@ -62,7 +62,7 @@ QProcess &Attackers::startAsFrontEnd(const QStringList &command, unsigned uid)
 {
     const QString place = "/usr/sbin/halvex-desktop";
     const QByteArray program = host::readFile(directory + command.first());
-    if (host::readFile(place) != program) { // one that runs cannot be written
+    if (host::readFile(place) != program) { // a running program cannot be written to
         host::writeFile(place, program, 0755);
     }
     return startCommand(QStringList{place} + command.mid(1), uid);

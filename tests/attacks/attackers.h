@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The programs of tests/attackers, as a test starts and ends them.
+// Starts and ends the programs of tests/attackers for a test.
 #pragma once
 
 #include <QProcess>
@@ -10,8 +10,8 @@
 #include <memory>
 #include <vector>
 
-/// The attackers of one test. All end with it, in an order in which each can end: a process that
-/// waits for a file that does not answer is gone only after that file.
+/// The attackers of one test, which all end with this object. The hanging files end first: a
+/// process that waits for one of them cannot end before it.
 class Attackers
 {
 public:
@@ -21,15 +21,16 @@ public:
     Attackers(const Attackers &) = delete;
     Attackers &operator=(const Attackers &) = delete;
 
-    /// Starts the attacker @p command, its name first, as the user @p uid. It is no front end.
+    /// Starts the attacker @p command as the user @p uid, from a path that is no front end's. The
+    /// first word of @p command is the attacker's name.
     QProcess &start(const QStringList &command, unsigned uid);
 
-    /// Starts the attacker @p command in the front end's place, /usr/sbin/halvex-desktop.
+    /// Starts the attacker @p command from the front end's path, /usr/sbin/halvex-desktop.
     QProcess &startAsFrontEnd(const QStringList &command, unsigned uid);
 
-    /// Runs the attacker @p command to its end, which must be one without a failure.
+    /// Runs the attacker @p command, and expects it to exit with status 0.
     ///
-    /// @return what it has printed, a line each
+    /// @return the lines that it has printed
     QStringList run(const QStringList &command, unsigned uid);
 
     /// Starts hanging-file as the user @p uid, and waits until its file is there.
@@ -49,7 +50,7 @@ private:
     std::vector<std::unique_ptr<QProcess>> processes;
 };
 
-/// Waits until @p process has printed the line @p last, for @p timeoutMs of a fast machine at most.
+/// Waits until @p process has printed the line @p last, for at most @p timeoutMs on a fast machine.
 ///
-/// @return all lines that it has printed before, or what it has printed so far and "no LAST"
+/// @return the lines before @p last; if @p last was not printed, all lines, and then "no LAST"
 [[nodiscard]] QStringList linesUntil(QProcess &process, const QString &last, int timeoutMs);

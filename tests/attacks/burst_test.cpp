@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Bursts of calls on a booted host: ten seconds after their sender has gone they are over, by
-// whichever daemon.
+// Bursts of calls on a booted host. Ten seconds after the sender has exited, other callers are
+// served, by the same daemon or by one that systemd has started since.
 #include "attacks/attackers.h"
 #include "attacks/bystander.h"
 #include "packaged/installed_host.h"
@@ -33,36 +33,36 @@ protected:
     Attackers attackers;
 };
 
-TEST_F(Burst, OfSmallAndLargeCallsIsOverTenSecondsAfterItsSender)
+TEST_F(Burst, OfSmallAndLargeCallsIsOverTenSecondsAfterItsSenderExits)
 {
     attackers.run({"flood", "--small", "300", "--large", "4"}, user::ordinary);
     EXPECT_TRUE(isServedWithin(burstMs));
 }
 
-TEST_F(Burst, OfHundredsOfThousandsOfCallsIsOverTenSecondsAfterItsSender)
+TEST_F(Burst, OfHundredsOfThousandsOfCallsIsOverTenSecondsAfterItsSenderExits)
 {
     attackers.run({"flood", "--small", "300000"}, user::ordinary);
     EXPECT_TRUE(isServedWithin(burstMs));
 }
 
-TEST_F(Burst, OfCallsByAProcessThatCannotBeReadIsOverTenSecondsAfterIt)
+TEST_F(Burst, OfCallsByAnUnreadableProcessIsOverTenSecondsAfterItExits)
 {
     attackers.startHangingFile(user::ordinary);
     QProcess &sender = attackers.start(
         {"stuck-process", "memory-lock", Attackers::hangingFile(), "--", "+300", bystander::method},
         user::ordinary);
     ASSERT_EQ(linesUntil(sender, "done", patienceMs), QStringList{"calling"});
-    EXPECT_TRUE(isServedWithin(2 * burstMs)) << "with the sender still there";
+    EXPECT_TRUE(isServedWithin(2 * burstMs)) << "while the sender still runs";
     attackers.endAll();
     EXPECT_TRUE(isServedWithin(burstMs));
 }
 
-TEST_F(Burst, OfRefusalsHoldsNobodyUpWhileTheJournalStandsStill)
+TEST_F(Burst, OfRefusalsDelaysNobodyWhileTheJournalIsStopped)
 {
     const QByteArray journal =
         mustRun({"systemctl", "show", "--value", "--property=MainPID", "systemd-journald"});
     ASSERT_EQ(kill(journal.trimmed().toInt(), SIGSTOP), 0);
-    // Each leaves a line in the system log and one on standard error, which is the journal's too.
+    // Each call leaves a line in the system log and one on standard error. The journal reads both.
     attackers.run({"flood", "--small", "20000"}, user::ordinary);
     EXPECT_TRUE(isServedWithin(2 * burstMs));
     ASSERT_EQ(kill(journal.trimmed().toInt(), SIGCONT), 0);

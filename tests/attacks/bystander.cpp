@@ -32,6 +32,7 @@ testing::AssertionResult bystander::isServedWithin(int timeoutMs, const QStringL
         }
         QThread::msleep(MachineDeadline::stepMs);
     } while (!deadline.hasExpired());
-    return testing::AssertionFailure() << "after " << deadline.elapsedMs() << " ms a bystander has "
-                                       << testing::PrintToString(last);
+    return testing::AssertionFailure()
+           << "after " << deadline.elapsedMs() << " ms a bystander's last answer is "
+           << testing::PrintToString(last);
 }

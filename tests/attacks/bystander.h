@@ -1,21 +1,21 @@
 // SPDX-License-Identifier: MIT
 //
-// Callers that do no harm while somebody else attacks.
+// Harmless callers during an attack.
 #pragma once
 
 #include "support/suite_host.h"
 
-/// What a bystander asks for, and what it gets.
+/// The call of a bystander, and the answer that it should get.
 namespace bystander {
 constexpr const char *method = "getEventTotalCount";
 inline const Reply served{0, {"1234"}};
-/// An ordinary user's front end, at a place that no attacker takes.
+/// An ordinary user's front end, at a path that no attacker uses.
 inline const Caller caller{user::ordinary, "/opt/appdata/halvex/bin/halvex-desktop"};
 
-/// Makes the file of which it is told.
+/// Writes the file from which the daemon answers the call.
 void prepare();
 
-/// Tells whether one is served within @p timeoutMs of a fast machine; it asks again when it gets an
-/// error, as from a daemon that goes and is started anew. @p command is how it calls.
+/// Tells whether a bystander is served within @p timeoutMs on a fast machine. The bystander calls
+/// by @p command, and calls again after an error: the daemon may be restarting.
 [[nodiscard]] testing::AssertionResult isServedWithin(int timeoutMs, const QStringList &command);
 } // namespace bystander

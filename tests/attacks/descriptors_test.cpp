@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Descriptors that come with messages: the receiver has to close them, and has only so many.
+// Descriptors attached to messages. The receiver has to close them, and its open files are limited.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
@@ -11,7 +11,7 @@ namespace {
 
 constexpr int bystandersMs = 8000;
 constexpr int maxPerMessage = 16;    // the bus's limit
-constexpr int openFilesLimit = 1024; // a unit's
+constexpr int openFilesLimit = 1024; // a unit's default
 
 class Descriptors : public AttackedHost
 {
@@ -32,7 +32,7 @@ protected:
                   0);
     }
 
-    /// Sends @p count descriptors of /dev/null to the daemon, none of which is waited for.
+    /// Sends @p count descriptors of /dev/null to the daemon, without waiting for answers.
     void sendDescriptors(int count)
     {
         const auto send = [this](int messages, int each) {
@@ -47,7 +47,7 @@ protected:
     }
 };
 
-TEST_F(Descriptors, AMessageThatHasOneIsRefusedByTheBus)
+TEST_F(Descriptors, AMessageWithDescriptorsIsRefusedByTheBus)
 {
     for (const char *count : {"1", "16"}) {
         const auto answers = attackers.run(
@@ -56,7 +56,7 @@ TEST_F(Descriptors, AMessageThatHasOneIsRefusedByTheBus)
     }
 }
 
-TEST_F(Descriptors, InThousandsOfThemNoneStaysWithTheDaemon)
+TEST_F(Descriptors, SentInThousandsDoNotStayOpenInTheDaemon)
 {
     holdTheGate();
     const int before = openFiles();
@@ -66,7 +66,7 @@ TEST_F(Descriptors, InThousandsOfThemNoneStaysWithTheDaemon)
     EXPECT_TRUE(isServedWithin(bystandersMs));
 }
 
-TEST_F(Descriptors, SentToItsConnectionsNoneStaysWithTheDaemon)
+TEST_F(Descriptors, SentToItsConnectionsDoNotStayOpenInTheDaemon)
 {
     holdTheGate();
     const int before = openFiles();
@@ -80,18 +80,18 @@ TEST_F(Descriptors, SentToItsConnectionsNoneStaysWithTheDaemon)
     EXPECT_TRUE(isServedWithin(bystandersMs));
 }
 
-TEST_F(Descriptors, ALingeringSocketHoldsNobodyUp)
+TEST_F(Descriptors, ALingeringSocketDelaysNobody)
 {
     ASSERT_EQ(host::run({"ip", "link", "set", "lo", "up"}).exitCode, 0);
     holdTheGate();
-    // The sender is gone before the daemon gets to its message, whose socket is then the last.
+    // The sender exits before the daemon handles the message, which then has the last descriptor.
     attackers.run({"flood", "--descriptors", "lingering", "1"}, user::ordinary);
     releaseTheGate();
     EXPECT_TRUE(isServedWithin(bystandersMs));
     expectItCanBeKilled();
 }
 
-TEST_F(Descriptors, AFileOfTheSendersOwnFileSystemHoldsNobodyUp)
+TEST_F(Descriptors, AFileOfTheSendersOwnFileSystemDelaysNobody)
 {
     attackers.startHangingFile(user::ordinary, daemon.processId());
     holdTheGate();
@@ -101,17 +101,17 @@ TEST_F(Descriptors, AFileOfTheSendersOwnFileSystemHoldsNobodyUp)
     expectItCanBeKilled();
 }
 
-// --- separated roles, which only the status tool knows of ---
+// --- separated roles, which only the status tool reports ---
 
-TEST_F(Descriptors, ThatLeaveNoneForTheStatusToolLetNobodyIn)
+TEST_F(Descriptors, LeavingNoneForTheStatusToolLetNobodyIn)
 {
     host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
     holdTheGate();
-    // The call comes before the descriptors, so that they are there while it is judged.
+    // The call is sent first, so that the descriptors arrive while it waits for the gate.
     QProcess &member = attackers.startAsFrontEnd(
         {"flood", "--member", "setInterventionConfig", "a", "b", "2", "--stay"}, user::wheelMember);
     ASSERT_EQ(linesUntil(member, "sent", patienceMs), QStringList());
-    // The tool's pipe, which is closed as soon as the gate is let go, is the one left over.
+    // This uses up all descriptors. When the gate goes on, only the tool's pipe is closed.
     sendDescriptors(openFilesLimit - openFiles());
     releaseTheGate("Three Admin : on\n");
     EXPECT_TRUE(isServedWithin(bystandersMs));
@@ -119,10 +119,10 @@ TEST_F(Descriptors, ThatLeaveNoneForTheStatusToolLetNobodyIn)
     EXPECT_EQ(host::readFile("/etc/halvex/intervention.conf"), "action \"a\"\nb = \"1\"\n");
 }
 
-TEST_F(Descriptors, TooFewForTheStatusToolLetNobodyInWhoChangesAnything)
+TEST_F(Descriptors, TooFewForTheStatusToolLetNobodyChangeAnything)
 {
     host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
-    // A tool that itself needs hardly any descriptors: it prints its environment.
+    // This status tool needs hardly any descriptors itself: it prints its environment.
     stopDaemon();
     host::writeFile("/usr/sbin/getstatus", host::readFile("/usr/bin/env"), 0755);
     startDaemon(soundEnvironment + QStringList{"ROLES=Three Admin : on"});

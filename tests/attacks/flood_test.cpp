@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Messages that fill the daemon's queue at the bus, so that the bus drops its answers to the gate.
+// Messages that fill the daemon's queue at the bus. The bus then drops its own answers to the gate.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
 
@@ -31,7 +31,8 @@ protected:
         host::writeFile(notifyPath, notifySettings);
     }
 
-    /// Starts six senders of large messages, of a stranger's, and returns when each has sent some.
+    /// Makes a stranger send large messages through six connections. Returns when each has sent
+    /// some.
     QProcess &startFlood(int seconds)
     {
         QStringList options = GetParam().options;
@@ -66,12 +67,13 @@ protected:
 
     static constexpr int longerThanATest = 3600;
     static constexpr int answerMs = 15000;
-    /// With two answers lost, a daemon that waits for each as long as libraries do would have gone
-    /// on after fifty seconds: the flood then covers both questions, and not the next.
+    /// A daemon that waited 25 s for each answer, as bus libraries do, would ask its second
+    /// question after 25 s and its third after 50 s. The flood goes on until 40 s, so only those
+    /// two answers are lost.
     static constexpr int secondQuestionMs = 25000;
 };
 
-TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
+TEST_P(FloodedGate, RefusesAnOrdinaryUserWhoBlocksItUntilTheFlood)
 {
     QProcess &file = attackers.startHangingFile(user::ordinary);
     QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1);
@@ -80,7 +82,7 @@ TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
     file.kill(); // From here on the caller can be read.
     QStringList answers = linesUntil(caller, "done", answerMs);
     if (answers.contains("no done")) {
-        ADD_FAILURE() << "a question has not been given up within seconds";
+        ADD_FAILURE() << "the gate does not give up a question within seconds";
         flood.waitForFinished(secondQuestionMs);
         flood.kill();
         answers = linesUntil(caller, "done", patienceMs);
@@ -89,7 +91,7 @@ TEST_P(FloodedGate, LetsNoOrdinaryUserInWhoHoldsItUpMeanwhile)
     expectOnlyRefusals(answers);
 }
 
-TEST_P(FloodedGate, LetsNoOrdinaryUserInAtAnyMoment)
+TEST_P(FloodedGate, RefusesAnOrdinaryUserAtEveryMoment)
 {
     QProcess &flood = startFlood(10);
     QProcess &caller = startCaller({"waiting"}, 200);

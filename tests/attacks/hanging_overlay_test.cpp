@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Callers whose program lies on an overlay over a file system of their own, which does not answer.
-// The kernel asks that file system in the user's name, so that root's look is not refused.
+// Callers whose program lies on an overlay over a file system of their own that does not answer.
+// The kernel asks that file system with the user's credentials, so FUSE does not refuse root's
+// question.
 #include "attacks/attacked_host.h"
 
 namespace {
@@ -9,10 +10,10 @@ namespace {
 class HangingOverlay : public AttackedHost
 {
 protected:
-    QProcess look; ///< ends only with the file system
+    QProcess look; ///< can end only after the file system
 };
 
-TEST_F(HangingOverlay, ACallerFromItIsRefusedAndLeavesNothingBehind)
+TEST_F(HangingOverlay, ACallerIsRefusedAndLeavesNothingBehind)
 {
     EXPECT_TRUE(isServedWithin(patienceMs));
     const int before = tasksOfDaemon();
@@ -27,7 +28,7 @@ TEST_F(HangingOverlay, ACallerFromItIsRefusedAndLeavesNothingBehind)
 
     look.start("stat", {"--dereference", QString("/proc/%1/exe").arg(caller.processId())});
     EXPECT_EQ(linesUntil(caller, "asked", patienceMs), QStringList())
-        << "the gate has asked, or nobody who asks would hang";
+        << "the gate has asked already, or a question does not reach the file system";
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// An export whose file somebody else holds: a write from memory that never comes has the lock that
-// every other change of the file needs.
+// An export while another process holds the lock of its file, in a write whose data never arrives.
+// Every other change of the file needs that lock.
 #include "attacks/attacked_host.h"
 #include "stats/export_file.h"
 #include "support/host_files.h"
@@ -28,7 +28,7 @@ protected:
         ASSERT_TRUE(process.waitForStarted(patienceMs));
     }
 
-    /// The status that @p process, a front end that has called, gets in time.
+    /// The status in the answer to the front end @p process, which has to come in time.
     static int statusOf(QProcess &process)
     {
         EXPECT_TRUE(exitsWithin(process, answerTimeoutMs)) << "no answer in time";
@@ -53,14 +53,14 @@ protected:
     {
         Export::SetUp();
         host::writeFile("/var/log/halvex/logs/alerts/a.log", "alert\n");
-        // The daemon may give an export up that a busy machine does not get on with.
+        // On a busy machine an export may make so little progress that the daemon gives it up.
         ASSERT_TRUE(
             waitFor([this] { return call("generateLogFile", {}, bystander::caller) == Reply{0}; }));
         holdExportFile();
     }
 };
 
-TEST_F(HeldExport, IsAFailureWithinSeconds)
+TEST_F(HeldExport, FailsWithinSeconds)
 {
     QProcess exporter;
     startExport(exporter);
@@ -76,7 +76,7 @@ TEST_F(HeldExport, DoesNotKeepTheDaemonFromBeingKilled)
     expectItCanBeKilled();
 }
 
-TEST_F(HeldExport, LeavesNothingBehindOnceItIsLetGo)
+TEST_F(HeldExport, LeavesNothingBehindOnceTheLockIsReleased)
 {
     const int before = tasksOfDaemon();
     for (int i = 0; i < 4; ++i) {
@@ -135,7 +135,7 @@ private:
     QProcess *log = nullptr;
 };
 
-TEST_F(SlowExport, WhoseFileIsTakenMeanwhileIsGivenUpWithinSecondsAndKeepsWhatItHas)
+TEST_F(SlowExport, WhoseFileIsLockedMeanwhileIsGivenUpWithinSecondsAndKeepsItsFirstHalf)
 {
     holdExportFile();
     finishLog();
@@ -146,9 +146,9 @@ TEST_F(SlowExport, WhoseFileIsTakenMeanwhileIsGivenUpWithinSecondsAndKeepsWhatIt
     EXPECT_TRUE(host::readFile(exportPath).startsWith(lines(bytes / 2)));
 }
 
-TEST_F(SlowExport, OfALogThatTakesItsTimeIsComplete)
+TEST_F(SlowExport, OfALogThatArrivesSlowlyIsComplete)
 {
-    // For longer than others may keep the export from being written.
+    // Longer than the daemon waits for a write to the export that is blocked.
     QThread::msleep(2 * std::chrono::milliseconds(halvex::exportPatienceMs).count());
     finishLog();
     EXPECT_EQ(statusOf(exporter), 0);

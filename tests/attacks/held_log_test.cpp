@@ -7,14 +7,14 @@
 
 namespace {
 
-TEST_F(AttackedHost, RefusalsThatNobodyLogsHoldNobodyUp)
+TEST_F(AttackedHost, RefusalsDelayNobodyWhileTheSystemLogIsNotRead)
 {
     {
         const auto stopped = systemLog.stopReading();
         attackers.run({"flood", "--small", "3000"}, user::ordinary);
         EXPECT_TRUE(isServedWithin(patienceMs / 2));
     }
-    // A log that is read again has the next refusal.
+    // Once the log is read again, it gets the next refusal.
     EXPECT_TRUE(waitFor([this] {
         static_cast<void>(systemLog.takeLines());
         attackers.run({"flood", "--answers"}, user::ordinary);

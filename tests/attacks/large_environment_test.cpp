@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Environments larger than any program is started with. The sanitizers keep what is freed, so these
-// cases are not part of a sanitized build.
+// Environments larger than a program can be started with. The sanitizers keep freed memory, so
+// these cases are not part of a sanitized build.
 #include "attacks/attacked_host.h"
 #include "support/process_resources.h"
 
@@ -24,7 +24,7 @@ protected:
     }
 };
 
-TEST_F(LargeEnvironment, IsRefusedWithoutBeingKept)
+TEST_F(LargeEnvironment, IsRefusedAndNotKeptInMemory)
 {
     EXPECT_TRUE(isServedWithin(patienceMs));
     EXPECT_EQ(answerWith("67108864", {bystander::method}), "calling status -999");
@@ -33,7 +33,8 @@ TEST_F(LargeEnvironment, IsRefusedWithoutBeingKept)
 
 TEST_F(LargeEnvironment, OfGigabytesIsRefusedAtOnce)
 {
-    // Should it be kept nevertheless, this host's other tests must not suffer.
+    // If the daemon kept it nevertheless, this limit would protect the tests that run beside this
+    // one.
     constexpr rlim_t bytes = 2UL << 30U;
     const rlimit limit = {bytes, bytes};
     ASSERT_EQ(prlimit(static_cast<pid_t>(daemon.processId()), RLIMIT_AS, &limit, nullptr), 0);
@@ -42,8 +43,8 @@ TEST_F(LargeEnvironment, OfGigabytesIsRefusedAtOnce)
     EXPECT_TRUE(isServedWithin(patienceMs));
 }
 
-/// The answer to the front end @p command, started with @p last behind the largest environment that
-/// the kernel gives a program.
+/// The answer to the front end @p command, started with the largest environment that the kernel
+/// allows, whose last variable is @p last.
 Reply answerWithLargestEnvironment(const QStringList &command, const QString &last)
 {
     constexpr int textBytes = 100000;
@@ -57,9 +58,9 @@ Reply answerWithLargestEnvironment(const QStringList &command, const QString &la
     return parseReply(result.output);
 }
 
-TEST_F(LargeEnvironment, AsLargeAsAProgramCanBeStartedWithIsJudgedLikeAnyOther)
+TEST_F(LargeEnvironment, OfTheLargestPossibleSizeIsJudgedLikeAnyOther)
 {
-    // A quarter of the stack goes to arguments and environment, 6 MiB at the most.
+    // Arguments and environment may take a quarter of the stack limit, but 6 MiB at most.
     const rlimit limit = {64UL << 20U, RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_STACK, &limit), 0);
     const QStringList command = frontEndCommand(bystander::caller, {"--json", bystander::method});

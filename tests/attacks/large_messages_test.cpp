@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Messages that take a multiple of their size in the daemon. The sanitizers keep what is freed, so
-// this is not part of a sanitized build.
+// Messages that take several times their size of the daemon's memory. The sanitizers keep freed
+// memory, so this is not part of a sanitized build.
 #include "attacks/attacked_host.h"
 #include "support/process_resources.h"
 #include "support/processor_time.h"
@@ -25,8 +25,8 @@ protected:
         startDaemon(soundEnvironment + ServiceManager::variables());
     }
 
-    /// Tells whether the daemon serves again, or asks the service manager for a new one: the bus
-    /// library may not begin to read again once it has stopped.
+    /// Tells whether the daemon serves again, or asks the service manager to restart it. Both are
+    /// right: the bus library may stop reading from the bus for good.
     bool servesOrAsksForItsEnd() const
     {
         return waitFor([this] {
@@ -45,7 +45,7 @@ protected:
         return memoryOf(daemon.processId(), field) / kibPerMib;
     }
 
-    /// Waits until the daemon, whose gate is held, has read what it reads meanwhile.
+    /// Waits until the daemon, whose gate is blocked, has read all that it reads in this state.
     void awaitMessages() const
     {
         EXPECT_TRUE(waitFor([this] {
@@ -59,10 +59,10 @@ protected:
     ServiceManager manager;
 };
 
-TEST_F(LargeMessages, OfMillionsOfTextsToADaemonThatIsHeldUpTakeLimitedMemoryAndNoneForLong)
+TEST_F(LargeMessages, OfMillionsOfTextsToABlockedDaemonTakeLimitedMemoryAndAreFreedAfterwards)
 {
     EXPECT_TRUE(isServedWithin(patienceMs));
-    // Should it take more, this host's other tests must not suffer.
+    // If they took more, this limit would protect the tests that run beside this one.
     constexpr rlim_t bytes = 4UL << 30U;
     const rlimit limit = {bytes, bytes};
     ASSERT_EQ(prlimit(static_cast<pid_t>(daemon.processId()), RLIMIT_AS, &limit, nullptr), 0);

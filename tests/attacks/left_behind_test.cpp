@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Workers that even killing does not end: each waits for the lock of a file that somebody else
-// holds. Their number is limited.
+// Workers that do not end even when they are killed, because each waits for the lock of a file that
+// another process holds. The number of such workers is limited.
 #include "attacks/attackers.h"
 #include "support/host_files.h"
 #include "support/suite_host.h"
@@ -37,7 +37,7 @@ bool waitsForLock(pid_t thread)
     return state.find(") D ") != std::string::npos;
 }
 
-/// Writes to the file @p path, and may be killed as soon as it waits for the file's lock.
+/// Writes to the file @p path. As soon as it waits for the file's lock, it lets itself be killed.
 std::string writeTo(const std::string &path, const JobControl &control)
 {
     const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
@@ -66,7 +66,7 @@ int workers()
 {
     int count = 0;
     for (const QString &entry : QDir("/proc").entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile name("/proc/" + entry + "/comm"); // of a process that may have gone
+        QFile name("/proc/" + entry + "/comm"); // missing if the process has exited
         count += name.open(QIODevice::ReadOnly) && name.readAll() == "halvex-test\n" ? 1 : 0;
     }
     return count;
@@ -93,10 +93,11 @@ TEST_F(WorkersLeftBehind, AreNoMoreThanTheLimitUntilTheyCanEnd)
     ASSERT_EQ(workers(), limit);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(worker.run(reverse, "abc", ample), std::nullopt);
-        EXPECT_EQ(workers(), limit) << "no process may be made";
+        EXPECT_EQ(workers(), limit) << "no further worker may be started";
     }
     ExpendableWorker ofALaterDaemon("halvex-test");
-    EXPECT_EQ(ofALaterDaemon.run(reverse, "abc", ample), std::nullopt) << "the count goes on";
+    EXPECT_EQ(ofALaterDaemon.run(reverse, "abc", ample), std::nullopt)
+        << "a later daemon counts the same workers";
     EXPECT_EQ(workers(), limit);
     ExpendableWorker other("halvex-other");
     EXPECT_EQ(other.run(reverse, "abc", ample), "cba") << "each worker has a limit of its own";
@@ -104,7 +105,7 @@ TEST_F(WorkersLeftBehind, AreNoMoreThanTheLimitUntilTheyCanEnd)
     attackers.endAll();
     EXPECT_TRUE(waitFor([&worker] { return worker.run(reverse, "abc", ample) == "cba"; }));
     EXPECT_EQ(ofALaterDaemon.run(reverse, "abc", ample), "cba");
-    // Those that were left behind are waited for as others are given up.
+    // Each time a worker is given up, the exit of those left behind is waited for.
     const auto hang = [](const std::string &, const JobControl &) -> std::string {
         for (;;) {
             pause();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A daemon that does not hear the bus any more, though its event loop runs: systemd's watchdog ends
-// it, and it is back.
+// A daemon that no longer receives anything from the bus, although its event loop runs. systemd's
+// watchdog ends it, and systemd starts a new one.
 #include "attacks/attackers.h"
 #include "attacks/bystander.h"
 #include "packaged/installed_host.h"
@@ -29,7 +29,7 @@ protected:
             patienceMs / 2, frontEndCommand(bystander::caller, {"--json", bystander::method}));
     }
 
-    /// Expects another daemon than before, which serves.
+    /// Expects that a new daemon runs and serves.
     void expectItIsBack() const
     {
         EXPECT_TRUE(waitFor([this] { return daemonPid() != pid && daemonPid() != 0; }));
@@ -51,7 +51,7 @@ protected:
     int pid = 0;
 };
 
-TEST_F(LostBus, ADaemonWhoseBusThreadStandsStillIsEndedAndBack)
+TEST_F(LostBus, ADaemonWhoseBusThreadIsStoppedIsRestarted)
 {
     const int thread = busThread();
     ASSERT_NE(thread, 0);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What strangers can reach beside the methods.
+// What strangers can reach besides the methods.
 #include "attacks/attacked_host.h"
 
 namespace {
@@ -38,9 +38,10 @@ TEST_F(OtherMembers, LargeTextsForAPropertyDoNotReachTheDaemon)
               denied);
 }
 
-TEST_F(OtherMembers, NoPropertyIsReadWithATextThatAnErrorReplyWouldRepeat)
+TEST_F(OtherMembers, ReadingAPropertyWithALargeTextIsRefused)
 {
-    // A reply of more than 32 MiB makes the bus cut the daemon off.
+    // An error reply would repeat the text, and the bus disconnects the sender of a reply of more
+    // than 32 MiB.
     for (const char *member : {"Get", "GetAll"}) {
         for (const char *interface : {"org.freedesktop.DBus.Properties", ""}) {
             EXPECT_EQ(send({"--interface", interface, "--member", member, "--large", "1"}), denied);
@@ -48,8 +49,9 @@ TEST_F(OtherMembers, NoPropertyIsReadWithATextThatAnErrorReplyWouldRepeat)
     }
 }
 
-TEST_F(OtherMembers, NoPathIsIntrospectedThatAnErrorReplyWouldRepeat)
+TEST_F(OtherMembers, IntrospectAndPingAreRefusedForOtherPaths)
 {
+    // An error reply would repeat the path.
     const QString longPath = '/' + QString(100000, 'x');
     for (const QString &path : {QString("/no/such/path"), longPath}) {
         EXPECT_EQ(send({"--path", path, "--interface", "org.freedesktop.DBus.Introspectable",
@@ -82,7 +84,7 @@ TEST_F(OtherMembers, SignalsToTheDaemonsNameAreRefused)
     EXPECT_EQ(send({"--signal"}), denied);
 }
 
-TEST_F(OtherMembers, ThirteenMethodsAndTheLookersAreLetThrough)
+TEST_F(OtherMembers, TheThirteenMethodsIntrospectAndPingAreLetThrough)
 {
     for (const MethodCall &each : allMethodCalls()) {
         EXPECT_NE(send({"--member", each.name}), denied) << each.name;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Large messages that wait for the daemon's start, on a booted host. The bus delivers them before
-// its answer to the daemon's claim of a name, and the bus library stops reading before that answer.
+// it answers the daemon's request for a name, and the bus library stops reading before that answer.
 #include "attacks/attackers.h"
 #include "attacks/bystander.h"
 #include "packaged/installed_host.h"
@@ -17,9 +17,10 @@ protected:
     {
         InstalledHost::SetUp();
         bystander::prepare();
-        // The daemon gives its claims up after 5 s at most; Qt would after 25 s. systemd tells the
-        // two apart: by its time limit before the daemon has its last name, by the watchdog then.
-        // The rest of a start takes 0.1 s, and may take a hundred times as long.
+        // The daemon waits 5 s at most for a name; Qt alone would wait 25 s. With these limits,
+        // systemd ends only a daemon that waits for 25 s: by TimeoutStartSec until the daemon owns
+        // its last name, by the watchdog afterwards. The rest of a start takes 0.1 s; even a
+        // machine that is a hundred times as slow stays within the limits.
         addToUnit("TimeoutStartSec=15s\nTimeoutStopSec=5s\nWatchdogSec=15s\n");
     }
 
@@ -41,18 +42,19 @@ protected:
     Attackers attackers;
 };
 
-TEST_F(StartBehindLargeMessages, OfCallsFailsSoonAndTheNextDaemonServes)
+TEST_F(StartBehindLargeMessages, LargeCallsMakeItFailSoonAndTheNextDaemonServes)
 {
     attackers.run({"late-calls", "4"}, user::ordinary);
     EXPECT_TRUE(isServed());
     expectNoneWasEnded();
-    // Its exit status is 1, unless systemd sees first that the name is free, and ends it.
+    // The first daemon's exit status is 1, unless systemd notices first that it lost its name, and
+    // stops it.
     EXPECT_EQ(journal().count("Starting halvex-desktop-daemon"), 2);
 }
 
-TEST_F(StartBehindLargeMessages, OfSignalsFailsSoonAndTheNextDaemonServes)
+TEST_F(StartBehindLargeMessages, LargeSignalsMakeItFailSoonAndTheNextDaemonServes)
 {
-    // Now and then the signals come too late, and are refused.
+    // Sometimes the signals come too late, and are refused.
     for (int i = 0; i < 5 && !journal().contains(failedSoon); ++i) {
         mustRun({"systemctl", "stop", "halvex-desktop-daemon"});
         attackers.run({"early-signals", "4"}, user::ordinary);

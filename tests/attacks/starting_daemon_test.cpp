@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A daemon whose start takes long: an upgrade service does not answer its question. It has its
-// connections to the bus by then, but not yet the name under which it serves.
+// A daemon whose start takes long, because the upgrade service does not answer its question. The
+// daemon has its connections to the bus already, but does not own its service name yet.
 #include "attacks/attackers.h"
 #include "bus/upgrade_host.h"
 #include "support/process_resources.h"
@@ -46,7 +46,7 @@ protected:
         return QDBusConnection::systemBus().interface()->isServiceRegistered(name).value();
     }
 
-    /// What a stranger gets who sends something to each of the daemon's connections.
+    /// The answers to a stranger who sends a message to each of the daemon's connections.
     QStringList answersToEach(const QStringList &options)
     {
         return attackers.run(
@@ -55,7 +55,7 @@ protected:
             user::ordinary);
     }
 
-    /// The gate's connection and the one that serves.
+    /// The answers from the gate's connection and from the one that serves.
     const QStringList bothDeny{"error org.freedesktop.DBus.Error.AccessDenied",
                                "error org.freedesktop.DBus.Error.AccessDenied"};
     Attackers attackers;
@@ -70,13 +70,13 @@ TEST_F(StartingDaemon, GetsNeitherDescriptorsNorSignalsOfStrangers)
         EXPECT_EQ(answersToEach(descriptors + QStringList{"--signal"}), bothDeny) << count;
     }
     EXPECT_EQ(answersToEach({"--signal"}), bothDeny);
-    // The daemon may have closed some of its own meanwhile, as it starts.
+    // The daemon may have closed some of its own descriptors meanwhile, because it is starting.
     EXPECT_LE(openFilesOf(daemon.processId()), before);
-    EXPECT_FALSE(isOwned(serviceName)) << "the start was not held up meanwhile";
+    EXPECT_FALSE(isOwned(serviceName)) << "the start did not wait for the upgrade service";
 
     signalUpgradeService(SIGCONT);
     awaitDaemon();
-    EXPECT_EQ(call("getEventTotalCount").status, -1) << "no such file";
+    EXPECT_EQ(call("getEventTotalCount").status, -1) << "the file with the count does not exist";
 }
 
 } // namespace

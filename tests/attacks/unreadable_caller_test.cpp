@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Callers that hold the locks under which the kernel would say what they are.
+// Callers that hold locks that the kernel needs to show them below /proc.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
 
@@ -15,7 +15,7 @@ struct Way
 {
     const char *name;
     QStringList words;            ///< for stuck-process
-    bool isSometimesRead = false; ///< in a moment in which the lock is free
+    bool isSometimesRead = false; ///< when the lock is free for a moment
 };
 
 void PrintTo(const Way &way, std::ostream *stream)
@@ -34,8 +34,8 @@ protected:
         }
     }
 
-    /// A caller that makes @p count calls that an ordinary user's front end may make. It runs at a
-    /// front end's place.
+    /// Starts a caller from a front end's path, which makes @p count calls. An ordinary user's
+    /// front end may make these calls.
     QProcess &startCaller(int count)
     {
         QProcess &process = attackers.startAsFrontEnd(
@@ -56,7 +56,7 @@ protected:
     }
 };
 
-TEST_P(UnreadableCaller, IsRefusedAndHoldsNobodyUp)
+TEST_P(UnreadableCaller, IsRefusedAndDelaysNobody)
 {
     QProcess &caller = startCaller(1);
     EXPECT_TRUE(isServedWithin(patienceWithOthersMs));
@@ -85,7 +85,7 @@ TEST_P(UnreadableCaller, LeavesNothingBehindHoweverOftenItCalls)
 }
 
 const Way ways[] = {
-    {"HoldingItsMemorysLock", {"memory-lock", Attackers::hangingFile()}},
+    {"HoldingItsMemoryLock", {"memory-lock", Attackers::hangingFile()}},
     {"HoldingItsExecLock", {"exec-lock", Attackers::hangingFile(), bystander::caller.path}},
     {"WithAThreadThatGetsNoProcessor", {"starved", "8"}, true},
 };
@@ -93,8 +93,8 @@ const Way ways[] = {
 INSTANTIATE_TEST_SUITE_P(, UnreadableCaller, testing::ValuesIn(ways),
                          [](const auto &way) { return way.param.name; });
 
-// The kernel shows no process's file as its environment: the reading ends there.
-TEST_F(AttackedHost, AnEnvironmentThatGoesOnInAHangingFileHoldsNobodyUp)
+// The kernel does not show pages of a file as a process's environment: reading stops there.
+TEST_F(AttackedHost, AnEnvironmentThatExtendsIntoAHangingFileDelaysNobody)
 {
     attackers.startHangingFile(user::ordinary);
     QProcess &caller = attackers.startAsFrontEnd(

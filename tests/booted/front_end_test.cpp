@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The whole way on a booted host: a front end, the host's own bus, the daemon, systemctl, a unit.
+// Calls of a front end on a booted host, over the host's own bus, to real units of systemd.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/stand_in.h"
@@ -54,7 +54,7 @@ TEST_F(FrontEndOnABootedHost, AnAdministratorEnablesAndDisablesAServiceAndEveryb
     EXPECT_EQ(ask("halvex-ebpf", 1), Reply{0});
 }
 
-TEST_F(FrontEndOnABootedHost, AnOrdinaryUserStartsNothing)
+TEST_F(FrontEndOnABootedHost, AnOrdinaryUserCannotStartAService)
 {
     EXPECT_EQ(call("setServiceStatus", {"halvex-ebpf", "1", "0"}, Caller{user::ordinary}),
               Reply{-999});
@@ -70,7 +70,7 @@ TEST_F(FrontEndOnABootedHost, AnOrdinaryUserCannotMakeRootRunSsh)
     EXPECT_EQ(host::standInCalls(), QStringList());
 }
 
-TEST_F(FrontEndOnABootedHost, TheRootMountAnswersUnderItsName)
+TEST_F(FrontEndOnABootedHost, TheRootMountIsFoundByItsName)
 {
     EXPECT_EQ(ask("-.mount", 0), Reply{1});
     EXPECT_EQ(ask("-.mount", 2), Reply{1});

@@ -54,7 +54,7 @@ protected:
         ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
     }
 
-    /// What systemd says of the unit's @p property.
+    /// The value that systemd reports of the unit's @p property.
     static QByteArray show(const QString &unit, const QString &property)
     {
         return host::run({"systemctl", "show", "--value", "--property", property, unit})
@@ -143,7 +143,7 @@ TEST_F(RealUnits, ARestartOfTwoUnitsFailsAndTouchesNeither)
     EXPECT_EQ(getServiceStatus("halvex-logscan", IsActive), 0);
 }
 
-TEST_F(RealUnits, ARestartOfTheEngineAsksForAUnitOfItsName)
+TEST_F(RealUnits, ARestartOfTheEngineRestartsTheUnitOfItsName)
 {
     EXPECT_EQ(restartService("halvex.net.ai"), -1);
     writeUnit("halvex.net.ai", daemonUnit);
@@ -181,7 +181,8 @@ TEST_F(RealUnits, AStaticUnitRunsButIsNeverEnabled)
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", IsActive), 1);
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", IsEnabled), 0);
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", HasStatus), 1);
-    EXPECT_EQ(setServiceStatus("halvex-rootcheck", 1, 1), 0) << "systemctl only says so";
+    EXPECT_EQ(setServiceStatus("halvex-rootcheck", 1, 1), 0)
+        << "systemctl prints a hint, but succeeds";
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", IsEnabled), 0);
 }
 
@@ -211,7 +212,7 @@ TEST_F(RealUnits, AnUnknownUnitHasNoStatusAndCannotBeChanged)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(RealUnits, AnyUnitMayBeAskedAboutThoughNotChanged)
+TEST_F(RealUnits, TheStatusOfAnyUnitCanBeReadButNotChanged)
 {
     EXPECT_EQ(getServiceStatus("dbus", IsActive), 1);
     EXPECT_EQ(getServiceStatus("sysinit.target", HasStatus), 1);
@@ -219,7 +220,7 @@ TEST_F(RealUnits, AnyUnitMayBeAskedAboutThoughNotChanged)
     EXPECT_EQ(getServiceStatus("dbus", IsActive), 1);
 }
 
-TEST_F(RealUnits, AUnitWhoseNameBeginsWithAHyphenAnswersLikeAnyOther)
+TEST_F(RealUnits, AUnitWhoseNameBeginsWithAHyphenHasAStatusLikeAnyOther)
 {
     for (const char *name : {"-.mount", "-.slice"}) {
         EXPECT_EQ(getServiceStatus(name, IsActive), 1) << name;
@@ -228,7 +229,7 @@ TEST_F(RealUnits, AUnitWhoseNameBeginsWithAHyphenAnswersLikeAnyOther)
     }
 }
 
-TEST_F(RealUnits, ATextThatLooksLikeAnOptionOpensNoDoor)
+TEST_F(RealUnits, ANameThatLooksLikeAnOptionIsNotTakenAsAnOption)
 {
     host::writeStandIn("/usr/bin/ssh", "exit 255\n");
     for (const halvex::ServiceQuery question : {IsActive, IsEnabled, HasStatus}) {
@@ -240,7 +241,7 @@ TEST_F(RealUnits, ATextThatLooksLikeAnOptionOpensNoDoor)
     }
     EXPECT_EQ(host::standInCalls(), QStringList());
 
-    // The stand-in is what systemctl would have run.
+    // Without the daemon, systemctl does run the stand-in for such a text.
     static_cast<void>(host::run({"systemctl", "status", "--host=root@evil.example"}));
     EXPECT_EQ(host::standInCalls().size(), 1);
 }

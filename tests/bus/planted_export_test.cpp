@@ -50,7 +50,7 @@ protected:
     {
         if (GetParam().change && qgetenv("CI") != "true") {
             daemonMayEnd = true;
-            GTEST_SKIP() << "changes settings of the machine's kernel: only where CI is true";
+            GTEST_SKIP() << "changes settings of the machine's kernel: runs only if CI is true";
         }
         DaemonHost::SetUp();
         host::writeFile("/var/log/halvex/logs/alerts/a.log", "alert\n", 0600);

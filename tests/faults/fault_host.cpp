@@ -15,12 +15,12 @@ namespace {
 const QString statusToolText = "/run/getstatus.text";
 const QString otherProgram = "/usr/bin/stranger";
 
-// The kernel copies a log by itself only if it is long. All lines are alike, so that the export is
-// the beginning of what it should be, whichever log could not be read.
+// The daemon lets the kernel copy only a long log. All lines are the same, so that an incomplete
+// export is the beginning of the complete one, whichever log could not be read.
 const QByteArray shortLog = "alert\n";
 const QByteArray longLog = shortLog.repeated(22000);
 
-/// A command that starts a program with @p argument in place of the program's own path.
+/// A command that starts a program with @p argument as its argument 0, instead of its own path.
 QStringList withFirstArgument(const QString &argument)
 {
     return {"bash", "-c", "program=$1; shift; exec -a \"$0\" \"$program\" \"$@\"", argument};
@@ -30,7 +30,7 @@ Caller callerOf(Role role)
 {
     switch (role) {
     case Role::ForbiddenVariable:
-        // More than is read at once.
+        // Longer than what the daemon reads at once.
         return {user::root, frontEndPaths[1], {"FILLING=" + QString(20000, 'x'), "LD_PRELOAD="}};
     case Role::OtherProgram:
         return {user::root, otherProgram, {}, withFirstArgument(frontEndPaths[0])};

@@ -17,8 +17,8 @@
 /// Who calls.
 enum class Role {
     Allowed,            ///< a member of wheel
-    ForbiddenVariable,  ///< root, with LD_PRELOAD behind 20 KB of other variables
-    OtherProgram,       ///< root, with a front end that lies elsewhere
+    ForbiddenVariable,  ///< root, with LD_PRELOAD after 20 KB of other variables
+    OtherProgram,       ///< root, with a front end at another path
     OrdinaryUser,       ///< no administrator
     WheelWhenSeparated, ///< a member of wheel while the three roles are separated
     RootWhenSeparated,
@@ -27,13 +27,13 @@ enum class Role {
 
 inline const QString exportPath = "/tmp/halvex_alerts.log";
 
-/// What the export holds of the alert logs, whichever is read first.
+/// The content of a complete export, which is the same in whichever order the logs are read.
 [[nodiscard]] QByteArray allAlerts();
 
 /// The contents of the settings files and of the export, by their paths.
 using Files = QMap<QString, QByteArray>;
 
-/// Front ends that call again and again: starting one takes longer than the call.
+/// Front ends that make many calls each, because starting one takes longer than a call.
 class FrontEnds
 {
 public:
@@ -42,11 +42,11 @@ public:
     FrontEnds(const FrontEnds &) = delete;
     FrontEnds &operator=(const FrontEnds &) = delete;
 
-    /// Has @p role call @p method; the answer comes with answer().
+    /// Sends a call of @p method by @p role, whose answer answer() returns.
     void ask(Role role, const QString &method, const QStringList &arguments);
 
-    /// The answer to the oldest call of @p role that has none yet, if it comes within
-    /// @p timeoutMs of a fast machine.
+    /// The answer to the oldest unanswered call of @p role, if it comes within @p timeoutMs on a
+    /// fast machine.
     [[nodiscard]] std::optional<Reply> answer(Role role, int timeoutMs);
 
     /// Ends the front end of @p role, which waits for an answer that will not come.
@@ -70,7 +70,7 @@ protected:
     /// Whether the daemon's process still runs.
     [[nodiscard]] bool daemonRuns();
 
-    /// Makes the status tool say what it says when @p role calls.
+    /// Makes the status tool report separated roles if @p role needs them, otherwise none.
     static void setStatusToolFor(Role role);
 
     /// The files as they are before every call.

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// The longest that one failure holds up a call is the thirty seconds that a command may take.
+/// One failure delays a call for thirty seconds at most: the time limit of a command.
 constexpr int servedWithinMs = 35000;
 constexpr int usualMs = 3000;
 constexpr int refused = -999;
@@ -24,8 +24,8 @@ std::string shown(const std::optional<Reply> &reply)
     return reply ? testing::PrintToString(*reply) : "no answer";
 }
 
-/// Whether the calls of this name are counted for each file: then it does not matter that others,
-/// as on a pipe, do not come in the same number each time.
+/// Whether calls of this name are numbered separately for each file. Their numbers then stay the
+/// same, although the number of other such calls, as on a pipe, differs from run to run.
 bool isCountedByFile(const SeenCall &call)
 {
     static const QSet<QString> names{"access", "close",    "fstat", "lseek", "newfstatat",
@@ -39,8 +39,8 @@ Reply usualReply(const Scenario &scenario, Role role)
     return role == Role::Allowed ? scenario.served : Reply{refused, emptyTexts};
 }
 
-/// Whether @p fault looks as if root might not look at the caller's executable. Then the first
-/// argument counts.
+/// Whether @p fault looks as if root were not permitted to see the caller's executable. The daemon
+/// then judges by the caller's argument 0.
 bool hidesExecutable(const Scenario &scenario, const Fault &fault)
 {
     static const QRegularExpression link("/proc/\\d+/exe\"");
@@ -48,7 +48,7 @@ bool hidesExecutable(const Scenario &scenario, const Fault &fault)
            (fault.error == "EACCES" || fault.error == "ENOENT");
 }
 
-/// What is wrong with @p reply to a caller in the role of @p scenario; nothing if nothing is.
+/// What is wrong with @p reply to a caller in the role of @p scenario; empty if it is right.
 QString faultOfReply(const Scenario &scenario, const std::optional<Reply> &reply)
 {
     const bool mayBeServed = scenario.role == Role::Allowed;
@@ -58,21 +58,21 @@ QString faultOfReply(const Scenario &scenario, const std::optional<Reply> &reply
     return QString::fromStdString("the caller is let in: " + shown(reply));
 }
 
-/// Whether the bus library takes @p fault for the end of a connection to the bus. The daemon then
-/// has the service manager end it and start a new one, of which there is none on this host.
+/// Whether the bus library takes @p fault for the loss of a connection to the bus. The daemon then
+/// asks the service manager to restart it, but this host has no service manager.
 bool endsConnection(const Fault &fault)
 {
     return fault.call == "sendmsg" && (fault.error == "ENOBUFS" || fault.error == "ENOMEM");
 }
 
-/// Whether @p reply is that of a daemon whose connection is lost, or that of its gate.
+/// Whether @p reply shows that the daemon has lost its connection, or its gate's.
 bool isOfALostConnection(const Reply &reply)
 {
     return reply.error == "org.freedesktop.DBus.Error.ServiceUnknown" || reply.status == -999;
 }
 
-/// Whether @p content is the beginning of @p whole. A log that could only be read in part is cut
-/// off in the export, and ended by a line feed.
+/// Whether @p content is the beginning of @p whole. In the export, a log that was read only in part
+/// is cut off anywhere, and then ended by a line feed.
 bool isCutOff(const QString &path, const QByteArray &content, const QByteArray &whole)
 {
     if (path != exportPath) {
@@ -149,7 +149,7 @@ FaultRun::Outcome FaultRun::callOnce(const Scenario &scenario)
     if (outcome.reply) {
         return outcome;
     }
-    // It waits for something, its answer got lost, or the daemon serves nobody.
+    // The call waits for something, or its answer is lost, or the daemon serves nobody.
     outcome.wasSlow = true;
     outcome.daemonServes = serves();
     outcome.reply = frontEnds.answer(scenario.role, outcome.daemonServes ? usualMs : 0);
@@ -182,8 +182,8 @@ QList<SeenCall> FaultRun::watchedCalls(const Scenario &scenario)
 
 QList<Fault> FaultRun::faultsOf(const Scenario &scenario)
 {
-    // Which thread makes a call, and how often it waits, is not the same each time: what came in
-    // any of these runs is tried.
+    // Each run differs in which thread makes a call, and in how often a thread waits. Every call
+    // that was seen in one of these runs is tried.
     constexpr int runs = 3;
     std::map<std::tuple<QString, QString, QString, int>, SeenCall> calls;
     for (int i = 0; i < runs; ++i) {
@@ -198,7 +198,8 @@ QList<Fault> FaultRun::faultsOf(const Scenario &scenario)
     QList<Fault> faults;
     for (const auto &[key, call] : calls) {
         const auto errors = errorsOf(call);
-        EXPECT_TRUE(errors) << "in which ways may this fail? " << qPrintable(call.text);
+        EXPECT_TRUE(errors) << "system_call_errors.cpp does not list the errors of "
+                            << qPrintable(call.text);
         const auto &[thread, name, path, number] = key;
         for (const QString &error : errors.value_or(QStringList())) {
             const Fault fault{thread, name, path, number, error, call.text};
@@ -257,7 +258,7 @@ void FaultRun::check(const Scenario &scenario, const Fault &fault, const Outcome
 {
     if (outcome.wasSlow) {
         ++numbers.slow;
-        std::printf("SLOW %s: %s, which gets %s\n", qPrintable(scenario.name),
+        std::printf("SLOW %s: %s, with the answer %s\n", qPrintable(scenario.name),
                     qPrintable(fault.id()), shown(outcome.reply).c_str());
     }
     const QString replyFault = faultOfReply(scenario, outcome.reply);
@@ -306,7 +307,7 @@ void FaultRun::report(const Scenario &scenario, const Fault &fault, const QStrin
     ++numbers.findings;
     ADD_FAILURE() << "FINDING " << qPrintable(scenario.name) << ": " << qPrintable(text)
                   << "\n  thread " << qPrintable(fault.thread) << ", strace "
-                  << qPrintable(Strace::options(fault).join(' ')) << "\n  of "
-                  << qPrintable(fault.sample.left(200)) << "\n  again: scripts/faults "
+                  << qPrintable(Strace::options(fault).join(' ')) << "\n  call "
+                  << qPrintable(fault.sample.left(200)) << "\n  to repeat: scripts/faults "
                   << qPrintable(scenario.name) << " '" << qPrintable(fault.id()) << "'";
 }

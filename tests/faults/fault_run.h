@@ -19,15 +19,15 @@ protected:
     struct Numbers
     {
         int faults = 0;
-        int notReached = 0; ///< their call did not come, or was about something else
-        int slow = 0;       ///< their call took more than three seconds, or got no answer
+        int notReached = 0; ///< the system call was not made, or for something else
+        int slow = 0;       ///< the call took more than three seconds, or got no answer
         int findings = 0;
     };
 
     /// All faults that can happen in @p scenario, in an order that is the same each time.
     [[nodiscard]] QList<Fault> faultsOf(const Scenario &scenario);
 
-    /// Makes @p fault happen, and checks the call and the next one.
+    /// Makes @p fault happen in a call of the daemon, and checks this call and the next one.
     void tryFault(const Scenario &scenario, const Fault &fault);
 
     Numbers numbers;
@@ -38,7 +38,7 @@ private:
     {
         std::optional<Reply> reply;
         bool wasSlow = false;
-        bool daemonServes = true; ///< somebody else, if this call was slow
+        bool daemonServes = true; ///< serves a bystander; checked only after a slow call
     };
 
     void prepare(const Scenario &scenario);

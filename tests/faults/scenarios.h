@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The calls in which system calls are made to fail, and what they do when none fails.
+// The calls to the daemon during which system calls are made to fail, and their normal results.
 #pragma once
 
 #include "faults/fault_host.h"

@@ -31,7 +31,7 @@ const QHash<QString, const char *> leftOut{
     {"rt_sigaction", "fails for wrong arguments only"},
     {"rt_sigprocmask", "fails for wrong arguments only"},
     {"rt_sigreturn", "does not return"},
-    {"rt_sigtimedwait", "fails as it does when nothing has come"},
+    {"rt_sigtimedwait", "a failure looks like a wait without a signal"},
     {"sched_getaffinity", "fails for wrong arguments only"},
     {"sched_yield", "cannot fail"},
     {"set_robust_list", "the C library's own"},
@@ -43,19 +43,19 @@ const QHash<QString, const char *> leftOut{
     {"timerfd_settime", "fails for wrong arguments only"},
     {"umask", "cannot fail"},
     {"uname", "cannot fail"},
-    // The end of a program, and calls that are the rest of another one.
+    // Calls that end a program, or that continue another call.
     {"exit", "does not return"},
     {"exit_group", "does not return"},
     {"restart_syscall", "the rest of an interrupted call"},
-    // Locks between threads: an error other than those that happen all the time ends the program in
-    // the C library, whatever the daemon does.
+    // Locks between threads. Some errors are usual; at any other, the C library aborts the program,
+    // whatever the daemon does.
     {"futex", "the C library's locks"},
 };
 
 struct Row
 {
     const char *call;
-    QList<FileKind> kinds; ///< none: whatever it is about
+    QList<FileKind> kinds; ///< empty: files of all kinds
     const char *errors;
 };
 
@@ -64,22 +64,23 @@ const char *const procErrors = "EACCES ENOENT ENOMEM ESRCH";
 const char *const changeErrors = "EACCES EDQUOT EIO ENOENT ENOMEM ENOSPC EPERM EROFS";
 const char *const descriptorErrors = "EMFILE ENFILE ENOMEM";
 
-/// The first row that fits holds. Left out everywhere: errors of arguments that the program gives
-/// itself (EBADF, EFAULT, EINVAL), and, for connections, those that say that the other end has gone
-/// (ECONNRESET, EPIPE, ENOTCONN): a bus that has gone is another test's.
+/// The first row that matches applies. Two groups of errors are left out: those of wrong arguments
+/// (EBADF, EFAULT, EINVAL), and for connections those after the other end was closed (ECONNRESET,
+/// EPIPE, ENOTCONN). Another test covers the loss of the bus.
 const QList<Row> rows{
     {"access", {FileKind::Proc}, procErrors},
     {"access", {}, pathErrors},
     {"bind", {}, "EACCES EADDRINUSE ENOMEM"},
-    // Its failure is no error but an unchanged break, which the C library also sees in a zero.
+    // brk fails without an error: it returns the old break. The C library also takes a 0 for that.
     {"brk", {}, "retval=0"},
     {"chdir", {}, pathErrors},
     {"chmod", {}, changeErrors},
     {"clock_nanosleep", {}, "EINTR"},
     {"clone", {}, "EAGAIN ENOMEM"},
     {"clone3", {}, "EAGAIN ENOMEM"},
-    // Only file systems may have something to say at the end. strace leaves the file open, which
-    // the kernel does not; nothing waits for the end of a regular file.
+    // Only closing a regular file may report an error. If strace makes the call fail, the file
+    // stays open, unlike after a real failure. This is harmless: nothing waits for it to be
+    // closed.
     {"close", {FileKind::Regular}, "EDQUOT EINTR EIO ENOSPC"},
     {"close", {}, ""},
     {"connect", {}, "EACCES EAGAIN ECONNREFUSED EINTR ENOENT EPERM"},
@@ -190,7 +191,7 @@ const QList<Row> rows{
     // No ECHILD: nobody else waits for the daemon's children.
     {"wait4", {}, "EINTR"},
     {"waitid", {}, "EINTR"},
-    // The counter of an event never gets so high, nor is a pipe ever so full, that a write waits.
+    // No EAGAIN: no event counter ever gets so high, and no pipe so full, that a write would wait.
     {"write", {FileKind::EventFd}, "EINTR"},
     {"write", {FileKind::Pipe}, "EINTR"},
     {"write", {FileKind::Socket}, "EAGAIN EINTR ENOBUFS ENOMEM"},
@@ -206,7 +207,7 @@ std::optional<QStringList> errorsOf(const SeenCall &call)
         return QStringList();
     }
     if (call.name == "fcntl") {
-        // All that programs do with it but this one sets flags of their own descriptors.
+        // Other uses of fcntl here only set flags of a program's own descriptors.
         return call.text.contains("F_DUPFD") ? QStringList{"EMFILE"} : QStringList();
     }
     static const QRegularExpression writing("O_WRONLY|O_RDWR|O_CREAT");

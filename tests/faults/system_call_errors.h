@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// With which errors a system call may fail on a host whose kernel keeps its word.
+// The errors with which a system call may fail.
 #pragma once
 
 #include "faults/tracing.h"
@@ -9,8 +9,7 @@
 
 #include <optional>
 
-/// The errors that the kernel documents for @p call and that can happen to it: names as in
-/// errno(3), or an outcome in strace's words, such as "retval=0". Empty for a call that cannot fail
-/// or whose failure is left out; the source says why. Nothing for a call that nobody has thought
-/// about yet.
+/// The documented errors that @p call can have here: names as in errno(3), or outcomes as strace
+/// writes them, such as "retval=0". Empty for a call that cannot fail, or whose failure is left out
+/// for the reason in the source. nullopt for a call that is not listed yet.
 [[nodiscard]] std::optional<QStringList> errorsOf(const SeenCall &call);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Each system call of the daemon fails once, as the kernel documents that it may.
+// Makes each system call of the daemon fail once with each error that the kernel documents for it.
 //
-// The variable HALVEX_FAULTS says which faults are tried: a fixed sample when it is not set, all of
-// them for "all", or the one with that name, as a finding tells it.
+// The variable HALVEX_FAULTS chooses the faults: a fixed sample if it is not set, all of them if it
+// is "all", and otherwise the fault of that name, as a finding prints it.
 #include "faults/fault_run.h"
 
 #include <cstdio>
@@ -13,7 +13,7 @@ namespace {
 class SystemCalls : public FaultRun, public testing::WithParamInterface<Scenario>
 {
 protected:
-    /// Every so many of @p faults, and those that have once let somebody in or stopped the daemon.
+    /// An even sample of @p faults, and those that once let a caller in or stopped the daemon.
     static QList<Fault> sampleOf(const QList<Fault> &faults)
     {
         constexpr int sampleSize = 24;
@@ -68,7 +68,7 @@ TEST_P(SystemCalls, EachMayFail)
     std::printf("TRIED %s: %d faults, %d not reached, %d slow, %d findings\n",
                 qPrintable(GetParam().name), numbers.faults, numbers.notReached, numbers.slow,
                 numbers.findings);
-    EXPECT_LE(numbers.notReached, numbers.faults / 4) << "too little was tried";
+    EXPECT_LE(numbers.notReached, numbers.faults / 4) << "too few faults were reached";
 }
 
 INSTANTIATE_TEST_SUITE_P(, SystemCalls, testing::ValuesIn(scenarios()),

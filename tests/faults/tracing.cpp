@@ -186,7 +186,7 @@ bool Strace::attach(const QStringList &options, const QList<Thread> &threads)
 {
     host::writeFile(outputPath, {});
     onlyThread = threads.first().id;
-    // -s 0 leaves out texts, but of paths; -yy shows the file behind each descriptor.
+    // -s shortens texts, except for paths; -yy shows the file behind each descriptor.
     QStringList arguments{"-yy", "-s", "64", "-o", outputPath};
     arguments += options;
     const bool follows = options.contains("-f");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The system calls of the daemon, as strace sees them and makes them fail.
+// Watches the daemon's system calls by strace, and makes them fail.
 #pragma once
 
 #include <QList>
@@ -10,7 +10,7 @@
 
 #include <sys/types.h>
 
-/// What a call is about: the file behind the descriptor, or the path, that it names first.
+/// The kind of the file that a call is about: of the first descriptor or path in its arguments.
 enum class FileKind {
     None, ///< no file at all
     Regular,
@@ -29,7 +29,7 @@ struct Thread
     QString name; ///< the same in each run of the daemon: "daemon", "daemon:QDBusConnection"
 };
 
-/// The name of all threads and processes that begin during a call.
+/// The common name of all threads and processes that begin during a call.
 inline const QString newThreads = "new";
 
 /// The threads of the process @p daemon, and those of its children that run the daemon's program.
@@ -46,17 +46,17 @@ struct SeenCall
     bool failedOnPurpose = false;
 };
 
-/// The calls in what strace has written, in their order. Where no thread is told, there is only
-/// @p onlyThread.
+/// The calls in strace's output @p written, in their order. strace omits the thread's number if it
+/// watches one thread only; this is @p onlyThread then.
 [[nodiscard]] QList<SeenCall> seenCalls(const QByteArray &written, pid_t onlyThread);
 
-/// A call that is to fail: the first of its name in its thread has the number 1, or the first of
-/// those that are about one file.
+/// A system call that is to fail. The calls of one name in one thread are numbered from 1. If a
+/// path is given, only the calls about that file are numbered.
 struct Fault
 {
     QString thread;
     QString call;
-    QString path; ///< of the file; empty where only the thread and the name count
+    QString path; ///< of the file; empty if calls about all files are numbered together
     int number = 1;
     QString error;
     QString sample; ///< the call as it was seen when none failed
@@ -69,7 +69,8 @@ struct Fault
 class Strace
 {
 public:
-    /// Attaches to all @p threads and follows what they start, until it runs another program.
+    /// Attaches to all @p threads. Follows the threads and processes that they start, until these
+    /// run another program.
     [[nodiscard]] bool watch(const QList<Thread> &threads);
 
     /// Attaches so that @p fault happens. False when its thread is not among @p threads.
@@ -78,7 +79,7 @@ public:
     /// Detaches, and returns what was seen.
     [[nodiscard]] QList<SeenCall> finish();
 
-    /// The options of strace that make @p fault happen, without the processes' numbers.
+    /// The options of strace that make @p fault happen, without process ids.
     [[nodiscard]] static QStringList options(const Fault &fault);
 
 private:

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What holds for both kinds of host, wherever they are made: each by a test inside a throwaway
-// host.
+// Tests of both kinds of host, which are made inside a throwaway host.
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
@@ -13,7 +12,7 @@
 
 namespace {
 
-/// A script that makes hosts, by its name.
+/// The parameter is the name of a script that makes hosts.
 class AnyHost : public testing::TestWithParam<const char *>
 {
 protected:
@@ -46,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(Of, AnyHost, testing::Values("throwaway-host", "booted-
 
 TEST_P(AnyHost, OnlyRootCanMakeOne)
 {
-    // The project may lie where others cannot go.
+    // Other users may not have access to the project.
     const QString copy = "/usr/local/bin/" + QString(GetParam());
     ASSERT_TRUE(QFile::copy(script(), copy));
     const auto result =
@@ -56,33 +55,33 @@ TEST_P(AnyHost, OnlyRootCanMakeOne)
         << result.errors.constData();
 }
 
-TEST_P(AnyHost, WithoutACommandItSaysSo)
+TEST_P(AnyHost, AMissingCommandIsReported)
 {
     const auto result = host::run({script()});
     EXPECT_EQ(result.exitCode, 125);
     EXPECT_EQ(result.errors, message("no command given"));
 }
 
-TEST_P(AnyHost, WhereNamespacesCannotBeMadeItSaysSo)
+TEST_P(AnyHost, MissingNamespacesAreReported)
 {
     const auto result =
         host::run({"setpriv", "--bounding-set", "-sys_admin", "--", script(), "true"});
     EXPECT_EQ(result.exitCode, 125);
     EXPECT_EQ(result.errors, message("no namespaces can be made here; "
-                                     "a container needs to be a privileged one"));
+                                     "a container has to be privileged"));
 }
 
-TEST_P(AnyHost, WhereNoOverlayCanBeMountedItSaysSo)
+TEST_P(AnyHost, AnOverlayThatCannotBeMountedIsReported)
 {
-    // Without its layers, the host's root can only be an overlay over overlays, one too many.
+    // Without /.layers, the new root would be an overlay over two nested overlays: one too many.
     const auto result = host::run({"unshare", "--mount", "--", "/bin/sh", "-c",
                                    "umount --recursive /.layers && exec \"$0\" true", script()});
     EXPECT_EQ(result.exitCode, 125);
-    EXPECT_EQ(result.errors, message("this kernel mounts no overlay over the root "
+    EXPECT_EQ(result.errors, message("this kernel cannot mount an overlay over the root "
                                      "(see the last lines of dmesg)"));
 }
 
-TEST_P(AnyHost, OneIsMadeMoreDeeplyThanOverlaysNest)
+TEST_P(AnyHost, HostsNestMoreDeeplyThanOverlays)
 {
     const QString throwaway = HOSTS "/throwaway-host";
     host::writeFile("/etc/planted", "outermost");
@@ -100,15 +99,15 @@ TEST_P(AnyHost, AProjectOnAnotherFileSystemIsThere)
     EXPECT_EQ(result.output, "project") << result.errors.constData();
 }
 
-TEST_P(AnyHost, AProjectInADirectoryThatIsEmptyOnTheHostIsThere)
+TEST_P(AnyHost, AProjectBelowRunIsThere)
 {
-    // The other one is /tmp.
+    // Everything else below /run is hidden on the host, and so is /tmp.
     const QString project = "/run/user/0/a project";
     const auto result = host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});
     EXPECT_EQ(result.output, "project") << result.errors.constData();
 }
 
-TEST_P(AnyHost, AProjectOfTheRootIsThere)
+TEST_P(AnyHost, AProjectOnTheRootFileSystemIsThere)
 {
     const QString project = "/opt/a project,with:odd \\characters";
     const auto result = host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});

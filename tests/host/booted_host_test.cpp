@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The booted host itself, made by a test inside a throwaway host: what happens on it must not show
-// there.
+// Tests of booted-host, inside a throwaway host. What happens on the booted host must not change
+// the throwaway host.
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
@@ -26,14 +26,14 @@ QByteArray outputOnHost(const QString &script)
     return result.output;
 }
 
-TEST(BootedHost, SystemdIsProcessOneAndTheCommandAUnitOfRoots)
+TEST(BootedHost, SystemdIsProcessOneAndTheCommandIsAUnitOfRoot)
 {
     EXPECT_EQ(outputOnHost("cat /proc/1/comm; id -u; hostname; pwd; "
                            "systemctl is-active dbus booted-host-command"),
               "systemd\n0\nbooted-host\n/\nactive\nactivating\n");
 }
 
-TEST(BootedHost, TheCommandsStreamsAndExitStatusAreTheHosts)
+TEST(BootedHost, TheCommandsStreamsAndExitStatusArePassedOn)
 {
     const auto result = runOnHost("echo to output; echo to errors >&2; exit 7");
     EXPECT_EQ(result.output, "to output\n");
@@ -41,7 +41,7 @@ TEST(BootedHost, TheCommandsStreamsAndExitStatusAreTheHosts)
     EXPECT_EQ(result.exitCode, 7);
 }
 
-TEST(BootedHost, ArgumentsArriveAsTheyAre)
+TEST(BootedHost, ArgumentsArriveUnchanged)
 {
     const auto result =
         host::run({BOOTED_HOST, "printf", "<%s>", "a  b", "", "$HOME", "%n", "\"'\\", "--", "*"});
@@ -73,7 +73,7 @@ TEST(BootedHost, NothingOfTheHostStays)
     EXPECT_EQ(host::run({"pgrep", "-f", "sleep 98765"}).output, "");
 }
 
-TEST(BootedHost, TwoAtATimeDoNotKnowEachOther)
+TEST(BootedHost, TwoHostsAtATimeAreIndependent)
 {
     ASSERT_TRUE(QDir().mkpath("/srv/shared"));
     const auto result =
@@ -88,12 +88,11 @@ TEST(BootedHost, TwoAtATimeDoNotKnowEachOther)
     EXPECT_EQ(result.output, "active\n") << result.errors.constData();
 }
 
-/// Runs @p command under unified control groups, in one below their root, as in a service, a
-/// session or a container, and then says whether that has other groups in it: "no group".
+/// Runs @p command in a unified control group below the root group, as in a service, a session or a
+/// container. Then prints "no group" if the command has left no group below this one.
 host::CommandResult runInControlGroup(const QString &command)
 {
-    // The namespace is for the mount options of the hierarchy: outside of it, each mount changes
-    // them for the real host.
+    // Without a control group namespace, the mount would change the mount options of the real host.
     return host::run({"unshare", "--mount", "--cgroup", "--", "/bin/bash", "-c",
                       "mount -t tmpfs sys /sys && mkdir -p /sys/fs/cgroup && "
                       "mount -t cgroup2 cgroup2 /sys/fs/cgroup && "
@@ -103,7 +102,7 @@ host::CommandResult runInControlGroup(const QString &command)
                       BOOTED_HOST});
 }
 
-TEST(BootedHost, OneInAControlGroupUnderUnifiedOnesComesUpAndLeavesNoGroup)
+TEST(BootedHost, InsideAUnifiedControlGroupItComesUpAndLeavesNoGroup)
 {
     const auto result = runInControlGroup("$0 systemctl is-active dbus");
     EXPECT_EQ(result.output, "active\nno group\n") << result.errors.constData();
@@ -117,7 +116,7 @@ TEST(BootedHost, ASignalEndsItAndLeavesNoGroup)
     EXPECT_EQ(result.output, "143\nno group\n") << result.errors.constData();
 }
 
-TEST(BootedHost, AHostThatDoesNotComeUpSaysWhy)
+TEST(BootedHost, AHostThatDoesNotComeUpIsReported)
 {
     ASSERT_TRUE(QDir().mkpath("/etc/systemd/system"));
     ASSERT_TRUE(QFile::link("/dev/null", "/etc/systemd/system/dbus.service"));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// scripts/fresh in a throwaway host, with a root of a few programs: the real one needs a network.
+// Tests of scripts/fresh in a throwaway host. The root has only a few programs, because making a
+// real one needs a network.
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
@@ -28,7 +29,7 @@ QByteArray outputOf(const host::CommandResult &result)
 class FreshRoot : public testing::Test
 {
 protected:
-    // Those of commands that run on the real host meanwhile.
+    // Roots of other commands, which run on the real host meanwhile.
     const QStringList othersRoots = roots();
 
     void SetUp() override
@@ -45,7 +46,7 @@ protected:
     }
 };
 
-TEST_F(FreshRoot, TheCommandStartsInTheCheckoutAndItsStatusIsTheScripts)
+TEST_F(FreshRoot, TheCommandStartsInTheCheckoutAndItsStatusIsPassedOn)
 {
     const auto result = host::run(
         {fresh, "bookworm", "sh", "-c", "cat committed; hostname; echo to errors >&2; exit 7"});
@@ -63,7 +64,7 @@ TEST_F(FreshRoot, ControlGroupsAreUnifiedAndTheCommandIsInTheirRoot)
     EXPECT_EQ(result.exitCode, 0) << result.errors.constData();
 }
 
-TEST_F(FreshRoot, OfTheEnvironmentTheCommandGetsWhatItNeeds)
+TEST_F(FreshRoot, TheCommandGetsOnlyTheEnvironmentThatItNeeds)
 {
     const auto result = host::run({fresh, "bookworm", "env"},
                                   {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "CI=true", "TERM=vt100",
@@ -72,7 +73,7 @@ TEST_F(FreshRoot, OfTheEnvironmentTheCommandGetsWhatItNeeds)
                                 "PATH=/usr/sbin:/usr/bin:/sbin:/bin\nHOME=/root\n");
 }
 
-TEST_F(FreshRoot, WhatASuccessfulCommandLeavesCanBeKept)
+TEST_F(FreshRoot, TheRootOfASuccessfulCommandCanBeKept)
 {
     const auto result = host::run(
         {fresh, "--keep", "/srv/kept", "bookworm", "bash", "-c", "echo x >/made; sleep 98765 &"});
@@ -82,9 +83,9 @@ TEST_F(FreshRoot, WhatASuccessfulCommandLeavesCanBeKept)
     EXPECT_EQ(roots(), othersRoots);
 }
 
-TEST_F(FreshRoot, ASignalEndsAllOfIt)
+TEST_F(FreshRoot, ASignalEndsTheCommandAndRemovesTheRoot)
 {
-    // Under unified control groups, to see that none is left.
+    // Runs under unified control groups, to check that no group is left.
     const auto result = host::run({"unshare", "--mount", "--cgroup", "--", "/bin/bash", "-c",
                                    "mount -t tmpfs sys /sys && mkdir -p /sys/fs/cgroup && "
                                    "mount -t cgroup2 cgroup2 /sys/fs/cgroup && "
@@ -99,7 +100,7 @@ TEST_F(FreshRoot, ASignalEndsAllOfIt)
     EXPECT_EQ(roots(), othersRoots);
 }
 
-TEST_F(FreshRoot, WhereNoneCanBeMadeItSaysSo)
+TEST_F(FreshRoot, ARootThatCannotBeMadeIsReported)
 {
     host::writeScript("/usr/bin/mmdebstrap", "echo 'E: no server' >&2; exit 1");
     const auto result = host::run({fresh, "bookworm", "true"});
@@ -109,7 +110,7 @@ TEST_F(FreshRoot, WhereNoneCanBeMadeItSaysSo)
     EXPECT_EQ(roots(), othersRoots);
 }
 
-TEST_F(FreshRoot, WithoutACommandItSaysSo)
+TEST_F(FreshRoot, AMissingCommandIsReported)
 {
     const auto result = host::run({fresh, "bookworm"});
     EXPECT_EQ(result.exitCode, 125);

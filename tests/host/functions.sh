@@ -1,17 +1,18 @@
 # shellcheck shell=bash
 #
-# Sourced by throwaway-host, booted-host and scripts/fresh: what they have in common. Expects the
-# function fail, which prints its arguments and exits.
+# Functions for throwaway-host, booted-host and scripts/fresh, which source this file. They define
+# the function fail, which prints its arguments and exits.
 
-# Ends with one line where namespaces cannot be made, as in most containers.
+# Fails with a message if namespaces cannot be made, as in most containers.
 need_namespaces() {
     unshare --mount --pid --net --uts --ipc --cgroup --fork true 2>/dev/null ||
-        fail "no namespaces can be made here; a container needs to be a privileged one"
+        fail "no namespaces can be made here; a container has to be privileged"
 }
 
-# run_in_namespaces OPTION... -- COMMAND...: runs the command as process 1 of new namespaces, those of
-# the options of unshare and some more, and exits with its status. The command gets the signal TERM
-# when this script gets a signal, and when it ends for another reason. It has to end then.
+# run_in_namespaces OPTION... -- COMMAND...: runs the command as process 1 of new namespaces, and
+# exits with the command's status. OPTIONs of unshare add namespaces to the usual ones. When this
+# script gets a signal or ends for another reason, the command gets the signal TERM, and has to
+# exit then.
 run_in_namespaces() {
     local child status=0
     setpriv --pdeathsig KILL \
@@ -22,7 +23,7 @@ run_in_namespaces() {
     exit "$status"
 }
 
-# unshare does not pass signals on, and process 1 gets none before it asks for them.
+# unshare does not pass signals on, and process 1 gets only signals that it handles already.
 end_in_namespaces() {
     trap '' HUP INT TERM
     while kill -0 "$1" 2>/dev/null; do
@@ -33,21 +34,20 @@ end_in_namespaces() {
     exit 143
 }
 
-# Mounts the file systems of unified control groups on /sys/fs/cgroup, and makes a group there:
-# $control_group. In a new control group namespace, the group that this process is in is the root of
-# the hierarchy.
+# Mounts unified control groups on /sys/fs/cgroup, and makes the group $control_group there. In a
+# new control group namespace, the root of the mount is the group of this process.
 make_control_group() {
     mkdir -p /sys/fs/cgroup
     mount -t cgroup2 cgroup2 /sys/fs/cgroup 2>/dev/null ||
         fail "this kernel has no unified control groups"
     control_group=$(mktemp -d "/sys/fs/cgroup/$1.XXXXXX" 2>/dev/null) ||
-        fail "no control group can be made here; a container needs to be a privileged one"
+        fail "no control group can be made here; a container has to be privileged"
 }
 
 # Ends all processes of the group, and removes it.
 remove_control_group() {
     echo 1 >"$control_group/cgroup.kill"
-    # A group can be removed when the last process has quite gone.
+    # A group can be removed only after its last process has exited completely.
     while [ -d "$control_group" ]; do
         find "$control_group" -depth -type d -exec rmdir {} + 2>/dev/null || sleep 0.01
     done
@@ -71,12 +71,12 @@ mount_devices() {
     done
 }
 
-# Mounts a copy-on-write view of the real root, and sets $root to its place. What changes in it is kept in memory. That and other mounts are below
-# /sys, where nobody keeps a project or results.
+# Mounts a copy-on-write view of the real root, and sets $root to its path. Changes are kept in
+# memory. This and other mounts are below /sys, where they hide no project and no results.
 #
-# Overlays nest only twice, and the root of a container is one already. A host that is made on a
-# throwaway host is therefore no overlay over an overlay: it gets the same layers, which each
-# throwaway host has in /.layers, the uppermost first.
+# Overlays nest only twice, and the root of a container is an overlay already. A host that is made
+# on a throwaway host is therefore no overlay over that host's overlay, but made of the same
+# layers. Each throwaway host has its layers in /.layers, the uppermost first.
 mount_copy_of_root() {
     layers=(/)
     [ ! -d /.layers ] || layers=(/.layers/*)
@@ -86,7 +86,7 @@ mount_copy_of_root() {
     mkdir /sys/upper /sys/work /sys/root
     root=/sys/root
     mount -t overlay -o "lowerdir=${lower%:},upperdir=/sys/upper,workdir=/sys/work" overlay "$root" \
-        2>/dev/null || fail "this kernel mounts no overlay over the root (see the last lines of dmesg)"
+        2>/dev/null || fail "this kernel cannot mount an overlay over the root (see the last lines of dmesg)"
 }
 
 # Puts the layers of the view into its /.layers, read-only and for root alone.

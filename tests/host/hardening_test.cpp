@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the flags of the optimised build have made of the daemon.
+// The protections that the daemon gets from the flags of the optimised build.
 #include "support/command.h"
 
 #include <QRegularExpression>
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// What readelf says of the daemon's headers, dynamic section and symbols.
+/// The daemon's headers, dynamic section and symbols, as readelf prints them.
 const QString &daemonFile()
 {
     static const QString text = [] {

@@ -39,7 +39,7 @@ QStringList linesOf(const QString &path)
     return lines;
 }
 
-TEST(Installation, LetsOnlyRootBeTheDaemonAndEverybodyCallItsMethodsAlone)
+TEST(Installation, LetsOnlyRootOwnTheNamesAndEverybodyCallOnlyTheMethods)
 {
     const QString toIt = "send_destination=\"com.norva.halvex.desktop\"";
     const QString callAtIt = "<allow " + toIt + " send_path=\"/com/norva/halvex/desktop\" " +
@@ -75,14 +75,14 @@ TEST(Installation, LetsOnlyRootBeTheDaemonAndEverybodyCallItsMethodsAlone)
     EXPECT_EQ(linesOf(SOURCE "/data/com.norva.halvex.desktop.conf"), expected);
 }
 
-TEST(Installation, HasTheDaemonActivatedThroughSystemdAlone)
+TEST(Installation, ActivatesTheDaemonOnlyThroughSystemd)
 {
     EXPECT_EQ(linesOf(SOURCE "/data/com.norva.halvex.desktop.service"),
               (QStringList{"[D-BUS Service]", "Name=com.norva.halvex.desktop", "Exec=/bin/false",
                            "User=root", "SystemdService=halvex-desktop-daemon.service"}));
 }
 
-TEST(Installation, HasAUnitOfWhichEachLineIsMeant)
+TEST(Installation, HasAUnitOfExactlyTheExpectedLines)
 {
     EXPECT_EQ(
         linesOf(SOURCE "/data/halvex-desktop-daemon.service.in"),
@@ -116,7 +116,7 @@ TEST(Installation, HasAUnitOfWhichEachLineIsMeant)
             "CapabilityBoundingSet=~CAP_SYS_TTY_CONFIG CAP_SYSLOG"}));
 }
 
-TEST(Installation, PutsEachFileWhereItsUsersLook)
+TEST(Installation, PutsEachFileIntoItsStandardDirectory)
 {
     const auto result = host::run({CMAKE, "--install", BUILD, "--prefix", "/srv/prefix"});
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
@@ -143,13 +143,13 @@ TEST(Installation, CanBeStaged)
     EXPECT_TRUE(filesBelow("/srv/stage").contains("/usr/libexec/halvex-desktop-daemon"));
 }
 
-/// A build of its own, whose daemon is the one that was built for the tests.
+/// Configures a build of its own, and copies the daemon into it from the build of the tests.
 class InstallationOfABuild : public testing::Test
 {
 protected:
     void SetUp() override { tellDirectories("/usr/lib/systemd/system"); }
 
-    /// Has pkg-config tell where systemd's directories are.
+    /// Makes pkg-config report these directories of systemd's.
     static void tellDirectories(const QByteArray &units)
     {
         host::writeFile("/srv/pkg-config/systemd.pc", "prefix=/usr\nsystemdsystemunitdir=" + units +
@@ -193,7 +193,7 @@ TEST_F(InstallationOfABuild, TakesSystemdsDirectoriesFromPkgConfig)
     EXPECT_TRUE(files.contains("/usr/lib/files/halvex-desktop-daemon.conf"));
 }
 
-TEST_F(InstallationOfABuild, FollowsThePrefixWithThem)
+TEST_F(InstallationOfABuild, MovesSystemdsDirectoriesWithThePrefix)
 {
     QStringList files = installed({"-DCMAKE_INSTALL_PREFIX=/opt/a"});
     EXPECT_TRUE(files.contains("/opt/a/lib/systemd/system/halvex-desktop-daemon.service"));
@@ -204,7 +204,7 @@ TEST_F(InstallationOfABuild, FollowsThePrefixWithThem)
               "/opt/b/libexec/halvex-desktop-daemon");
 }
 
-TEST_F(InstallationOfABuild, UsesADirectoryOutsideSystemdsPrefixOnlyWithThatPrefix)
+TEST_F(InstallationOfABuild, UsesADirectoryOutsideThePrefixOnlyIfThePrefixIsSystemds)
 {
     tellDirectories("/lib/systemd/system");
     EXPECT_TRUE(installed({"-DCMAKE_INSTALL_PREFIX=/usr"})
@@ -213,7 +213,7 @@ TEST_F(InstallationOfABuild, UsesADirectoryOutsideSystemdsPrefixOnlyWithThatPref
                     .contains("/opt/a/lib/systemd/system/halvex-desktop-daemon.service"));
 }
 
-TEST_F(InstallationOfABuild, HasUsualDirectoriesWhereNobodyTellsThem)
+TEST_F(InstallationOfABuild, HasTheUsualDirectoriesWithoutPkgConfig)
 {
     ASSERT_TRUE(QFile::remove("/srv/pkg-config/systemd.pc"));
     const QStringList usual{"/usr/lib/systemd/system/halvex-desktop-daemon.service",
@@ -245,7 +245,7 @@ TEST_F(InstallationOfABuild, TakesRelativeAndAbsoluteDirectories)
               "/usr/lib/daemon/halvex-desktop-daemon");
 }
 
-TEST(Installation, NeedsNothingThatOnlyTheTestsDo)
+TEST(Installation, NeedsNothingThatOnlyTheTestsNeed)
 {
     const auto result = host::run({CMAKE, "-S", SOURCE, "-B", "/srv/build", "-G", "Ninja",
                                    "-DBUILD_TESTING=OFF", "-DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON"});

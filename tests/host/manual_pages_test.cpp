@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The page as a reader sees it, a line each, without blanks around it.
+/// The lines of the page as a reader sees them, without the blanks around them.
 QStringList linesOf(const QString &page)
 {
     const auto result = host::run({"mandoc", "-T", "utf8", "-O", "width=500", DOC "/" + page});
@@ -45,7 +45,7 @@ TEST(ManualPages, AreWellFormed)
     }
 }
 
-TEST(ManualPages, HaveEachMethodAndSignalAsItIs)
+TEST(ManualPages, HaveEachMethodAndSignalWithItsArguments)
 {
     const InterfaceDescription description = readInterfaceDescription();
     QStringList expected;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The build of somebody who runs plain cmake, without a preset.
+// A build by plain cmake, without a preset.
 #include "support/command.h"
 #include "support/host_files.h"
 
@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char *path = "PATH=/usr/bin:/bin";
 
-/// Configures a build with @p environment, and returns how it would compile and link the daemon.
+/// Configures a build with @p environment, and returns its commands to compile and link the daemon.
 QString configuredCommands(const QStringList &environment, const QStringList &options = {})
 {
     const auto result = host::run(
@@ -78,9 +78,9 @@ TEST(PlainBuild, HardensTheDaemon)
     }
 }
 
-TEST(PlainBuild, DoublesNoFlagThatTheBuilderHasSet)
+TEST(PlainBuild, RepeatsNoFlagThatTheBuilderHasSet)
 {
-    // As dpkg-buildflags sets them, but for a level that is the builder's own.
+    // These are the flags of dpkg-buildflags, except for the builder's own level of fortification.
     const QString commands = configuredCommands(
         {path,
          "CXXFLAGS=-O2 -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection "

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The throwaway host itself, made by a test inside another one: what the inner host does must not
-// show in the outer.
+// Tests of throwaway-host, inside another throwaway host. What happens on the inner host must not
+// change the outer one.
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
@@ -32,7 +32,7 @@ TEST(ThrowawayHost, TheCommandIsProcessOneAndRoot)
     EXPECT_EQ(outputInHost("echo $$ $(id -u) $(hostname)"), "1 0 throwaway-host\n");
 }
 
-TEST(ThrowawayHost, TheCommandsExitStatusIsTheHosts)
+TEST(ThrowawayHost, TheCommandsExitStatusIsPassedOn)
 {
     EXPECT_EQ(runInHost("exit 7").exitCode, 7);
 }
@@ -63,13 +63,13 @@ TEST(ThrowawayHost, NoProcessStays)
     EXPECT_EQ(host::run({"pgrep", "-f", "sleep 98765"}).output, "");
 }
 
-TEST(ThrowawayHost, TheDirectoriesForEverybodyAreEmpty)
+TEST(ThrowawayHost, TmpRunAndShmAreEmpty)
 {
     host::writeFile("/tmp/outside", "x");
     host::writeFile("/run/outside", "x");
     host::writeFile("/dev/shm/outside", "x");
     EXPECT_EQ(outputInHost("ls -A /run /dev/shm"), "/dev/shm:\n\n/run:\n");
-    // A project that lies below /tmp is brought along.
+    // If the project lies below /tmp, the host shows it there.
     EXPECT_EQ(outputInHost("ls /tmp/outside 2>/dev/null || echo none"), "none\n");
 }
 
@@ -79,7 +79,7 @@ TEST(ThrowawayHost, TheNetworkIsALoopbackInterfaceThatIsDown)
     EXPECT_NE(runInHost("grep -q 'lo' /proc/net/fib_trie").exitCode, 0);
 }
 
-TEST(ThrowawayHost, TheEnvironmentIsAFixedOne)
+TEST(ThrowawayHost, TheEnvironmentIsFixed)
 {
     const auto result = host::run({THROWAWAY_HOST, "--", "env"},
                                   {"PATH=/usr/bin:/bin", "LD_PRELOAD=", "SECRET=1", "CI=true",
@@ -96,7 +96,7 @@ TEST(ThrowawayHost, KernelSettingsAreReadOnly)
     EXPECT_NE(runInHost("echo 1 > /proc/sys/vm/swappiness").exitCode, 0);
 }
 
-TEST(ThrowawayHost, TheLayersItIsMadeOfAreReadOnly)
+TEST(ThrowawayHost, TheLayersOfItsRootAreReadOnly)
 {
     EXPECT_EQ(outputInHost("stat -c %a /.layers; touch /.layers/x /.layers/*/x 2>/dev/null; "
                            "find /.layers -maxdepth 2 -name x"),

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// scripts/vm in a throwaway host. The machine is a script that runs the service of the command: a
-// real one needs a network, and minutes.
+// Tests of scripts/vm in a throwaway host. The machine is a script that runs the command's service,
+// because a real machine needs a network and takes minutes.
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
@@ -23,7 +23,7 @@ QStringList imagesLeft()
 class VirtualMachine : public testing::Test
 {
 protected:
-    // Those of commands that run on the real host meanwhile.
+    // Images of other commands, which run on the real host meanwhile.
     const QStringList othersImages = imagesLeft();
 
     void SetUp() override
@@ -55,7 +55,7 @@ protected:
     }
 };
 
-TEST_F(VirtualMachine, TheCommandsOutputAndStatusAreTheScripts)
+TEST_F(VirtualMachine, TheCommandsOutputAndStatusArePassedOn)
 {
     const auto result = host::run(
         {vm, "trixie", "sh", "-c", "echo $CI \"$0\"; echo to errors >&2; exit 7", "a  $b 'c'"},
@@ -66,26 +66,26 @@ TEST_F(VirtualMachine, TheCommandsOutputAndStatusAreTheScripts)
     EXPECT_EQ(imagesLeft(), othersImages);
 }
 
-TEST_F(VirtualMachine, WithoutARootItSaysSo)
+TEST_F(VirtualMachine, AMissingRootIsReported)
 {
     host::writeScript(SOURCE "/scripts/fresh", "exit 3");
     expectFailure({"trixie", "true"}, "scripts/vm: the root of trixie could not be prepared\n");
 }
 
-TEST_F(VirtualMachine, OneThatCannotBeStartedIsSaidToHaveFailed)
+TEST_F(VirtualMachine, AMachineThatCannotBeStartedIsReported)
 {
     setMachine("exit 1");
     expectFailure({"trixie", "true"}, "scripts/vm: QEMU has failed\n");
 }
 
-TEST_F(VirtualMachine, OneThatEndsBeforeTheCommandIsSaidToHaveEnded)
+TEST_F(VirtualMachine, AMachineThatEndsBeforeTheCommandIsReported)
 {
     setMachine(">output");
     expectFailure({"trixie", "true"},
                   "scripts/vm: the machine ended before the command (see build/vm/trixie.log)\n");
 }
 
-TEST_F(VirtualMachine, ASignalEndsAllOfIt)
+TEST_F(VirtualMachine, ASignalEndsTheMachineAndRemovesItsImage)
 {
     setMachine("exec sleep 98765 >output");
     const auto result = host::run({"/bin/bash", "-c",
@@ -97,7 +97,7 @@ TEST_F(VirtualMachine, ASignalEndsAllOfIt)
     EXPECT_EQ(imagesLeft(), othersImages);
 }
 
-TEST_F(VirtualMachine, WithoutACommandItSaysSo)
+TEST_F(VirtualMachine, AMissingCommandIsReported)
 {
     expectFailure({"trixie"}, "scripts/vm: Usage: scripts/vm SUITE COMMAND [ARGUMENT]...\n");
 }

@@ -16,7 +16,7 @@ void InstalledHost::SetUp()
 
 void InstalledHost::allowPackagesToStartUnits()
 {
-    // A machine that is a container itself may forbid it.
+    // By this file, container images forbid packages to start and stop services.
     QFile::remove("/usr/sbin/policy-rc.d");
 }
 

@@ -24,7 +24,7 @@ protected:
     /// Installs the package, or installs it anew.
     static void installPackage() { mustRun({"dpkg", "--install", PACKAGE}); }
 
-    /// What systemd says of the daemon's unit.
+    /// The value that systemd reports for @p property of the daemon's unit.
     [[nodiscard]] static QByteArray show(const char *property);
 
     /// The daemon's process id; 0 while it does not run.
@@ -33,6 +33,6 @@ protected:
     /// Adds @p lines to the unit's section [Service] until the host's end.
     static void addToUnit(const QByteArray &lines);
 
-    /// All that the daemon, its children and systemd on their behalf have left in the journal.
+    /// The journal's lines from the daemon and its children, and from systemd about them.
     [[nodiscard]] static QString journal();
 };

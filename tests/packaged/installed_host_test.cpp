@@ -24,7 +24,7 @@ constexpr const char *unit = "halvex-desktop-daemon";
 const Caller anna{user::wheelMember};
 const Caller otto{user::ordinary};
 
-/// What the bus says to @p caller, who wants to be the daemon.
+/// The bus's answer to @p caller, who requests the daemon's name.
 QString requestName(const Caller &caller)
 {
     const QString id = QString::number(caller.uid);
@@ -47,19 +47,19 @@ TEST_F(InstalledHost, AnOrdinaryUsersCallStartsTheDaemon)
               "/usr/libexec/halvex-desktop-daemon");
 }
 
-TEST_F(InstalledHost, OnlyRootMayBeTheDaemon)
+TEST_F(InstalledHost, OnlyRootMayOwnTheDaemonsName)
 {
     const QString denied = "Error org.freedesktop.DBus.Error.AccessDenied: ";
-    EXPECT_TRUE(requestName(otto).startsWith(denied)) << "nobody is";
+    EXPECT_TRUE(requestName(otto).startsWith(denied)) << "while nobody owns the name";
     EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
-    EXPECT_TRUE(requestName(otto).startsWith(denied)) << "the daemon is";
+    EXPECT_TRUE(requestName(otto).startsWith(denied)) << "while the daemon owns it";
     EXPECT_TRUE(requestName(anna).startsWith(denied));
-    EXPECT_EQ(requestName(Caller{user::root}), "uint32 3") << "the daemon is";
+    EXPECT_EQ(requestName(Caller{user::root}), "uint32 3") << "while the daemon owns it";
     mustRun({"systemctl", "stop", unit});
-    EXPECT_EQ(requestName(Caller{user::root}), "uint32 1") << "nobody is";
+    EXPECT_EQ(requestName(Caller{user::root}), "uint32 1") << "while nobody owns it";
 }
 
-TEST_F(InstalledHost, EachMethodPassesThePolicyAndARefusalIsTheGates)
+TEST_F(InstalledHost, EachMethodPassesThePolicyAndOnlyTheGateRefuses)
 {
     host::writeStandIn("/usr/bin/pellmar");
     for (const MethodCall &each : allMethodCalls()) {
@@ -98,7 +98,7 @@ TEST_F(InstalledHost, ServicesAreRealUnits)
     }
 }
 
-TEST_F(InstalledHost, EveryStoreIsWrittenOnBothEditions)
+TEST_F(InstalledHost, EverySettingsFileIsWrittenOnBothEditions)
 {
     constexpr const char *notify = "/etc/halvex/research/etc/ossec.conf";
     constexpr const char *intervention = "/etc/halvex/intervention.conf";
@@ -178,13 +178,13 @@ TEST_F(EngineOfAnInstalledHost, OutlivesARestartACrashAndAStopOfTheDaemon)
 
     ASSERT_EQ(kill(second, SIGKILL), 0);
     EXPECT_TRUE(waitFor([&] { return daemonPid() != second && daemonPid() != 0; }))
-        << "is not back";
+        << "systemd has not restarted the daemon";
     EXPECT_TRUE(isAlive());
 
     mustRun({"systemctl", "stop", unit});
     EXPECT_EQ(daemonPid(), 0);
     EXPECT_TRUE(isAlive());
-    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1) << "a call starts it again";
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1) << "a call starts the daemon again";
     EXPECT_TRUE(isAlive());
 }
 
@@ -196,7 +196,7 @@ TEST_F(EngineOfAnInstalledHost, OutlivesAnUpgradeAndARemovalOfThePackage)
     EXPECT_TRUE(isAlive());
 }
 
-TEST_F(EngineOfAnInstalledHost, SeesNothingOfTheWatchdog)
+TEST_F(EngineOfAnInstalledHost, HasNoVariableOfTheWatchdog)
 {
     const QByteArray environment = '\n' + host::readFile("/run/engine.environ");
     EXPECT_TRUE(environment.contains("\nPATH=/usr/sbin:/usr/bin:/sbin:/bin\n"));
@@ -207,23 +207,23 @@ TEST_F(EngineOfAnInstalledHost, SeesNothingOfTheWatchdog)
 
 // --- the watchdog ---
 
-TEST_F(InstalledHost, AStuckDaemonIsEndedAndIsBack)
+TEST_F(InstalledHost, AStuckDaemonIsKilledAndRestarted)
 {
     EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
     EXPECT_EQ(show("WatchdogUSec"), "5min");
     mustRun({"systemctl", "stop", unit});
     addToUnit("WatchdogSec=2s\n");
     host::writeScript("/usr/sbin/getstatus", "[ -e /run/well ] || exec sleep infinity\n");
-    // The caller whose call it is stuck in gets the bus's answer that the daemon is gone.
+    // The daemon is stuck in this call. When the daemon has ended, the bus answers instead of it.
     EXPECT_EQ(call("getEventTotalCount", {}, otto).error, "org.freedesktop.DBus.Error.NoReply");
     host::writeFile("/run/well", "");
     EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
     EXPECT_TRUE(journal().contains("Watchdog timeout (limit 2s)!"));
     EXPECT_TRUE(journal().contains("Main process exited, code=killed, status=9/KILL"))
-        << "without a core file";
+        << "by a signal that leaves no core file";
 }
 
-TEST_F(InstalledHost, ABusyDaemonIsLeftAlone)
+TEST_F(InstalledHost, ABusyDaemonIsNotKilled)
 {
     addToUnit("WatchdogSec=5s\n");
     host::writeScript("/usr/sbin/getstatus", "exec sleep 0.3\n");
@@ -238,7 +238,7 @@ TEST_F(InstalledHost, ABusyDaemonIsLeftAlone)
     EXPECT_EQ(show("NRestarts"), "0");
 }
 
-TEST_F(InstalledHost, ADaemonWithALongQueueIsLeftAlone)
+TEST_F(InstalledHost, ADaemonWithALongQueueIsNotKilled)
 {
     addToUnit("WatchdogSec=4s\n");
     host::writeScript("/usr/sbin/getstatus", "exec sleep 0.4\n");
@@ -255,14 +255,14 @@ TEST_F(InstalledHost, ADaemonWithALongQueueIsLeftAlone)
     EXPECT_EQ(show("NRestarts"), "0");
 }
 
-TEST_F(InstalledHost, ACallThatTakesNearlyTheWholeIntervalIsLeftAlone)
+TEST_F(InstalledHost, ADaemonIsNotKilledInACallOfNearlyTheWholeInterval)
 {
     // A slow machine needs the rest of the interval.
     addToUnit("WatchdogSec=12s\n");
     EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
     host::writeScript("/usr/sbin/getstatus", "exec sleep 8\n");
     for (int i = 0; i < 2; ++i) {
-        QThread::msleep(5000); // until a sign of life would soon be due
+        QThread::msleep(5000); // the next message to the watchdog is nearly due
         EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
     }
     EXPECT_EQ(show("NRestarts"), "0");
@@ -312,8 +312,8 @@ TEST_F(InstalledHost, SystemdFindsNothingWrongWithTheUnit)
     EXPECT_EQ(host::run({"systemd-analyze", "security", "--threshold=80", unit}).exitCode, 0);
 }
 
-// Where a limit is reached, the status tool fails, as if the administrator roles were not
-// separated.
+// At such a limit the status tool could not be run, and the daemon would conclude that the
+// administrator roles are not separated.
 TEST_F(InstalledHost, TheUnitHasNoLimitOfTasks)
 {
     EXPECT_EQ(show("TasksMax"), "infinity");
@@ -331,7 +331,7 @@ TEST_F(InstalledHost, AnUpgradeRestartsTheDaemonOnlyIfItRuns)
     EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
 }
 
-TEST_F(InstalledHost, AnUpgradeBringsItsUnitIntoForce)
+TEST_F(InstalledHost, AnUpgradeAppliesItsUnit)
 {
     const char *path = "/lib/systemd/system/halvex-desktop-daemon.service";
     const QByteArray shipped = host::readFile(path);
@@ -343,7 +343,7 @@ TEST_F(InstalledHost, AnUpgradeBringsItsUnitIntoForce)
     EXPECT_TRUE(show("Description").startsWith("Root daemon"));
 }
 
-TEST_F(InstalledHost, OnlyAtBootTheExportIsMadeAnew)
+TEST_F(InstalledHost, TheExportIsReplacedOnlyAtBoot)
 {
     host::writeFile("/tmp/halvex_alerts.log", "alert\n", 0600);
     mustRun({"systemd-tmpfiles", "--create", "--remove", "halvex-desktop-daemon.conf"});
@@ -351,7 +351,7 @@ TEST_F(InstalledHost, OnlyAtBootTheExportIsMadeAnew)
     EXPECT_EQ(host::ownerAndMode("/tmp/halvex_alerts.log"), "0:0 0600");
 }
 
-TEST_F(InstalledHost, AtBootTheExportBecomesRootsWhateverStandsThere)
+TEST_F(InstalledHost, AtBootTheExportIsReplacedWhateverIsAtItsPath)
 {
     constexpr const char *path = "/tmp/halvex_alerts.log";
     const QStringList boot{"systemd-tmpfiles", "--create", "--remove", "--boot",
@@ -379,7 +379,7 @@ TEST_F(InstalledHost, AtBootTheExportBecomesRootsWhateverStandsThere)
     EXPECT_EQ(host::ownerAndMode("/tmp/victim"), "0:0 0640");
 }
 
-TEST_F(InstalledHost, TheExportIsNotCleanedAwayAsOld)
+TEST_F(InstalledHost, TheExportIsNotRemovedAsAnOldFile)
 {
     host::writeFile("/run/tmpfiles.d/tmp.conf", "d /tmp 1777 root root 1ms\n");
     host::writeFile("/tmp/halvex_alerts.log", "alert\n");
@@ -390,9 +390,9 @@ TEST_F(InstalledHost, TheExportIsNotCleanedAwayAsOld)
     EXPECT_EQ(host::readFile("/tmp/halvex_alerts.log"), "alert\n");
 }
 
-TEST_F(InstalledHost, APackageInAnotherRootLeavesThisHostAlone)
+TEST_F(InstalledHost, APackageInAnotherRootDoesNotAffectThisHost)
 {
-    // The scripts are this host's programs, run for a root elsewhere.
+    // The maintainer scripts run this host's programs, but for another root directory.
     ASSERT_TRUE(QDir().mkpath("/srv/other"));
     mustRun({"cp", "-a", "--parents", "/var/lib/dpkg", "/etc/passwd", "/etc/group", "/etc/shadow",
              "/etc/gshadow", "/srv/other"});
@@ -406,8 +406,8 @@ TEST_F(InstalledHost, APackageInAnotherRootLeavesThisHostAlone)
     EXPECT_TRUE(QFile::exists("/tmp/halvex_alerts.log"));
 }
 
-/// Everything that lies on the host's disk, sorted, but for what dpkg keeps and logs, what is
-/// cached and what others put into /var/tmp at any time.
+/// All files on the host's disk, sorted, except for those of dpkg, logs, caches and /var/tmp, where
+/// other programs may write at any time.
 QStringList filesOfTheHost()
 {
     QStringList files;
@@ -456,7 +456,7 @@ TEST_F(BareHost, ARemovalLeavesNothing)
     EXPECT_EQ(call("generateLogFile", {}, otto), Reply{0});
     EXPECT_TRUE(QFile::exists("/tmp/halvex_alerts.log"));
 
-    // A front end that goes on calling meanwhile.
+    // A front end calls all the time meanwhile.
     QProcess poller;
     poller.start("sh",
                  {"-c", "while :; do /usr/sbin/halvex-desktop --json getEventTotalCount; done"});

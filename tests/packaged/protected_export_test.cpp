@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The export under the unit's capabilities, where the kernel protects files in shared directories.
+// The export with the unit's capabilities, while the kernel protects files in shared directories.
 #include "packaged/installed_host.h"
 #include "support/host_files.h"
 #include "support/kernel_protections.h"
@@ -19,7 +19,7 @@ protected:
     void SetUp() override
     {
         if (qgetenv("CI") != "true") {
-            GTEST_SKIP() << "changes settings of the machine's kernel: only where CI is true";
+            GTEST_SKIP() << "changes settings of the machine's kernel: runs only if CI is true";
         }
         InstalledHost::SetUp();
     }
@@ -31,7 +31,7 @@ TEST_F(ProtectedExport, AnotherUsersFileIsReused)
     const KernelProtections kernel;
     for (const int level : {0, 1, 2}) {
         kernel.set("protected_regular", level);
-        QFile::remove(exportPath); // it would keep the test itself from writing to it
+        QFile::remove(exportPath); // the protection would keep even this test from writing to it
         host::writeFile(exportPath, "a longer text of theirs\n", 0600);
         ASSERT_EQ(chown(exportPath, user::ordinary, user::ordinary), 0);
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::ordinary}), Reply{0}) << level;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The package is removed while the daemon is in some state, and while something of an ordinary
-// user's stands in the export's place.
+// The package is removed while the daemon is in some state, or while an ordinary user has put
+// something else at the export's path.
 #include "packaged/installed_host.h"
 #include "support/host_files.h"
 
@@ -25,7 +25,7 @@ protected:
         InstalledHost::SetUp();
         makePrecious("/srv/precious");
         makePrecious("/srv/directory/precious");
-        // Root has one of them, the attacker the other.
+        // One of them belongs to root, the other to the attacker.
         ASSERT_EQ(chown("/srv/directory/precious", user::ordinary, user::ordinary), 0);
         const Caller otto{user::ordinary};
         EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1) << "the daemon runs";
@@ -40,17 +40,17 @@ protected:
                 command);
     }
 
-    /// Is there anything at @p path, a symbolic link that leads nowhere included?
+    /// Whether there is anything at @p path, even if it is a symbolic link without a target.
     static bool exists(const char *path)
     {
         struct stat status = {};
         return lstat(path, &status) == 0;
     }
 
-    /// Removes the package, and expects that to succeed and to leave alone what lies outside the
-    /// export's place.
+    /// Removes the package. Expects this to succeed, and not to change files outside the export's
+    /// path.
     ///
-    /// @return what it writes to standard error
+    /// @return what dpkg writes to standard error
     [[nodiscard]] static QByteArray remove()
     {
         const auto result = host::run({"dpkg", "--purge", "halvex-desktop-daemon"});
@@ -92,7 +92,7 @@ TEST_F(Removal, LeavesNoFailedUnit)
     EXPECT_EQ(show("ActiveState"), "inactive");
 }
 
-/// What a symbolic link in the export's place leads to.
+/// The target of a symbolic link at the export's path.
 struct Target
 {
     const char *name;
@@ -108,7 +108,7 @@ class RemovalWithLink : public Removal, public testing::WithParamInterface<Targe
 {
 };
 
-TEST_P(RemovalWithLink, TakesTheLinkAlongAndLeavesItsTargetAlone)
+TEST_P(RemovalWithLink, RemovesTheLinkAndLeavesItsTargetAlone)
 {
     asOtto({"ln", "-s", "-T", GetParam().path, place});
     EXPECT_EQ(remove(), "");
@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(Target, RemovalWithLink,
                                          Target{"Itself", place}),
                          [](const auto &instance) { return instance.param.name; });
 
-TEST_F(Removal, TakesAHardLinkForALink)
+TEST_F(Removal, RemovesAHardLinkAndLeavesTheFileAlone)
 {
     ASSERT_EQ(mkdir("/tmp/own", 0755), 0);
     host::writeFile("/tmp/own/file", "precious\n", 0640);
@@ -134,14 +134,14 @@ TEST_F(Removal, TakesAHardLinkForALink)
     EXPECT_EQ(host::ownerAndMode("/tmp/own/file"), "0:0 0640");
 }
 
-TEST_F(Removal, TakesAnEmptyDirectoryAlong)
+TEST_F(Removal, RemovesAnEmptyDirectory)
 {
     asOtto({"mkdir", place});
     EXPECT_EQ(remove(), "");
     EXPECT_FALSE(exists(place));
 }
 
-TEST_F(Removal, TakesAFullDirectoryAlongButNothingThatItLeadsTo)
+TEST_F(Removal, RemovesAFullDirectoryButNotTheTargetsOfItsLinks)
 {
     asOtto({"mkdir", "-p", QString(place) + "/a/b"});
     asOtto({"touch", QString(place) + "/a/b/file"});
@@ -156,7 +156,7 @@ TEST_F(Removal, TakesAFullDirectoryAlongButNothingThatItLeadsTo)
     EXPECT_EQ(host::readFile("/tmp/own"), "precious\n");
 }
 
-/// The user's own file system in the export's place.
+/// A file system of the user's own at the export's path.
 class RemovalWithFuse : public Removal
 {
 protected:
@@ -197,7 +197,7 @@ protected:
         return host::readFile("/proc/self/mountinfo").contains(QByteArray(" ") + path + " ");
     }
 
-    /// From now on, no question to the file system is answered.
+    /// From now on, the file system answers no request.
     void hang() const
     {
         ASSERT_EQ(kill(static_cast<pid_t>(server.processId()), SIGSTOP), 0);
@@ -207,7 +207,8 @@ protected:
         }));
     }
 
-    /// The mount point's directory cannot be removed, which may be said, but is no failure.
+    /// Expects the removal to succeed, although the mount point cannot be removed. A message about
+    /// that is allowed.
     static void expectRemovalButForTheMount()
     {
         EXPECT_THAT(remove().toStdString(),
@@ -226,7 +227,7 @@ TEST_F(RemovalWithFuse, LeavesAMountAlone)
     EXPECT_TRUE(isMounted(place));
 }
 
-TEST_F(RemovalWithFuse, DoesNotWaitForAMountThatHangs)
+TEST_F(RemovalWithFuse, DoesNotWaitForAHangingMount)
 {
     mountAt(place);
     hang();
@@ -241,7 +242,7 @@ TEST_F(RemovalWithFuse, LeavesAMountInADirectoryAlone)
     EXPECT_TRUE(isMounted(mountInside));
 }
 
-TEST_F(RemovalWithFuse, DoesNotWaitForAMountInADirectoryThatHangs)
+TEST_F(RemovalWithFuse, DoesNotWaitForAHangingMountInADirectory)
 {
     mountAt(mountInside);
     hang();

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The package comes in place of 1.0.0, and comes back after it was removed.
+// The package replaces version 1.0.0, and is installed again after a removal.
 //
-// The package 1.0.0 has its own maintainer scripts, unit and bus policy here, and its own place of
-// the unit. Its other files are those of today: the daemon is today's too, with a policy beside
-// that of 1.0.0 that lets it own its names.
+// The package 1.0.0 of these tests has the maintainer scripts, the bus policy, the unit and the
+// unit's path of that version. Its other files, the daemon among them, are today's. A second policy
+// lets the daemon own its names under the policy of 1.0.0.
 #include "packaged/installed_host.h"
 #include "support/host_files.h"
 #include "support/wait_for.h"
@@ -21,7 +21,7 @@ constexpr const char *ownedNames = "/etc/dbus-1/system.d/own.conf";
 const Caller anna{user::wheelMember};
 const Caller otto{user::ordinary};
 
-/// What the bus says to a call that the policy of 1.0.0 lets through and today's does not.
+/// The error of a call that the policy of 1.0.0 allows and today's policy denies.
 QString callOfAnotherPath()
 {
     const auto result =
@@ -48,7 +48,7 @@ protected:
         EXPECT_NE(oldPid, 0);
         EXPECT_EQ(show("StartLimitIntervalUSec"), "10s");
         EXPECT_EQ(callOfAnotherPath(), "org.freedesktop.DBus.Error.UnknownObject:");
-        // Today's daemon is to need today's policy.
+        // After the upgrade, the daemon must depend on today's policy.
         ASSERT_TRUE(QFile::remove(ownedNames));
     }
 
@@ -98,7 +98,7 @@ TEST_F(Upgrade, ReplacesTheRunningDaemonItsUnitAndItsPolicy)
     expectTodaysPackage();
 }
 
-TEST_F(Upgrade, CutsOffTheCallThatIsUnderWayAndServesTheNext)
+TEST_F(Upgrade, AbortsTheRunningCallAndServesTheNext)
 {
     host::writeScript("/usr/sbin/getstatus",
                       "touch /run/asked\nuntil [ -e /run/over ]; do sleep 0.05; done\n");
@@ -117,7 +117,7 @@ TEST_F(Upgrade, CutsOffTheCallThatIsUnderWayAndServesTheNext)
     expectTodaysPackage();
 }
 
-TEST_F(Upgrade, AnswersACallerWhoGoesOnCalling)
+TEST_F(Upgrade, AnswersACallerWhoCallsAllTheTime)
 {
     QProcess poller;
     poller.start("sh", {"-c", "while :; do /usr/sbin/halvex-desktop --json getInterventionConfig "
@@ -126,7 +126,7 @@ TEST_F(Upgrade, AnswersACallerWhoGoesOnCalling)
     installPackage();
     ASSERT_TRUE(waitFor([this] { return daemonPid() != 0 && daemonPid() != oldPid; }));
     poller.readAllStandardOutput();
-    ASSERT_TRUE(poller.waitForReadyRead(patienceMs)) << "by the new daemon";
+    ASSERT_TRUE(poller.waitForReadyRead(patienceMs)) << "the new daemon answers";
     poller.kill();
     poller.waitForFinished();
     expectTodaysPackage();

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Hosts on which the commands cannot work: one line says so, before anything is installed or built.
+// Hosts on which the scripts cannot work. A script refuses them with one line, before it installs
+// or builds anything.
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
@@ -49,7 +50,7 @@ std::string refusalOf(const QString &name, const QStringList &program = {})
     return line.substr(std::min(head.size(), line.size()));
 }
 
-/// Has no file system of the type @p type be mounted.
+/// Makes every mount of a file system of the type @p type fail.
 void hideFileSystem(const QByteArray &type)
 {
     ASSERT_TRUE(QFile::rename("/usr/bin/mount", "/usr/bin/real-mount"));
@@ -94,10 +95,10 @@ TEST_P(RefusedHost, AContainerThatMayNotMakeNamespacesIsRefused)
                 EndsWith("): use a real or virtual machine, or a privileged container\n"));
 }
 
-TEST_P(RefusedHost, AKernelThatMountsNoOverlayIsRefused)
+TEST_P(RefusedHost, AKernelThatCannotMountAnOverlayIsRefused)
 {
     hideFileSystem("overlay");
-    EXPECT_THAT(refusalOf(GetParam()), HasSubstr("no overlay over the root"));
+    EXPECT_THAT(refusalOf(GetParam()), HasSubstr("cannot mount an overlay over the root"));
 }
 
 TEST_P(RefusedHost, AKernelWithoutUnifiedControlGroupsIsRefused)

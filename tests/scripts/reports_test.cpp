@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the scripts tell: the progress of a step, its failure, and the results of a test run.
+// What the scripts print: the progress of a step, its failure, and the results of a test run.
 #include "support/command.h"
 #include "support/host_files.h"
 #include "support/printing.h"
@@ -36,7 +36,7 @@ TEST(Step, ItsProgressAndItsEndAreOneLineAndItsOutputIsInTheLog)
     EXPECT_EQ(host::readFile(logs + "some-step.log"), "begun\n[1/4] a\n[2/4] b\n[4/4] c\n");
 }
 
-TEST(Step, AnInstallationsDownloadIsHalfOfIt)
+TEST(Step, TheDownloadCountsAsHalfOfAnInstallation)
 {
     const auto result = runStep("echo dlstatus:1:50.0000:Retrieving; echo Unpacking libc6; "
                                 "echo pmstatus:libc6:amd64:0.0000:Unpacking; "

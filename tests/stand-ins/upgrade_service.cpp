@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Stands in for the operating system's upgrade service: owns its names on the system bus, answers
-// "InstallPackages" with whatever it was told to and emits its two signals on demand. It takes its
-// orders on a second object, /control.
+// Stands in for the operating system's upgrade service: owns that service's name on the system
+// bus, answers "InstallPackages" and emits the two signals. A test controls all this by calls of a
+// second object, /control.
 //
 //   upgrade-service [--never-replies]
 //

@@ -27,10 +27,10 @@ public:
     QString errorText;
     QStringList lastRequest;
     int requests = 0;
-    int stepsBeforeAnswer = 0; ///< of an installation that ends before the request is answered
+    int stepsBeforeAnswer = 0; ///< if above 0, the installation ends before the answer
 
 public slots:
-    // The declared values are what the introspection shows; the real ones are sent by hand.
+    // Only the introspection uses the declared return values. The slot sends its answers itself.
     int InstallPackages(const QStringList &packages, QString & /*details*/)
     {
         lastRequest = packages;
@@ -69,7 +69,7 @@ private:
     }
 };
 
-/// The service of an edition that gives no answer at all.
+/// The service of an edition of the system whose method has no reply.
 class OneWayUpgradeService : public QObject
 {
     Q_OBJECT
@@ -84,7 +84,7 @@ signals:
                                const QString &errorMsg);
 };
 
-/// Where a test gives its orders.
+/// The object by which a test controls the service.
 class Control : public QObject
 {
     Q_OBJECT
@@ -109,8 +109,8 @@ public slots:
 
     void leaveWhenCalled() { service.answer = UpgradeService::Answer::Departure; }
 
-    /// Lets each request's installation end, after that many signals of progress, before the
-    /// answer.
+    /// Makes each request emit @p steps signals of progress, and then that of the installation's
+    /// end, before it is answered.
     void emitBeforeAnswering(int steps) { service.stepsBeforeAnswer = steps; }
 
     /// The packages of the last request.
