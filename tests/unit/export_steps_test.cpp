@@ -133,7 +133,7 @@ TEST_F(ExportSteps, ALogThatTurnsIntoADeviceIsNotRead)
     };
     const FileSizeLimit limit(1 << 20);
     const halvex::JobControl nobody;
-    halvex::ExportWriter writer(output, exportPath, nobody, halvex::exportPatience);
+    halvex::ExportWriter writer(output, exportPath, nobody, halvex::exportPatienceMs);
     EXPECT_EQ(halvex::appendAlertLogs("/srv/alerts", ".log", output, writer), "");
     EXPECT_TRUE(isDevice);
     EXPECT_EQ(QFile(exportPath).size(), 0);
