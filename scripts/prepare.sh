@@ -31,7 +31,8 @@ need_debian() {
     [ -x "$(command -v apt-get)" ] || refuse "apt-get is missing here: install apt"
 }
 
-# These two refuse a host on which such hosts cannot be made, before anything is installed or built.
+# The next two functions refuse a host on which throwaway hosts, or booted ones, cannot be made. They
+# do this before anything is installed or built.
 need_throwaway_hosts() {
     need_root
     need_debian

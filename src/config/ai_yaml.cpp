@@ -20,7 +20,7 @@
 namespace halvex {
 namespace {
 
-/// Tells whether @p byte can begin a node, in any context.
+/// Tells whether @p byte can begin a node in at least one context.
 constexpr bool isIndicator(char byte)
 {
     return byte == ',' || byte == '[' || byte == '{' || byte == ':' || byte == '-' || byte == '&' ||

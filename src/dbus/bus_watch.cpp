@@ -36,8 +36,8 @@ BusWatch::Call::~Call()
 BusWatch::BusWatch(QDBusConnection bus) : connection(std::move(bus))
 {
     tick.setInterval(std::chrono::seconds(1));
-    // The library emits this local signal when the connection is lost. No other event may follow,
-    // so the timer has to wake the event loop.
+    // The library emits this local signal when the connection is lost. Perhaps no other event
+    // follows. So the timer has to wake the event loop, in which the check runs.
     connection.connect({}, "/org/freedesktop/DBus/Local", "org.freedesktop.DBus.Local",
                        "Disconnected", &tick, SLOT(start()));
 }

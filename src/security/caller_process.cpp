@@ -156,7 +156,7 @@ std::string canonicalPathOf(const std::string &path)
     return resolved ? std::string(resolved.get()) : std::string();
 }
 
-/// @return the path of the executable or of the first argument, a NUL, and the canonical path;
+/// @return the path of the executable or that in argv[0], a NUL, and the canonical path;
 ///         empty on failure
 std::string programPathJob(const std::string &pid, const JobControl & /*control*/)
 {
@@ -167,7 +167,7 @@ std::string programPathJob(const std::string &pid, const JobControl & /*control*
     const std::string path = executable->empty() ? firstArgumentOf(pid) : *executable;
     const std::string canonical = path.empty() ? std::string() : canonicalPathOf(path);
     // The target of the link /proc/PID/exe is only a text. If the program was deleted or renamed,
-    // that path may lead to a front end that the caller does not run. For a first argument there is
+    // that path may lead to a front end that the caller does not run. For argv[0] there is
     // no file to compare.
     if (canonical.empty() ||
         (!executable->empty() && !isSameFile(canonical, procPath(pid, "exe")))) {

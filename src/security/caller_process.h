@@ -55,7 +55,7 @@ struct CallerSurroundings
 
 /// Finds the canonical path of the program that @p pid runs. Normally this is the path of its
 /// executable. Only if root may not access the executable, for example on a user's own FUSE mount,
-/// the path in the first argument is used instead.
+/// the path in argv[0] is used instead.
 ///
 /// @return nothing
 ///         - if the path is unknown or leads to no file;

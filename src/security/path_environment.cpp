@@ -24,6 +24,8 @@ bool liesIn(const QString &path, const QString &directory)
     return path == directory || path.startsWith(directory + '/');
 }
 
+// The warnings below are part of the contract, so they stay in Chinese.
+
 bool isInHighRiskDirectory(const QString &canonical, const QString &item)
 {
     for (const QString &directory : highRiskDirectories) {

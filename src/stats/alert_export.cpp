@@ -57,8 +57,9 @@ void appendLog(const Log &log, ExportWriter &writer)
     char last = '\n';
     if (log.size > static_cast<off_t>(block.size())) {
         posix_fadvise(log.file.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-        // Copy all but the last byte, which is checked below. If the log was truncated meanwhile,
-        // prefer an extra line feed to joining two logs.
+        // Copy all but the last byte, which is checked below. If the log is truncated meanwhile,
+        // there is no last byte. Then a line feed is added: one too many does less harm than two
+        // logs joined in one line.
         last = writer.copyWithinKernel(log.file, log.size - 1) > 0 ? '\0' : '\n';
     }
     while (true) {

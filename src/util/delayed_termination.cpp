@@ -6,8 +6,8 @@
 namespace halvex {
 namespace {
 
-// A signal handler can use nothing but static variables. A blocked signal would need none, but it
-// would have to be blocked in every thread, also in those that Qt creates.
+// A signal handler can use nothing but static variables. Blocking the signal would need neither,
+// but the signal would have to be blocked in every thread, also in those that Qt creates.
 std::atomic<bool> isDelayed = false;
 std::atomic<bool> hasArrived = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
@@ -15,8 +15,9 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 void delay(int signal)
 {
     hasArrived = true;
-    // This thread may be so late that the destructor has already looked at the line above. By the
-    // time the repeated signal is delivered, it has its usual effect, or this handler runs again.
+    // The destructor may have read hasArrived before this thread set it. So raise the signal again.
+    // It is delivered when this handler returns: then it has its usual effect, or this handler runs
+    // again.
     if (!isDelayed) {
         static_cast<void>(raise(signal));
     }

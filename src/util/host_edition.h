@@ -12,7 +12,7 @@ namespace halvex {
 /// /etc/os-release".
 [[nodiscard]] bool detectServerEdition();
 
-/// Reads the maker's release id, such as 2403, from the first line of /etc/os-release that contains
+/// Reads the operating system's release id, such as 2403, from the first line of /etc/os-release that contains
 /// NORVA_RELEASE_ID="…".
 ///
 /// @param id  the id; 0 on every failure

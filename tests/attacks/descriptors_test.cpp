@@ -4,6 +4,7 @@
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
+#include "support/settings_paths.h"
 
 #include <sys/resource.h>
 
@@ -105,7 +106,7 @@ TEST_F(Descriptors, AFileOfTheSendersOwnFileSystemDelaysNobody)
 
 TEST_F(Descriptors, LeavingNoneForTheStatusToolLetNobodyIn)
 {
-    host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
+    host::writeFile(settings::interventionPath, "action \"a\"\nb = \"1\"\n");
     holdTheGate();
     // The call is sent first, so that the descriptors arrive while it waits for the gate.
     QProcess &member = attackers.startAsFrontEnd(
@@ -116,12 +117,12 @@ TEST_F(Descriptors, LeavingNoneForTheStatusToolLetNobodyIn)
     releaseTheGate("Three Admin : on\n");
     EXPECT_TRUE(isServedWithin(bystandersMs));
     EXPECT_EQ(systemLog.takeLines().filter("The caller has no permission").size(), 1);
-    EXPECT_EQ(host::readFile("/etc/halvex/intervention.conf"), "action \"a\"\nb = \"1\"\n");
+    EXPECT_EQ(host::readFile(settings::interventionPath), "action \"a\"\nb = \"1\"\n");
 }
 
 TEST_F(Descriptors, TooFewForTheStatusToolLetNobodyChangeAnything)
 {
-    host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
+    host::writeFile(settings::interventionPath, "action \"a\"\nb = \"1\"\n");
     // This status tool needs hardly any descriptors itself: it prints its environment.
     stopDaemon();
     host::writeFile("/usr/sbin/getstatus", host::readFile("/usr/bin/env"), 0755);

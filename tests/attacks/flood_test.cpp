@@ -3,10 +3,11 @@
 // Messages that fill the daemon's queue at the bus. The bus then drops its own answers to the gate.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 
 namespace {
 
-constexpr const char *notifyPath = "/etc/halvex/research/etc/ossec.conf";
+using settings::notifyPath;
 constexpr int connections = 6;
 const QByteArray notifySettings = "<ossec_config><alerts><notify/></alerts></ossec_config>\n";
 

@@ -2,6 +2,7 @@
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
+#include "support/settings_paths.h"
 
 #include <QFile>
 
@@ -9,8 +10,8 @@
 
 namespace {
 
-constexpr const char *path = "/usr/lib/halvex_net_ai/config.yaml";
-constexpr const char *serverPath = "/opt/norva-ai-dga-detect/config.yaml";
+constexpr const char *path = settings::aiPath;
+constexpr const char *serverPath = settings::serverAiPath;
 
 const QByteArray original = "# the engine\n"
                             "dga_detect: off\n"

@@ -6,6 +6,7 @@
 #include "support/host_files.h"
 #include "support/process_resources.h"
 #include "support/processor_time.h"
+#include "support/settings_paths.h"
 #include "support/stand_in.h"
 
 #include <QDir>
@@ -89,7 +90,7 @@ struct Store
 
 const QList<Store> stores{
     {"/etc/halvex/research/etc",
-     "/etc/halvex/research/etc/ossec.conf",
+     settings::notifyPath,
      "<ossec_config>\n<alerts>\n<notify>\n<notify_fold>1</notify_fold>\n</notify>\n</alerts>\n"
      "</ossec_config>\n",
      "setNotifyConfig",
@@ -101,7 +102,7 @@ const QList<Store> stores{
      "<notify_disabled>1</notify_disabled>\n<notify_timeout>1</notify_timeout>\n</notify>\n"
      "</alerts>\n</ossec_config>\n"},
     {"/etc/halvex",
-     "/etc/halvex/intervention.conf",
+     settings::interventionPath,
      "action \"a\"\nb = \"1\"\n",
      "setInterventionConfig",
      {"a", "b"},
@@ -110,7 +111,7 @@ const QList<Store> stores{
      -1,
      "action \"a\"\nb = \"2\"\n"},
     {"/etc/halvex/interventions",
-     "/etc/halvex/interventions/.block_time",
+     settings::blockTimePath,
      "TIMEOUT=\n",
      "setInterventionConfig",
      {"a", "blockip_timeout"},
@@ -119,7 +120,7 @@ const QList<Store> stores{
      -1,
      "TIMEOUT=\"timeout 2\"\n"},
     {"/usr/lib/halvex_net_ai",
-     "/usr/lib/halvex_net_ai/config.yaml",
+     settings::aiPath,
      "a: 1\n",
      "setAiConfig",
      {"0", "a"},
@@ -282,7 +283,7 @@ TEST_F(Faults, WithoutItsBusTheDaemonStaysIdleAndDoesNotExit)
 
 TEST_F(Faults, SixtyFourCallersAtOnceAllGetTheirOwnAnswers)
 {
-    host::writeFile("/etc/halvex/intervention.conf", "action \"a\"\nb = \"1\"\n");
+    host::writeFile(settings::interventionPath, "action \"a\"\nb = \"1\"\n");
     std::vector<std::unique_ptr<QProcess>> callers;
     for (int i = 0; i < 64; ++i) {
         const QStringList call =

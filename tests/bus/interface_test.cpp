@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 #include "support/stand_in.h"
 
 namespace {
@@ -82,12 +83,11 @@ TEST_F(Interface, EveryMethodRefusesAStrangerWithEmptyTextsAndOneLogLine)
 TEST_F(Interface, ATextTooLongForTheBusIsAFailureOfEachReadingMethod)
 {
     const QByteArray text(32 << 20, 'x');
-    host::writeFile("/etc/halvex/research/etc/ossec.conf",
-                    "<ossec_config><alerts><notify><notify_fold>" + text +
-                        "</notify_fold></notify></alerts></ossec_config>\n");
-    host::writeFile("/etc/halvex/intervention.conf",
+    host::writeFile(settings::notifyPath, "<ossec_config><alerts><notify><notify_fold>" + text +
+                                              "</notify_fold></notify></alerts></ossec_config>\n");
+    host::writeFile(settings::interventionPath,
                     "action \"block\" {\ntimeout = \"" + text + "\"\n}\n");
-    host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: " + text + "\n");
+    host::writeFile(settings::aiPath, "dga_detect: " + text + "\n");
     host::writeFile("/var/lib/halvex/var/run/halvex-research.state",
                     "events_processed='" + text + "'\n");
     host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print('x' * (32 << 20))\n");

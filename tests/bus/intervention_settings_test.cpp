@@ -2,13 +2,14 @@
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/processor_time.h"
+#include "support/settings_paths.h"
 
 #include <unistd.h>
 
 namespace {
 
-constexpr const char *configPath = "/etc/halvex/intervention.conf";
-constexpr const char *blockTimePath = "/etc/halvex/interventions/.block_time";
+constexpr const char *configPath = settings::interventionPath;
+using settings::blockTimePath;
 
 const QByteArray original = "# interventions\n"
                             "action \"block\" {\n"

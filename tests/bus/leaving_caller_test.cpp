@@ -3,6 +3,7 @@
 // Callers that have left the bus or exited before the daemon asks about them.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 #include "support/stand_in.h"
 
 #include <QFile>
@@ -99,9 +100,9 @@ TEST_F(LeavingCaller, IsRefusedWheneverItLeaves)
 {
     host::writeStandIn("/usr/bin/systemctl", "");
     const QMap<QString, QByteArray> settings{
-        {"/etc/halvex/research/etc/ossec.conf", "<ossec_config><alerts/></ossec_config>\n"},
-        {"/etc/halvex/intervention.conf", "action \"block\" {\ntimeout = \"1\"\n}\n"},
-        {"/usr/lib/halvex_net_ai/config.yaml", "dga_detect: 0\n"},
+        {settings::notifyPath, "<ossec_config><alerts/></ossec_config>\n"},
+        {settings::interventionPath, "action \"block\" {\ntimeout = \"1\"\n}\n"},
+        {settings::aiPath, "dga_detect: 0\n"},
     };
     for (const QString &path : settings.keys()) {
         host::writeFile(path, settings[path]);

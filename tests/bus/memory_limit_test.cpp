@@ -4,6 +4,7 @@
 // not throw, so these cases are not part of a sanitized build.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 
 #include <QFile>
 
@@ -12,10 +13,10 @@
 namespace {
 
 constexpr const char *statePath = "/var/lib/halvex/var/run/halvex-research.state";
-constexpr const char *interventionPath = "/etc/halvex/intervention.conf";
-constexpr const char *blockTimePath = "/etc/halvex/interventions/.block_time";
-constexpr const char *notifyPath = "/etc/halvex/research/etc/ossec.conf";
-constexpr const char *aiPath = "/usr/lib/halvex_net_ai/config.yaml";
+using settings::aiPath;
+using settings::blockTimePath;
+using settings::interventionPath;
+using settings::notifyPath;
 
 class MemoryLimit : public DaemonHost
 {

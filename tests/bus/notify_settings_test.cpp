@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 
 #include <unistd.h>
 
 namespace {
 
-constexpr const char *path = "/etc/halvex/research/etc/ossec.conf";
+constexpr const char *path = settings::notifyPath;
 
 const QByteArray original = "<?xml version=\"1.0\"?>\n"
                             "<!-- the research engine -->\n"

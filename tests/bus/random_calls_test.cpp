@@ -5,6 +5,7 @@
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
+#include "support/settings_paths.h"
 #include "support/stand_in.h"
 
 #include <QMap>
@@ -21,12 +22,11 @@ protected:
             host::writeScript(tool, "echo active; echo halvex.net.ai\n");
         }
         host::writeScript("/usr/sbin/getstatus", "echo three admin: off\n");
-        host::writeFile("/etc/halvex/research/etc/ossec.conf",
+        host::writeFile(settings::notifyPath,
                         "<ossec_config><alerts><notify/></alerts></ossec_config>\n");
-        host::writeFile("/etc/halvex/intervention.conf",
-                        "action \"block\" {\ntimeout = \"1\"\n}\n");
-        host::writeFile("/etc/halvex/interventions/.block_time", "TIMEOUT=\"timeout 600s\"\n");
-        host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "model: {threshold: 80}\n");
+        host::writeFile(settings::interventionPath, "action \"block\" {\ntimeout = \"1\"\n}\n");
+        host::writeFile(settings::blockTimePath, "TIMEOUT=\"timeout 600s\"\n");
+        host::writeFile(settings::aiPath, "model: {threshold: 80}\n");
         host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(42)\n");
         host::writeFile("/var/log/halvex/logs/alerts/a.log", "alert\n");
         host::writeFile("/usr/sbin/halvex-desktop", host::readFile(RANDOM_FRONT_END), 0755);

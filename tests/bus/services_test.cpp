@@ -3,6 +3,7 @@
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
+#include "support/settings_paths.h"
 #include "support/stand_in.h"
 #include "support/tls_server.h"
 
@@ -42,7 +43,7 @@ protected:
     /// Writes settings with which switching the engine on requires the internet.
     static void askForTheInternet()
     {
-        host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: \"\\x01\"\n");
+        host::writeFile(settings::aiPath, "dga_detect: \"\\x01\"\n");
     }
 
     /// Makes the daemon wait long enough for an answer from the internet, even on a slow machine.
@@ -389,10 +390,10 @@ TEST_F(EngineOnTheBus, OnAServerTheServersSettingsRequireTheInternet)
     setLoopbackUp();
     askForTheInternet();
     host::writeFile("/etc/os-release", "VARIANT_ID=server\nNAME=Server\nVERSION=\"Server\"\n");
-    host::writeFile("/opt/norva-ai-dga-detect/config.yaml", "dga_detect: 1\n");
+    host::writeFile(settings::serverAiPath, "dga_detect: 1\n");
     startDaemon();
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), 0);
-    host::writeFile("/opt/norva-ai-dga-detect/config.yaml", "dga_detect: \"\\x01\"\n");
+    host::writeFile(settings::serverAiPath, "dga_detect: \"\\x01\"\n");
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -3);
 }
 

@@ -4,6 +4,7 @@
 #include "support/daemon_host.h"
 #include "support/file_openings.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 
 #include <QFile>
 
@@ -18,11 +19,11 @@
 
 namespace {
 
-const QString notifyPath = "/etc/halvex/research/etc/ossec.conf";
-const QString interventionPath = "/etc/halvex/intervention.conf";
-const QString blockTimePath = "/etc/halvex/interventions/.block_time";
-const QString aiPath = "/usr/lib/halvex_net_ai/config.yaml";
-const QString serverAiPath = "/opt/norva-ai-dga-detect/config.yaml";
+const QString notifyPath = settings::notifyPath;
+const QString interventionPath = settings::interventionPath;
+const QString blockTimePath = settings::blockTimePath;
+const QString aiPath = settings::aiPath;
+const QString serverAiPath = settings::serverAiPath;
 
 const QString statePath = "/var/lib/halvex/var/run/halvex-research.state";
 

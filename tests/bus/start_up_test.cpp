@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -161,7 +162,7 @@ TEST_F(StartUp, TheEnvironmentCanBeReadUntilTheProcessHasExited)
 TEST_F(StartUp, AHostWithoutOsReleaseIsADesktop)
 {
     ASSERT_TRUE(QFile::remove("/etc/os-release"));
-    host::writeFile("/usr/lib/halvex_net_ai/config.yaml", "dga_detect: desktop\n");
+    host::writeFile(settings::aiPath, "dga_detect: desktop\n");
     startDaemon();
     EXPECT_EQ(call("getAiConfig", {"0", "dga_detect"}), (Reply{0, {"desktop"}}));
     EXPECT_EQ(daemonMessages(),

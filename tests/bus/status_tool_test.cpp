@@ -4,11 +4,12 @@
 // may not change the system; if it fails, they may.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 
 namespace {
 
 constexpr const char *tool = "/usr/sbin/getstatus";
-constexpr const char *interventionPath = "/etc/halvex/intervention.conf";
+using settings::interventionPath;
 
 class StatusTool : public DaemonHost
 {
@@ -17,7 +18,7 @@ protected:
     {
         DaemonHost::SetUp();
         host::writeFile(interventionPath, "action \"block\" {\n  timeout = \"1\"\n}\n");
-        host::writeFile("/etc/halvex/interventions/.block_time", "");
+        host::writeFile(settings::blockTimePath, "");
         startDaemon();
         ASSERT_NO_FATAL_FAILURE(expectTheModeIsOff("while the tool works"));
     }

@@ -3,6 +3,7 @@
 
 #include "support/host_files.h"
 #include "support/machine_deadline.h"
+#include "support/settings_paths.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -172,12 +173,12 @@ void FaultHost::setStatusToolFor(Role role)
 const Files &FaultHost::originalFiles()
 {
     static const Files files{
-        {"/etc/halvex/research/etc/ossec.conf",
+        {settings::notifyPath,
          "<ossec_config>\n<alerts>\n<notify>\n<notify_fold>1</notify_fold>\n</notify>\n</alerts>\n"
          "</ossec_config>\n"},
-        {"/etc/halvex/intervention.conf", "action \"block\"\ntimeout = \"30\"\n"},
-        {"/etc/halvex/interventions/.block_time", "TIMEOUT=\"timeout 600s\"\n"},
-        {"/usr/lib/halvex_net_ai/config.yaml", "dga_detect: 0\n"},
+        {settings::interventionPath, "action \"block\"\ntimeout = \"30\"\n"},
+        {settings::blockTimePath, "TIMEOUT=\"timeout 600s\"\n"},
+        {settings::aiPath, "dga_detect: 0\n"},
         {exportPath, "older\n"},
     };
     return files;

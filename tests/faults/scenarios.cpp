@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "faults/scenarios.h"
 
+#include "support/settings_paths.h"
+
 namespace {
 
 const QByteArray newNotifySettings =
@@ -37,8 +39,8 @@ Scenario countOfEvents(const QString &name, Role role = Role::Allowed)
 
 Scenario changeOfNotifySettings(const QString &name, Role role = Role::Allowed)
 {
-    Scenario scenario = writing(name, "setNotifyConfig", {"1", "2", "3"},
-                                "/etc/halvex/research/etc/ossec.conf", newNotifySettings);
+    Scenario scenario =
+        writing(name, "setNotifyConfig", {"1", "2", "3"}, settings::notifyPath, newNotifySettings);
     scenario.role = role;
     scenario.saysWhetherSaved = true;
     return scenario;
@@ -70,13 +72,13 @@ const QList<Scenario> &scenarios()
         reading("getInterventionConfigOfTheBlockTime", "getInterventionConfig",
                 {"block", "blockip_timeout"}, {0, {"600s"}}),
         writing("setInterventionConfig", "setInterventionConfig", {"block", "timeout", "60"},
-                "/etc/halvex/intervention.conf", "action \"block\"\ntimeout = \"60\"\n"),
+                settings::interventionPath, "action \"block\"\ntimeout = \"60\"\n"),
         writing("setInterventionConfigOfTheBlockTime", "setInterventionConfig",
-                {"block", "blockip_timeout", "900s"}, "/etc/halvex/interventions/.block_time",
+                {"block", "blockip_timeout", "900s"}, settings::blockTimePath,
                 "TIMEOUT=\"timeout 900s\"\n"),
         reading("getAiConfig", "getAiConfig", {"0", "dga_detect"}, {0, {"0"}}),
-        writing("setAiConfig", "setAiConfig", {"0", "dga_detect", "1"},
-                "/usr/lib/halvex_net_ai/config.yaml", "dga_detect: 1"),
+        writing("setAiConfig", "setAiConfig", {"0", "dga_detect", "1"}, settings::aiPath,
+                "dga_detect: 1"),
         reading("installPackages", "installPackages", {"halvex-net-ai"}, {7}),
         writing("generateLogFile", "generateLogFile", {}, exportPath, allAlerts()),
         countOfEvents("getEventTotalCount"),

@@ -2,6 +2,7 @@
 #include "forgeries/forgery_host.h"
 
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 #include "support/stand_in.h"
 
 #include <QFile>
@@ -16,9 +17,9 @@ constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 const QMap<QString, QByteArray> &settings()
 {
     static const QMap<QString, QByteArray> files{
-        {"/etc/halvex/research/etc/ossec.conf", "<ossec_config><alerts/></ossec_config>\n"},
-        {"/etc/halvex/intervention.conf", "action \"block\" {\ntimeout = \"1\"\n}\n"},
-        {"/usr/lib/halvex_net_ai/config.yaml", "dga_detect: 0\n"},
+        {settings::notifyPath, "<ossec_config><alerts/></ossec_config>\n"},
+        {settings::interventionPath, "action \"block\" {\ntimeout = \"1\"\n}\n"},
+        {settings::aiPath, "dga_detect: 0\n"},
     };
     return files;
 }

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "model/intervention_model.h"
 
+#include "model/block_time_model.h"
+
 #include <QList>
-#include <QStringList>
 
 #include <algorithm>
+#include <vector>
 
 namespace model {
 
@@ -12,7 +14,6 @@ namespace {
 
 const QByteArray headerPrefix = "action \"";
 const QString timeoutField = "blockip_timeout";
-const QString timeoutKey = "TIMEOUT=";
 
 // --- searching, byte by byte ---
 
@@ -252,151 +253,6 @@ void noteValueToWrite(const QString &value, std::set<std::string> &turns)
     }
 }
 
-// --- the block-time file ---
-
-bool isTimeoutLine(const QString &line)
-{
-    return line.startsWith(timeoutKey, Qt::CaseSensitive);
-}
-
-bool isDigit(QChar character)
-{
-    return character >= '0' && character <= '9';
-}
-
-QString digitsOf(const QString &text)
-{
-    QString digits;
-    for (const QChar character : text) {
-        if (isDigit(character)) {
-            digits += character;
-        }
-    }
-    return digits;
-}
-
-/// @p digits without leading zeros; nothing if the number exceeds a signed 32-bit integer.
-std::optional<QString> asCount(QString digits)
-{
-    while (digits.size() > 1 && digits.startsWith('0')) {
-        digits.remove(0, 1);
-    }
-    const QString largest = "2147483647";
-    if (digits.size() > largest.size() || (digits.size() == largest.size() && digits > largest)) {
-        return std::nullopt;
-    }
-    return digits;
-}
-
-/// The place of `TIMEOUT="timeout <count>s"` and of its count in a text.
-struct CountPlace
-{
-    int matchBegin;
-    int begin;
-    int end;
-    int matchEnd;
-};
-
-std::optional<CountPlace> canonicalCount(const QString &line)
-{
-    const QString before = "TIMEOUT=\"timeout ";
-    const QString behind = "s\"";
-    for (int place = 0; place < line.size(); ++place) {
-        const int begin = place + before.size();
-        int end = begin;
-        while (end < line.size() && isDigit(line[end])) {
-            ++end;
-        }
-        if (line.mid(place, before.size()) == before && end > begin &&
-            line.mid(end, behind.size()) == behind) {
-            return CountPlace{place, begin, end, end + behind.size()};
-        }
-    }
-    return std::nullopt;
-}
-
-QString changedTimeoutLine(const QString &line, const QString &value, std::set<std::string> &turns)
-{
-    if (value == "-1") {
-        turns.insert("write time: emptied");
-        return timeoutKey;
-    }
-    if (line.mid(timeoutKey.size()).trimmed().isEmpty()) {
-        turns.insert("write time: filled");
-        return timeoutKey + "\"timeout " + value + "\"";
-    }
-    const auto count = canonicalCount(line);
-    if (!count) {
-        turns.insert("write time: left alone");
-        return line;
-    }
-    turns.insert("write time: count replaced");
-    if (count->matchBegin != 0 || count->matchEnd != line.size()) {
-        turns.insert("write time: rest of the line dropped");
-    }
-    if (!value.isEmpty() && value.back().isLowSurrogate()) {
-        turns.insert("write time: half of a character cut off");
-    }
-    return line.mid(count->matchBegin, count->begin - count->matchBegin) +
-           value.left(std::max(0, value.size() - 1)) +
-           line.mid(count->end, count->matchEnd - count->end);
-}
-
-Prediction readTimeout(Prediction call)
-{
-    if (!call.files.blockTime) {
-        call.status = -1;
-        call.turns.insert("read time: no file");
-        return call;
-    }
-    const std::vector<QString> all = textLines(*call.files.blockTime);
-    const auto first = std::find_if(all.begin(), all.end(), isTimeoutLine);
-    if (first == all.end()) {
-        call.turns.insert("read time: no line");
-        return call;
-    }
-    const QString value = first->mid(timeoutKey.size()).trimmed();
-    if (value.isEmpty()) {
-        call.fieldValue = "-1";
-        call.turns.insert("read time: empty");
-        return call;
-    }
-    const QString digits = digitsOf(value);
-    const auto count = asCount(digits);
-    if (digits.isEmpty() || !count) {
-        call.status = -1;
-        call.turns.insert(digits.isEmpty() ? "read time: no digits" : "read time: out of range");
-    } else if (*count == "0") {
-        call.turns.insert("read time: zero");
-    } else {
-        call.fieldValue = *count + "s";
-        call.turns.insert("read time: count");
-    }
-    return call;
-}
-
-Prediction writeTimeout(Prediction call, const QString &value)
-{
-    if (!call.files.blockTime || !call.files.writable) {
-        call.status = -1;
-        call.turns.insert(call.files.blockTime ? "write time: not writable"
-                                               : "write time: no file");
-        return call;
-    }
-    QString content;
-    int timeoutLines = 0;
-    for (const QString &line : textLines(*call.files.blockTime)) {
-        const bool isTimeout = isTimeoutLine(line);
-        timeoutLines += isTimeout ? 1 : 0;
-        content += (isTimeout ? changedTimeoutLine(line, value, call.turns) : line) + "\n";
-    }
-    if (timeoutLines != 1) {
-        call.turns.insert(timeoutLines == 0 ? "write time: no line" : "write time: several lines");
-    }
-    call.files.blockTime = content.toUtf8();
-    return call;
-}
-
 } // namespace
 
 bool operator==(const SettingsFiles &left, const SettingsFiles &right)
@@ -416,21 +272,6 @@ QByteArray quoted(const QByteArray &value)
         word = '"' + word + '"';
     }
     return words.join(' ');
-}
-
-std::vector<QString> textLines(const QByteArray &content)
-{
-    // If a file is opened as text, a Qt text stream drops the byte-order mark and every "\r".
-    const QString text = decoded(content).remove('\r');
-    std::vector<QString> result;
-    for (const QString &line : text.split('\n')) {
-        result.push_back(line);
-    }
-    // There is no line after the last line feed.
-    if (result.back().isEmpty()) {
-        result.pop_back();
-    }
-    return result;
 }
 
 Prediction getInterventionConfig(const SettingsFiles &files, const QString &actionName,

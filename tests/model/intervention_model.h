@@ -10,7 +10,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <vector>
 
 namespace model {
 
@@ -45,8 +44,5 @@ struct Prediction
 
 /// The value as it is written to the intervention file.
 [[nodiscard]] QByteArray quoted(const QByteArray &value);
-
-/// The lines of the block-time file.
-[[nodiscard]] std::vector<QString> textLines(const QByteArray &content);
 
 } // namespace model

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Tests the model itself with cases worked out by hand.
+#include "model/block_time_model.h"
 #include "model/intervention_model.h"
 #include "support/printing.h"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "packaged/installed_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 #include "support/stand_in.h"
 
 #include <QDir>
@@ -100,12 +101,11 @@ TEST_F(InstalledHost, ServicesAreRealUnits)
 
 TEST_F(InstalledHost, EverySettingsFileIsWrittenOnBothEditions)
 {
-    constexpr const char *notify = "/etc/halvex/research/etc/ossec.conf";
-    constexpr const char *intervention = "/etc/halvex/intervention.conf";
-    constexpr const char *blockTime = "/etc/halvex/interventions/.block_time";
+    constexpr const char *notify = settings::notifyPath;
+    constexpr const char *intervention = settings::interventionPath;
+    constexpr const char *blockTime = settings::blockTimePath;
     for (const bool isServer : {false, true}) {
-        const QString ai = isServer ? "/opt/norva-ai-dga-detect/config.yaml"
-                                    : "/usr/lib/halvex_net_ai/config.yaml";
+        const QString ai = isServer ? settings::serverAiPath : settings::aiPath;
         host::writeFile("/etc/os-release", isServer ? "NAME=\"Norva Server\"\n" : "NAME=Norva\n");
         host::writeFile(notify, "<ossec_config><alerts><notify/></alerts></ossec_config>\n", 0600);
         host::writeFile(intervention, "action \"block\" {\ntimeout = \"30\"\n}\n", 0600);

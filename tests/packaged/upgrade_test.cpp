@@ -7,6 +7,7 @@
 // lets the daemon own its names under the policy of 1.0.0.
 #include "packaged/installed_host.h"
 #include "support/host_files.h"
+#include "support/settings_paths.h"
 #include "support/wait_for.h"
 
 #include <QFile>
@@ -15,7 +16,7 @@
 namespace {
 
 constexpr const char *package = "halvex-desktop-daemon";
-constexpr const char *settings = "/etc/halvex/intervention.conf";
+constexpr const char *settings = settings::interventionPath;
 constexpr const char *ownedNames = "/etc/dbus-1/system.d/own.conf";
 
 const Caller anna{user::wheelMember};

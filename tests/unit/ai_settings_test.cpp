@@ -4,6 +4,7 @@
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
+#include "support/settings_paths.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,7 +16,7 @@
 
 namespace {
 
-constexpr const char *path = "/usr/lib/halvex_net_ai/config.yaml";
+constexpr const char *path = settings::aiPath;
 constexpr int maxComponents = 498;
 
 /// A key of @p count components, all of which are "a".

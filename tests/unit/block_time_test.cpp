@@ -5,6 +5,7 @@
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
+#include "support/settings_paths.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,7 +19,7 @@
 
 namespace {
 
-constexpr const char *path = "/etc/halvex/interventions/.block_time";
+constexpr const char *path = settings::blockTimePath;
 
 class BlockTime : public testing::Test
 {

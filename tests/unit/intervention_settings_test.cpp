@@ -5,6 +5,7 @@
 #include "support/message_log.h"
 #include "support/printing.h"
 #include "support/processor_time.h"
+#include "support/settings_paths.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,8 +19,8 @@
 
 namespace {
 
-constexpr const char *configPath = "/etc/halvex/intervention.conf";
-constexpr const char *blockTimePath = "/etc/halvex/interventions/.block_time";
+constexpr const char *configPath = settings::interventionPath;
+using settings::blockTimePath;
 
 const QByteArray original = "# interventions\n"
                             "action \"block\" {\n"

@@ -4,6 +4,7 @@
 #include "support/host_files.h"
 #include "support/message_log.h"
 #include "support/printing.h"
+#include "support/settings_paths.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,7 +16,7 @@
 
 namespace {
 
-constexpr const char *path = "/etc/halvex/research/etc/ossec.conf";
+constexpr const char *path = settings::notifyPath;
 
 const QByteArray original = "<!-- engine -->\n"
                             "<ossec_config>\n"
