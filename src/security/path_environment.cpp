@@ -24,7 +24,7 @@ bool liesIn(const QString &path, const QString &directory)
     return path == directory || path.startsWith(directory + '/');
 }
 
-// The warnings below are part of the contract, so they stay in Chinese.
+// The contract has the warnings below in Chinese.
 
 bool isInHighRiskDirectory(const QString &canonical, const QString &item)
 {

@@ -84,7 +84,7 @@ TEST_F(OtherMembers, SignalsToTheDaemonsNameAreRefused)
     EXPECT_EQ(send({"--signal"}), denied);
 }
 
-TEST_F(OtherMembers, TheThirteenMethodsIntrospectAndPingAreLetThrough)
+TEST_F(OtherMembers, TheMethodsIntrospectAndPingAreLetThrough)
 {
     for (const MethodCall &each : allMethodCalls()) {
         EXPECT_NE(send({"--member", each.name}), denied) << each.name;

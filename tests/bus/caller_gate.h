@@ -39,7 +39,7 @@ protected:
                 }
             }
         }
-        EXPECT_EQ(number, changing ? 6 : 7);
+        EXPECT_EQ(number, changing ? changingMethods : readingMethods);
         return accepted.isEmpty()          ? "none"
                : accepted.size() == number ? "all"
                                            : accepted.join(' ').toStdString();

@@ -14,14 +14,14 @@ namespace {
 
 constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 
-const QMap<QString, QByteArray> &settings()
+const QMap<QString, QByteArray> &files()
 {
-    static const QMap<QString, QByteArray> files{
+    static const QMap<QString, QByteArray> contents{
         {settings::notifyPath, "<ossec_config><alerts/></ossec_config>\n"},
         {settings::interventionPath, "action \"block\" {\ntimeout = \"1\"\n}\n"},
         {settings::aiPath, "dga_detect: 0\n"},
     };
-    return files;
+    return contents;
 }
 
 QStringList environment()
@@ -59,8 +59,8 @@ void ForgeryHost::SetUp()
     DaemonHost::SetUp();
     host::writeFile("/usr/sbin/halvex-desktop", host::readFile(ODD_FRONT_END), 0755);
     host::writeFile("/usr/local/bin/stranger", host::readFile(ODD_FRONT_END), 0755);
-    for (const QString &path : settings().keys()) {
-        host::writeFile(path, settings()[path]);
+    for (const QString &path : files().keys()) {
+        host::writeFile(path, files()[path]);
     }
     host::writeFile("/var/lib/halvex/var/run/halvex-research.state", "events_processed='1234'\n");
     host::writeStandIn("/usr/bin/systemctl");
@@ -124,8 +124,8 @@ void ForgeryHost::expectRefused(const Reply &reply)
 void ForgeryHost::expectNothingDone()
 {
     EXPECT_EQ(host::standInCalls(), QStringList());
-    for (const QString &path : settings().keys()) {
-        EXPECT_EQ(host::readFile(path), settings()[path]) << qPrintable(path);
+    for (const QString &path : files().keys()) {
+        EXPECT_EQ(host::readFile(path), files()[path]) << qPrintable(path);
     }
     EXPECT_FALSE(QFile::exists(exportPath));
     EXPECT_FALSE(host::readFile("/run/daemon.err").contains("Error occurred:"))

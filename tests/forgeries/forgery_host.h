@@ -20,7 +20,7 @@ struct WordedCall
     QStringList words;
 };
 
-/// The thirteen methods. Each one that changes the system would leave a trace.
+/// All methods. Each one that changes the system would leave a trace.
 const QList<WordedCall> &allWordedCalls();
 
 class ForgeryHost : public DaemonHost

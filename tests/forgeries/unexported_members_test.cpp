@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Members of the daemon's objects other than the thirteen methods, and object paths other than the
+// Members of the daemon's objects other than the methods, and object paths other than the
 // daemon's. Root's front end makes the calls, which the gate would always let in.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"

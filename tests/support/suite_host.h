@@ -56,7 +56,11 @@ struct Caller
     QStringList wrapper{};                     ///< what starts the program, such as unshare
 };
 
-/// The thirteen methods: valid arguments for each, and whether it changes the system.
+/// The numbers of methods. A test that calls each method compares them with the number of its calls.
+constexpr int readingMethods = 7;
+constexpr int changingMethods = 6;
+
+/// All methods: valid arguments for each, and whether it changes the system.
 struct MethodCall
 {
     const char *name;
