@@ -30,16 +30,6 @@ bool readAll(int socket, char *bytes, std::size_t size)
     return true;
 }
 
-int connectToBus()
-{
-    const sockaddr_un address = {AF_UNIX, "/run/dbus/system_bus_socket"};
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    if (connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        fail("connect");
-    }
-    return socket;
-}
-
 /// The user id as authentication requires it: the hexadecimal codes of its decimal digits.
 std::string userInHexadecimal()
 {
@@ -75,6 +65,16 @@ void fail(const std::string &what)
 {
     static_cast<void>(std::fprintf(stderr, "%s: %s\n", what.c_str(), strerror(errno)));
     _exit(2);
+}
+
+int connectToBus()
+{
+    const sockaddr_un address = {AF_UNIX, "/run/dbus/system_bus_socket"};
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    if (connect(socket, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        fail("connect");
+    }
+    return socket;
 }
 
 std::string bytesOf(DBusMessage *message, dbus_uint32_t serial)
@@ -116,6 +116,19 @@ void BusSocket::send(const std::string &bytes) const
         }
         sent += static_cast<std::size_t>(count);
     }
+}
+
+std::string BusSocket::receiveLine() const
+{
+    std::string line;
+    char next = 0;
+    while (next != '\n') {
+        if (!readAll(socket, &next, 1)) {
+            return {};
+        }
+        line += next;
+    }
+    return line;
 }
 
 Message BusSocket::receive() const

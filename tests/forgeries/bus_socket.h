@@ -22,6 +22,9 @@ using Message = std::unique_ptr<DBusMessage, MessageDeleter>;
 /// Prints @p what and the text of errno, and ends the program with exit status 2.
 [[noreturn]] void fail(const std::string &what);
 
+/// Returns a new socket that is connected to the system bus. Nothing has been sent yet.
+[[nodiscard]] int connectToBus();
+
 /// Sets the serial of @p message to @p serial and returns the message's bytes.
 [[nodiscard]] std::string bytesOf(DBusMessage *message, dbus_uint32_t serial);
 
@@ -40,6 +43,10 @@ public:
     [[nodiscard]] int descriptor() const { return socket; }
 
     void send(const std::string &bytes) const;
+
+    /// The next line, with its end, while the connection is authenticated; empty when the other
+    /// side has closed the connection.
+    [[nodiscard]] std::string receiveLine() const;
 
     /// The next message from the bus; null when the bus has closed the connection.
     [[nodiscard]] Message receive() const;
