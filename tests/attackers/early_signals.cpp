@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Starts the daemon, and delivers large signals to each of its two connections as soon as the
-// connection exists. The bus policy keeps signals from a connection only once it owns a name. The
-// bus numbers connections in order, so the unique names of the daemon's connections are known
-// before.
+// connection exists. The bus policy stops signals to a connection only once that connection owns a
+// name. The bus numbers connections in order, so the unique names of the daemon's connections are
+// known before the daemon starts.
 //
 //   early-signals COUNT
 //       sends COUNT signals to each connection, and exits when the bus has taken them all

@@ -11,12 +11,14 @@
 ///   environment BYTES        its environment is BYTES of memory that was never touched
 ///   environment-of FILE      its environment extends into FILE, whose pages never arrive
 ///   memory-lock FILE         it waits for a page of FILE while it holds its memory lock
-///   exec-lock FILE PROGRAM   it executes PROGRAM, but hangs when FILE is closed
-///   starved GIB              it changes the protection of GIB of memory, without processor time
-///   waiting                  it only waits, which others can see
+///   exec-lock FILE PROGRAM   it executes PROGRAM, but the kernel, which then closes FILE,
+///                            waits for ever
+///   starved GIB              it keeps changing the protection of GIB GiB of memory, while other
+///                            processes take its processor time
+///   waiting                  it only waits, and other processes can examine it
 ///
-/// Writes one byte to the pipe @p ready once the state is reached, or once isHeldUp() can tell.
-/// Exits the program on failure.
+/// Writes one byte to the pipe @p ready once the state is reached, or once isHeldUp() can tell
+/// whether it is reached. Exits the program on failure.
 [[noreturn]] void getStuck(const std::string &way, const std::vector<std::string> &parameters,
                            int ready);
 

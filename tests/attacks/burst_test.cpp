@@ -33,19 +33,19 @@ protected:
     Attackers attackers;
 };
 
-TEST_F(Burst, OfSmallAndLargeCallsIsOverTenSecondsAfterItsSenderExits)
+TEST_F(Burst, OfSmallAndLargeCallsEndsAtMostTenSecondsAfterItsSenderExits)
 {
     attackers.run({"flood", "--small", "300", "--large", "4"}, user::ordinary);
     EXPECT_TRUE(isServedWithin(burstMs));
 }
 
-TEST_F(Burst, OfHundredsOfThousandsOfCallsIsOverTenSecondsAfterItsSenderExits)
+TEST_F(Burst, OfHundredsOfThousandsOfCallsEndsAtMostTenSecondsAfterItsSenderExits)
 {
     attackers.run({"flood", "--small", "300000"}, user::ordinary);
     EXPECT_TRUE(isServedWithin(burstMs));
 }
 
-TEST_F(Burst, OfCallsByAnUnreadableProcessIsOverTenSecondsAfterItExits)
+TEST_F(Burst, OfCallsByAnUnreadableProcessEndsAtMostTenSecondsAfterItExits)
 {
     attackers.startHangingFile(user::ordinary);
     QProcess &sender = attackers.start(

@@ -67,7 +67,7 @@ TEST_F(Descriptors, SentInThousandsDoNotStayOpenInTheDaemon)
     EXPECT_TRUE(isServedWithin(bystandersMs));
 }
 
-TEST_F(Descriptors, SentToItsConnectionsDoNotStayOpenInTheDaemon)
+TEST_F(Descriptors, SentToTheDaemonsConnectionsDoNotStayOpen)
 {
     holdTheGate();
     const int before = openFiles();
@@ -102,9 +102,9 @@ TEST_F(Descriptors, AFileOfTheSendersOwnFileSystemDelaysNobody)
     expectItCanBeKilled();
 }
 
-// --- separated roles, which only the status tool reports ---
+// --- the status tool, which says whether the roles of the administrators are separated ---
 
-TEST_F(Descriptors, LeavingNoneForTheStatusToolLetNobodyIn)
+TEST_F(Descriptors, ThatLeaveNoneForTheStatusToolLetNobodyChangeAnything)
 {
     host::writeFile(settings::interventionPath, "action \"a\"\nb = \"1\"\n");
     holdTheGate();
@@ -112,7 +112,8 @@ TEST_F(Descriptors, LeavingNoneForTheStatusToolLetNobodyIn)
     QProcess &member = attackers.startAsFrontEnd(
         {"flood", "--member", "setInterventionConfig", "a", "b", "2", "--stay"}, user::wheelMember);
     ASSERT_EQ(linesUntil(member, "sent", patienceMs), QStringList());
-    // This uses up all descriptors. When the gate goes on, only the tool's pipe is closed.
+    // This uses up all descriptors. When the gate goes on, the daemon closes the held tool's pipe,
+    // and has only these descriptors left.
     sendDescriptors(openFilesLimit - openFiles());
     releaseTheGate("Three Admin : on\n");
     EXPECT_TRUE(isServedWithin(bystandersMs));

@@ -37,7 +37,8 @@ bool waitsForLock(pid_t thread)
     return state.find(") D ") != std::string::npos;
 }
 
-/// Writes to the file @p path. As soon as it waits for the file's lock, it lets itself be killed.
+/// Writes to the file @p path. As soon as the write waits for the file's lock, the worker tells the
+/// daemon to wait no longer than a millisecond, and so is given up.
 std::string writeTo(const std::string &path, const JobControl &control)
 {
     const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
@@ -105,7 +106,7 @@ TEST_F(WorkersLeftBehind, AreNoMoreThanTheLimitUntilTheyCanEnd)
     attackers.endAll();
     EXPECT_TRUE(waitFor([&worker] { return worker.run(reverse, "abc", ample) == "cba"; }));
     EXPECT_EQ(ofALaterDaemon.run(reverse, "abc", ample), "cba");
-    // Each time a worker is given up, the exit of those left behind is waited for.
+    // Each time the daemon gives up a worker, it forgets the workers left behind that have exited.
     const auto hang = [](const std::string &, const JobControl &) -> std::string {
         for (;;) {
             pause();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Callers that hold locks that the kernel needs to show them below /proc.
+// Callers that hold locks which the kernel must take before it shows these callers below /proc.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
 

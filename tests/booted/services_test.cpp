@@ -143,7 +143,7 @@ TEST_F(RealUnits, ARestartOfTwoUnitsFailsAndTouchesNeither)
     EXPECT_EQ(getServiceStatus("halvex-logscan", IsActive), 0);
 }
 
-TEST_F(RealUnits, ARestartOfTheEngineRestartsTheUnitOfItsName)
+TEST_F(RealUnits, ARestartOfTheEngineRestartsTheUnitWithTheEnginesName)
 {
     EXPECT_EQ(restartService("halvex.net.ai"), -1);
     writeUnit("halvex.net.ai", daemonUnit);
@@ -241,7 +241,7 @@ TEST_F(RealUnits, ANameThatLooksLikeAnOptionIsNotTakenAsAnOption)
     }
     EXPECT_EQ(host::standInCalls(), QStringList());
 
-    // Without the daemon, systemctl does run the stand-in for such a text.
+    // Without the daemon's precautions, systemctl runs ssh, for which the stand-in is called.
     static_cast<void>(host::run({"systemctl", "status", "--host=root@evil.example"}));
     EXPECT_EQ(host::standInCalls().size(), 1);
 }

@@ -42,7 +42,7 @@ TEST_F(CallerGate, AWheelMemberByPrimaryGroupOnlyIsRefused)
     EXPECT_EQ(daemonOutput(), QStringList());
 }
 
-TEST_F(CallerGate, TheSeparatedAdministratorMayNotChangeTheSystemWhileTheModeIsOff)
+TEST_F(CallerGate, TheSeparatedAdministratorMayNotChangeTheSystemWhileTheRolesAreNotSeparated)
 {
     EXPECT_EQ(letsChange(runBy(user::secAdmin)), "none");
 }
@@ -95,7 +95,7 @@ TEST_F(CallerGate, WithSeparatedAdministratorsEveryUserMayRead)
     }
 }
 
-TEST_F(CallerGate, TheModeIsReadForEachCall)
+TEST_F(CallerGate, TheStatusToolIsAskedAgainForEachCall)
 {
     EXPECT_EQ(letsChange(runBy(user::root)), "all");
     setStatusToolOutput("three admin: on\n");
@@ -104,7 +104,7 @@ TEST_F(CallerGate, TheModeIsReadForEachCall)
     EXPECT_EQ(letsChange(runBy(user::root)), "all");
 }
 
-TEST_F(CallerGate, AMissingStatusToolMeansThatTheModeIsOff)
+TEST_F(CallerGate, AMissingStatusToolMeansThatTheRolesAreNotSeparated)
 {
     ASSERT_TRUE(QFile::remove("/usr/sbin/getstatus"));
     EXPECT_EQ(letsChange(runBy(user::root)), "all");

@@ -163,7 +163,7 @@ TEST_F(Faults, AFullDiskCutsTheSettingsOffButKeepsOwnerAndMode)
             expectToSearchForEver(store.method, store.arguments + QStringList{"2"});
         }
 
-        // Restoring the file does.
+        // Once the file is complete again, a change succeeds.
         host::writeFile(store.path, store.content, 0640);
         EXPECT_EQ(changeTo("2"), Reply{0});
         EXPECT_EQ(host::readFile(store.path), store.changed);
@@ -196,7 +196,7 @@ TEST_F(Faults, TheGateWaitsForASlowStatusTool)
     expectItServes();
 }
 
-TEST_F(Faults, AStatusToolThatPrintsGarbageMeansThatTheModeIsOff)
+TEST_F(Faults, AStatusToolThatPrintsGarbageMeansThatTheRolesAreNotSeparated)
 {
     host::writeScript("/usr/sbin/getstatus", "head -c 1000000 /dev/urandom; exit 3\n");
     expectItServes();

@@ -192,7 +192,7 @@ TEST_F(InterventionSettings, ACommentedHeaderOfTheActionOpensItsSection)
     EXPECT_EQ(host::readFile(configPath), expected.replace("\"30\"", "\"60\""));
 }
 
-TEST_F(InterventionSettings, AFieldInTheNextHeaderLineIsReadButNotInItsOwnHeaderLine)
+TEST_F(InterventionSettings, AFieldInTheNextSectionsHeaderLineIsReadButNotOneInTheOwnHeaderLine)
 {
     host::writeFile(configPath, "action \"block\" timeout = 1\n"
                                 "action \"warn\" timeout = 2\n"

@@ -73,8 +73,8 @@ protected:
         ASSERT_TRUE(process.waitForFinished(patienceMs));
     }
 
-    /// Whether the bus reports the process id of the connection @p name. Newer buses do not after
-    /// the process has exited, because another process may have its id by then.
+    /// Whether the bus reports the process id of the connection @p name. Newer buses no longer
+    /// report it once the process has exited, because another process may have its id by then.
     static bool busTellsProcessOf(const QString &name)
     {
         const auto result =

@@ -110,7 +110,8 @@ TEST_F(MemoryLimit, AnEnvironmentLargerThanTheMemoryIsRefused)
     ASSERT_EQ(setrlimit(RLIMIT_STACK, &stack), 0);
     host::writeFile(statePath, "events_processed='7'\n");
     const Caller caller = callerWithLargeEnvironment();
-    // This call starts the process that reads environments, so the limit does not apply to it.
+    // This call starts the process that reads environments. The limit is set afterwards, and so
+    // does not apply to that process.
     ASSERT_EQ(call("getEventTotalCount"), (Reply{0, {"7"}}));
     leaveMemory(1);
     EXPECT_EQ(call("getEventTotalCount", {}, caller), (Reply{-999, {""}}));

@@ -219,7 +219,7 @@ TEST_F(ServiceChanges, AFailedKilledOrMissingSystemctlIsAFailure)
     EXPECT_EQ(daemonMessages(), QStringList{started});
 }
 
-TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentButThePackageToolACleanedOne)
+TEST_F(ServiceChanges, SystemctlGetsTheDaemonsEnvironmentAndThePackageToolGetsACleanedOne)
 {
     const QByteArray report = "tr '\\0' '\\n' </proc/$$/environ >/run/environment.${0##*/}\n"
                               "readlink /proc/$$/cwd >/run/directory.${0##*/}\n"
@@ -300,7 +300,7 @@ TEST_F(EngineOnTheBus, WithoutItsPackageToolSwitchingFailsAndItIsNotInstalled)
                            "Error: /bin/sh: 1: pellmar: not found\\n\""}));
 }
 
-TEST_F(EngineOnTheBus, IsTreatedAsAUnitWithOtherTextAndForARestart)
+TEST_F(EngineOnTheBus, IsTreatedAsAUnitIfMoreTextFollowsItsNameAndForARestart)
 {
     startDaemon();
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai halvex-ebpf", "0", "0"}),

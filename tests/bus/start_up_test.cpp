@@ -14,8 +14,8 @@ using testing::Each;
 
 constexpr const char *noBus = "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/no-such-bus";
 
-/// The programs that the daemon runs in its three ways: through a shell to read its output, by
-/// itself, and as a command line.
+/// One program for each of the three ways in which the daemon runs programs: through a shell whose
+/// output the daemon reads, directly, and as a command line.
 const QStringList childPrograms{"/usr/sbin/getstatus", "/usr/bin/systemctl", "/usr/bin/pellmar"};
 
 class StartUp : public DaemonHost
@@ -75,7 +75,7 @@ TEST_F(StartUp, AnAcceptablePathIsInheritedUnchanged)
     EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start "}));
 }
 
-TEST_F(StartUp, AnUnacceptablePathIsReplacedFirst)
+TEST_F(StartUp, AnUnacceptablePathIsReplacedBeforeTheDaemonServes)
 {
     startDaemon({"PATH=/tmp:/usr/bin"});
     EXPECT_EQ(environmentOfChildren("PATH"), "/usr/bin:/bin:/usr/sbin:/sbin");
@@ -196,9 +196,9 @@ TEST_F(StartUp, AnObjectPathThatIsTakenIsLoggedAndTheDaemonKeepsRunning)
                                              "dbus service start "}));
 }
 
-TEST_F(StartUp, ABusThatRefusesTheProtectingNamesIsServedWithAWarningForEach)
+TEST_F(StartUp, ADaemonThatMayNotOwnItsProtectingNamesServesAndWarnsForEachName)
 {
-    // As a policy of 1.0.0 does.
+    // The policy of version 1.0.0: root may own the service's name only.
     host::writeFile("/etc/dbus-1/system.d/com.norva.halvex.desktop.conf",
                     "<busconfig><policy user=\"root\"><allow own=\"com.norva.halvex.desktop\"/>"
                     "</policy><policy context=\"default\">"

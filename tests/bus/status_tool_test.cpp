@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// A status tool that cannot be started, and one that fails. If it cannot be started, administrators
-// may not change the system; if it fails, they may.
+// The status tool says whether the roles of the administrators are separated. If it is executable,
+// but cannot be started, or a signal ends it before it answers, nobody may change the system. If it
+// is not executable, or exits without an answer, the roles are not separated.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/settings_paths.h"
@@ -20,7 +21,7 @@ protected:
         host::writeFile(interventionPath, "action \"block\" {\n  timeout = \"1\"\n}\n");
         host::writeFile(settings::blockTimePath, "");
         startDaemon();
-        ASSERT_NO_FATAL_FAILURE(expectTheModeIsOff("while the tool works"));
+        ASSERT_NO_FATAL_FAILURE(expectTheRolesAreNotSeparated("while the tool works"));
     }
 
     [[nodiscard]] Reply changeAs(unsigned uid)
@@ -40,7 +41,7 @@ protected:
         }
     }
 
-    void expectTheModeIsOff(const char *when)
+    void expectTheRolesAreNotSeparated(const char *when)
     {
         EXPECT_EQ(changeAs(user::root), Reply{0}) << when;
         EXPECT_EQ(changeAs(user::wheelMember), Reply{0}) << when;
@@ -71,7 +72,7 @@ TEST_F(StatusTool, WhoseInterpreterIsMissingLetsNobodyChangeTheSystem)
     ASSERT_EQ(statusOfShell(), 127);
     expectNobodyChanges("without the interpreter");
     host::writeScript(tool, "echo three admin: off\n");
-    expectTheModeIsOff("once the tool works again");
+    expectTheRolesAreNotSeparated("once the tool works again");
 }
 
 TEST_F(StatusTool, WhoseInterpreterCannotBeExecutedLetsNobodyChangeTheSystem)
@@ -80,36 +81,36 @@ TEST_F(StatusTool, WhoseInterpreterCannotBeExecutedLetsNobodyChangeTheSystem)
     ASSERT_EQ(statusOfShell(), 126);
     expectNobodyChanges("with an interpreter that is no program");
     host::writeScript(tool, "echo three admin: off\n");
-    expectTheModeIsOff("once the tool works again");
+    expectTheRolesAreNotSeparated("once the tool works again");
 }
 
-TEST_F(StatusTool, ThatIsNotExecutableMeansThatTheModeIsOff)
+TEST_F(StatusTool, ThatIsNotExecutableMeansThatTheRolesAreNotSeparated)
 {
     host::writeFile(tool, "#!/bin/sh\necho three admin: on\n", 0644);
-    expectTheModeIsOff("without the mode bits");
+    expectTheRolesAreNotSeparated("while the tool is not executable");
 }
 
-TEST_F(StatusTool, ThatPrintsNothingAndFailsMeansThatTheModeIsOff)
+TEST_F(StatusTool, ThatExitsWithoutAnAnswerMeansThatTheRolesAreNotSeparated)
 {
     for (const char *end : {"exit 0", "exit 1", "exit 2", "exit 3"}) {
         host::writeScript(tool, QByteArray(end) + '\n');
-        expectTheModeIsOff(end);
+        expectTheRolesAreNotSeparated(end);
     }
 }
 
 TEST_F(StatusTool, ThatIsTerminatedByASignalBeforeItPrintsLetsNobodyChangeAnything)
 {
-    // So ends a program for which the kernel has no memory left while it starts.
+    // If the kernel has no memory left while it starts a program, a signal ends the program.
     for (const char *end : {"kill -TERM $$", "kill -KILL $$", "kill -SEGV $$"}) {
         host::writeScript(tool, QByteArray(end) + '\n');
         expectNobodyChanges(end);
     }
 }
 
-TEST_F(StatusTool, ThatIsTerminatedByASignalAfterItsAnswerHasAnswered)
+TEST_F(StatusTool, ThatIsTerminatedByASignalAfterItsAnswerIsBelieved)
 {
     host::writeScript(tool, "echo three admin: off\nkill -KILL $$\n");
-    expectTheModeIsOff("off, then killed");
+    expectTheRolesAreNotSeparated("off, then killed");
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Tests whose signals the daemon relays, and what front ends receive.
+// From which senders the daemon relays signals, and what front ends receive.
 #include "bus/upgrade_host.h"
 #include "support/host_files.h"
 #include "support/wait_for.h"
@@ -170,7 +170,7 @@ TEST_F(InstallationSignals, AFailedInstallationIsReportedWithADescription)
                             SeenSignal{"installFinished", {1, QJsonArray{}, "Unknown error", ""}}));
 }
 
-TEST_F(InstallationSignals, ASuccessfulInstallationIsZeroButItsCodeIsDescribedToo)
+TEST_F(InstallationSignals, ASuccessfulInstallationHasTheResultZeroAndItsCodeIsDescribedToo)
 {
     startUpgradeService();
     startDaemon();

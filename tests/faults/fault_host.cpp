@@ -16,8 +16,9 @@ namespace {
 const QString statusToolText = "/run/getstatus.text";
 const QString otherProgram = "/usr/bin/stranger";
 
-// The daemon lets the kernel copy only a long log. All lines are the same, so that an incomplete
-// export is the beginning of the complete one, whichever log could not be read.
+// The daemon copies a short log itself, and has the kernel copy a long one. All lines are the same,
+// so that an incomplete export is the beginning of the complete one, whichever log could not be
+// read.
 const QByteArray shortLog = "alert\n";
 const QByteArray longLog = shortLog.repeated(22000);
 

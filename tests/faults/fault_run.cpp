@@ -24,8 +24,8 @@ std::string shown(const std::optional<Reply> &reply)
     return reply ? testing::PrintToString(*reply) : "no answer";
 }
 
-/// Whether calls of this name are numbered separately for each file. Their numbers then stay the
-/// same, although the number of other such calls, as on a pipe, differs from run to run.
+/// Whether calls like @p call are numbered separately for each file. The number of a call is then
+/// the same in each run, although the count of calls on other files, such as pipes, may differ.
 bool isCountedByFile(const SeenCall &call)
 {
     static const QSet<QString> names{"access", "close",    "fstat", "lseek", "newfstatat",

@@ -19,7 +19,7 @@ protected:
     struct Numbers
     {
         int faults = 0;
-        int notReached = 0; ///< the system call was not made, or for something else
+        int notReached = 0; ///< the call was not made, or is one that cannot fail like this
         int slow = 0;       ///< the call took more than three seconds, or got no answer
         int findings = 0;
     };

@@ -86,7 +86,7 @@ FileKind kindOfDescriptor(const QString &shown)
     return shown.startsWith('/') && !isDevice ? FileKind::Regular : FileKind::Other;
 }
 
-/// Sets the kind of the file that the arguments of @p call name first, and its path.
+/// Sets the kind and the path of the first file among the arguments of @p call.
 void setFile(SeenCall &call)
 {
     static const QRegularExpression descriptor(R"(\((\d+)<(.*?)>+[,)])");

@@ -150,7 +150,7 @@ TEST_F(OddCallers, ThatAreNotDumpableAreJudgedLikeAnyOther)
     expectJudgedLikeAnyOther({"not-dumpable"});
 }
 
-TEST_F(OddCallers, InStrictSeccompModeWhoseChildCallsAreJudgedLikeAnyOther)
+TEST_F(OddCallers, InStrictSeccompModeThatCallThroughAChildAreJudgedLikeAnyOther)
 {
     expectJudgedLikeAnyOther({"strict"});
 }

@@ -31,7 +31,7 @@ TEST(Hardening, TheDaemonIsLoadedAtAnyAddress)
     EXPECT_TRUE(has("\\(FLAGS_1\\) .*\\bPIE\\b"));
 }
 
-TEST(Hardening, ItsTablesOfFunctionsAreReadOnlyOnceItRuns)
+TEST(Hardening, TheDaemonsRelocatedAddressesAreReadOnlyOnceItRuns)
 {
     EXPECT_TRUE(has("\\bGNU_RELRO\\b"));
     EXPECT_TRUE(has("\\(FLAGS\\) .*\\bBIND_NOW\\b"));

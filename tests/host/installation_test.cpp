@@ -149,7 +149,8 @@ class InstallationOfABuild : public testing::Test
 protected:
     void SetUp() override { tellDirectories("/usr/lib/systemd/system"); }
 
-    /// Makes pkg-config report these directories of systemd's.
+    /// Makes pkg-config report @p units as the directory of systemd's units, and fixed directories
+    /// for users and temporary files.
     static void tellDirectories(const QByteArray &units)
     {
         host::writeFile("/srv/pkg-config/systemd.pc", "prefix=/usr\nsystemdsystemunitdir=" + units +
@@ -204,7 +205,7 @@ TEST_F(InstallationOfABuild, MovesSystemdsDirectoriesWithThePrefix)
               "/opt/b/libexec/halvex-desktop-daemon");
 }
 
-TEST_F(InstallationOfABuild, UsesADirectoryOutsideThePrefixOnlyIfThePrefixIsSystemds)
+TEST_F(InstallationOfABuild, UsesADirectoryOutsideThePrefixOnlyIfSystemdHasTheSamePrefix)
 {
     tellDirectories("/lib/systemd/system");
     EXPECT_TRUE(installed({"-DCMAKE_INSTALL_PREFIX=/usr"})

@@ -361,8 +361,9 @@ QByteArray blockTimeFile(Random &random)
     if (random.inPercent(3)) {
         content.prepend("\xef\xbb\xbf");
     }
-    // Qt decides whether carriage returns alone are a line, if they are the whole file or the last
-    // block that Qt reads from it. The model does not cover this, so no case has it.
+    // If the whole file, or the last block that Qt reads from the file, consists of carriage
+    // returns only, it depends on Qt whether that is a line. The model does not cover this, so no
+    // case has such a file.
     return QByteArray(content).replace('\r', "").isEmpty() ? QByteArray() : content;
 }
 

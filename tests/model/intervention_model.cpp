@@ -138,7 +138,7 @@ void noteValue(const Line &line, const QByteArray &field, std::set<std::string> 
     const int fieldPlace = *firstPlace(line.text, field + " = ");
     turns.insert(value.isEmpty() ? "get: empty value" : "get: value");
     if (fieldPlace > 0 && !isWhiteSpace(line.text[fieldPlace - 1])) {
-        turns.insert("get: by a longer name");
+        turns.insert("get: found inside a longer name");
     }
     if (*firstPlace(line.text, "=") < fieldPlace + field.size() + 1) {
         turns.insert("get: earlier equals sign");
@@ -166,9 +166,9 @@ QString readField(const QByteArray &content, const QByteArray &action, const QBy
             continue;
         }
         if (!inSection(all, number)) {
-            turns.insert("get: field outside the section passed");
+            turns.insert("get: skipped a field outside the section");
         } else if (line.ignored) {
-            turns.insert("get: field in a comment passed");
+            turns.insert("get: skipped a field in a comment");
         } else {
             noteValue(line, field, turns);
             return decodedValue(withoutQuotes(valueOf(line.text)));

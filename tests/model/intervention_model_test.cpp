@@ -80,7 +80,7 @@ TEST(InterventionModel, ACommentCanBeginASectionButCannotEndOneOrHoldAField)
     EXPECT_EQ(valueIn("# action \"a\"\n#action \"b\"\nx = 1\n", "a", "x"), "1");
 }
 
-TEST(InterventionModel, AFieldInTheNextHeaderLineIsReadButNotInItsOwnHeaderLine)
+TEST(InterventionModel, AFieldInTheNextSectionsHeaderLineIsReadButNotOneInTheOwnHeaderLine)
 {
     EXPECT_EQ(valueIn("action \"a\"\naction \"b\" x = 1\n", "a", "x"), "1");
     EXPECT_EQ(valueIn("action \"a\" x = 1\n", "a", "x"), "");

@@ -163,12 +163,12 @@ const char *const everyTurn[] = {
     "get: no such field in the section",
     "get: value",
     "get: empty value",
-    "get: by a longer name",
+    "get: found inside a longer name",
     "get: earlier equals sign",
     "get: in another action's header line",
     "get: header in a comment",
-    "get: field in a comment passed",
-    "get: field outside the section passed",
+    "get: skipped a field in a comment",
+    "get: skipped a field outside the section",
     "get: blanks cut off",
     "set: no file",
     "set: no header",
@@ -227,7 +227,7 @@ TEST(InterventionSettings, RandomCallsDoWhatTheModelSays)
         if (!prediction.returns) {
             if (!searchesForEver(drawn)) {
                 ++mismatches;
-                ADD_FAILURE() << description << "  would return";
+                ADD_FAILURE() << description << "  returns, but the model says that it never does";
             }
             continue;
         }

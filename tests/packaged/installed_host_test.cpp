@@ -312,8 +312,8 @@ TEST_F(InstalledHost, SystemdFindsNothingWrongWithTheUnit)
     EXPECT_EQ(host::run({"systemd-analyze", "security", "--threshold=80", unit}).exitCode, 0);
 }
 
-// At such a limit the status tool could not be run, and the daemon would conclude that the
-// administrator roles are not separated.
+// If the daemon's unit reached a limit of tasks, a status tool that starts another program would
+// fail. The daemon would take this as the answer that the administrator roles are not separated.
 TEST_F(InstalledHost, TheUnitHasNoLimitOfTasks)
 {
     EXPECT_EQ(show("TasksMax"), "infinity");
@@ -437,7 +437,7 @@ QStringList filesMissingIn(const QStringList &others, const QStringList &files)
     return missing;
 }
 
-/// The package has never been on it.
+/// A host on which the package has never been installed.
 class BareHost : public InstalledHost
 {
 protected:

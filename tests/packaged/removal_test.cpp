@@ -72,7 +72,7 @@ private:
     }
 };
 
-TEST_F(Removal, StopsADaemonThatIsStartedBeforeItsFilesGo)
+TEST_F(Removal, StopsADaemonThatACallStartsDuringTheRemoval)
 {
     QFile script("/var/lib/dpkg/info/halvex-desktop-daemon.prerm");
     ASSERT_TRUE(script.open(QIODevice::Append));

@@ -49,7 +49,7 @@ protected:
     MessageLog log;
 };
 
-TEST_F(Engine, ItsCommandsReplaceTheStoredTextsOfNumbers1To7)
+TEST_F(Engine, ItsCommandsReplaceEntries1To7OfTheCommandTable)
 {
     host::writeFile("/usr/lib/halvex_net_ai/getCount.py", "print(1)\n");
     for (int number = 0; number <= 8; ++number) {
@@ -78,7 +78,7 @@ TEST_F(Engine, ItsCommandsReplaceTheStoredTextsOfNumbers1To7)
 
 using EngineSwitch = Engine;
 
-TEST_F(EngineSwitch, TheEngineNameAndTheSettingsKeyAreTheSuites)
+TEST_F(EngineSwitch, TheEnginesNameAndTheSettingsKeyAreThoseOfTheSuite)
 {
     EXPECT_EQ(halvex::netAiAppName, "halvex.net.ai");
     EXPECT_EQ(halvex::dgaDetectKey, "dga_detect");
@@ -107,7 +107,7 @@ TEST_F(EngineSwitch, OffFailsWhenThePackageToolPrintsFailed)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineSwitch, OffIgnoresFailedInOtherCaseOrOnStandardError)
+TEST_F(EngineSwitch, OffIgnoresTheWordFailedInOtherCaseOrOnStandardError)
 {
     host::writeStandIn(pellmar, "echo 'Failed FAILED fail'; echo failed >&2\n");
     EXPECT_EQ(switchEngine(0, settingsPath), 0);
@@ -195,7 +195,7 @@ TEST_F(EngineSwitch, ThePackageToolIsFoundThroughPath)
     EXPECT_EQ(switchEngine(0, settingsPath), -1);
 }
 
-TEST_F(EngineSwitch, OnProbesTheInternetOnlyIfTheSettingIsTheControlCharacter)
+TEST_F(EngineSwitch, OnProbesTheInternetOnlyIfTheSettingIsTheCharacterWithCode1)
 {
     setLoopbackUp();
     int calls = 0;
@@ -323,7 +323,7 @@ TEST_F(EngineState, AnInstalledEngineWithoutItsProcessDoesNotRun)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(EngineState, TheSearchItselfInTheRealProcessListIsNotTheEngine)
+TEST_F(EngineState, TheSearchCommandInTheRealProcessListIsNotTakenForTheEngine)
 {
     host::writeStandIn(pellmar, "echo halvex.net.ai\n");
     EXPECT_EQ(state(), 0);

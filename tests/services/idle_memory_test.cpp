@@ -15,7 +15,7 @@ int trims = 0;
 
 } // namespace
 
-/// Stands in the place of the C library's.
+/// Replaces the C library's function, and counts the calls.
 extern "C" int malloc_trim(size_t /*pad*/) noexcept
 {
     ++trims;
@@ -33,7 +33,7 @@ int trimsAfter(milliseconds time)
     return trims;
 }
 
-TEST(IdleMemory, IsReturnedOnceASecondAfterTheLastCall)
+TEST(IdleMemory, IsReturnedOneTimeWhenASecondHasPassedSinceTheLastCall)
 {
     const MessageLog log; // the calls do not come over the bus, and are refused
     halvexDesktopDaemonService service;

@@ -263,7 +263,8 @@ TEST_F(NestedProbes, AnAnswerAfterTheOuterLimitIsTooLateEvenIfTheInnerProbeStill
             server.callSoon([this] { inner = probeInternet(); });
         } else {
             TestClock::advance(limit / 2 + coarseness);
-            // This timer expires after the outer probe's limit, so it fires after it.
+            // The outer probe's timer is due by now, and this timer is due a millisecond later, so
+            // the outer probe's timer fires first.
             QTimer::singleShot(1, Qt::PreciseTimer, &server, [&] {
                 server.answerFirst(TlsServer::page()); // to the outer probe
                 server.answerFirst(TlsServer::page()); // to the inner probe

@@ -326,7 +326,7 @@ TEST_F(AiSettingsModule, IndentationMayEnlargeAFileUpToALimit)
     EXPECT_EQ(statusOf(host::readFile(path), "a"), 0);
     EXPECT_EQ(value, "2");
     EXPECT_TRUE(isRefused(deepList(50000), "a"));
-    // 16 MiB, and eight times the file's size; a number's line has 805 bytes.
+    // The limit is 16 MiB plus eight times the file's size. Each number's line has 805 bytes.
     EXPECT_FALSE(isRefused(deepList(21000), "a"));
     EXPECT_TRUE(isRefused(deepList(21700), "a"));
 }
@@ -355,7 +355,7 @@ TEST_F(AiSettingsModule, MillionsOfNodesAreRefused)
     }
 }
 
-TEST_F(AiSettingsModule, AtMostTwoMillionBytesMayBeginANode)
+TEST_F(AiSettingsModule, MoreThanTwoMillionBytesThatCouldBeginANodeAreRefused)
 {
     for (const char indicator : QByteArray(",[{:-&*!?")) {
         const QByteArray most = '#' + QByteArray(1999999, indicator) + "\na: 1\n";

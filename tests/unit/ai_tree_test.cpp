@@ -9,7 +9,7 @@
 
 namespace {
 
-/// The document @p yaml as the daemon would write it.
+/// The document @p root as the daemon would write it.
 std::string emitted(const YAML::Node &root)
 {
     YAML::Emitter emitter;

@@ -136,7 +136,7 @@ TEST_F(ServiceObject, ThePathsAreFixed)
     EXPECT_EQ(service.researchStatePath(), "/var/lib/halvex/var/run/halvex-research.state");
 }
 
-TEST_F(ServiceObject, OnAServerTheAiSettingsAreTheDgaDetectors)
+TEST_F(ServiceObject, OnAServerTheAiSettingsFileIsThatOfTheDgaDetector)
 {
     host::writeFile("/etc/os-release", "ID=norva-server\n");
     const halvexDesktopDaemonService service;

@@ -12,7 +12,8 @@
 
 namespace {
 
-/// What has become of a process that prints "x" after a signal, and another when it can go on.
+/// What has become of a process that gets a signal while a termination is delayed. The process
+/// prints "x" at the end of the delay, and prints "y" if it still runs after the delay.
 struct Outcome
 {
     std::string printed;
@@ -57,7 +58,7 @@ TEST(DelayedTermination, ASignalTakesEffectAtTheEnd)
     expectDelayed(outcomeOf([] { EXPECT_EQ(kill(getpid(), SIGTERM), 0); }));
 }
 
-TEST(DelayedTermination, SoDoesASignalThatAnotherThreadReceives)
+TEST(DelayedTermination, ASignalThatAnotherThreadReceivesTakesEffectAtTheEnd)
 {
     // raise() sends the signal to the calling thread.
     expectDelayed(outcomeOf([] { std::thread([] { EXPECT_EQ(raise(SIGTERM), 0); }).join(); }));

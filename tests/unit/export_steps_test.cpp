@@ -94,14 +94,14 @@ protected:
     static bool isPrepared() { return halvex::prepareExportFile(exportPath).isOpen(); }
 };
 
-TEST_F(ExportSteps, ANameThatComesAndGoesNineTimesIsAnExport)
+TEST_F(ExportSteps, ANameThatComesAndGoesNineTimesDoesNotPreventTheExport)
 {
     letTheNameComeAndGo(9);
     EXPECT_TRUE(isPrepared());
     EXPECT_EQ(host::ownerAndMode(exportPath), "0:0 0666");
 }
 
-TEST_F(ExportSteps, ANameThatComesAndGoesTenTimesIsAFailure)
+TEST_F(ExportSteps, ANameThatComesAndGoesTenTimesPreventsTheExport)
 {
     letTheNameComeAndGo(10);
     EXPECT_FALSE(isPrepared());

@@ -104,7 +104,7 @@ TEST_F(PathEnvironment, EachHighRiskDirectoryAndItsSubdirectoriesAreRefused)
     }
 }
 
-TEST_F(PathEnvironment, ALinkIntoAHighRiskDirectoryIsLoggedResolvedAndAsWritten)
+TEST_F(PathEnvironment, ALinkIntoAHighRiskDirectoryIsLoggedWithItsTargetAndAsWritten)
 {
     makeDirectory("/tmp/bin", 0755);
     ASSERT_EQ(symlink("/tmp/bin", "/opt/tools"), 0);
