@@ -308,10 +308,12 @@ protected:
         host::writeFile("/run/alerts/a.log", "alert\n");
     }
 
-    void exportWhile(std::function<void()> swap, int rounds = 50000)
+    void exportWhile(std::function<void()> swap)
     {
 #ifdef __SANITIZE_ADDRESS__ // fewer rounds are enough for memory errors
-        rounds /= 10;
+        constexpr int rounds = 5000;
+#else
+        constexpr int rounds = 50000;
 #endif
         const Swapper swapper(std::move(swap));
         for (int round = 0; round < rounds; ++round) {
@@ -339,13 +341,12 @@ protected:
 
 TEST_F(SwappedExport, ChangesNoFileThroughAHardLinkThatIsMadeAndRemoved)
 {
-    // The critical moment is rare: the opened file has one link left, but not at this path.
-    exportWhile(
-        [] {
-            static_cast<void>(link(victimPath, exportPath));
-            unlink(exportPath);
-        },
-        400000);
+    // The critical moment is rare: the opened file has one link left, but not at this path. The
+    // tests of the export's steps meet it each time.
+    exportWhile([] {
+        static_cast<void>(link(victimPath, exportPath));
+        unlink(exportPath);
+    });
 }
 
 TEST_F(SwappedExport, ChangesNoFileThroughAHardLinkThatIsReplacedByAPlainFile)
