@@ -3,7 +3,8 @@
 // A user's FUSE file system with one file that hangs.
 //
 //   hanging-file DIRECTORY [PID]
-//       mounts it at DIRECTORY, and serves DIRECTORY/file until it is killed or its input ends.
+//       mounts the file system at DIRECTORY, and serves DIRECTORY/file until this program is
+//       killed or its input ends.
 //       Reads of the file never return. Closes never return either; if PID is given, this holds
 //       only for closes by that process.
 //

@@ -3,8 +3,9 @@
 // A file system with one log, whose second half can be read only later.
 //
 //   slow-log DIRECTORY
-//       mounts it at DIRECTORY, and serves DIRECTORY/slow.log, 4 MiB of lines "alert!!", until it
-//       is killed or its input ends. Reads of the second half wait for a line on its input.
+//       mounts the file system at DIRECTORY, and serves DIRECTORY/slow.log, 4 MiB of lines
+//       "alert!!", until this program is killed or its input ends. Reads of the second half wait
+//       for a line of input.
 //
 // Prints "ready", and "waiting" for each read that waits.
 #define FUSE_USE_VERSION 31

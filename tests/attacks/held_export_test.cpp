@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// An export while another process holds the lock of its file, in a write whose data never arrives.
-// Every other change of the file needs that lock.
+// An export while another process writes to the export's file, and the data to write never arrives.
+// The writing process holds the file's lock, which every other change of the file needs.
 #include "attacks/attacked_host.h"
 #include "stats/export_file.h"
 #include "support/host_files.h"

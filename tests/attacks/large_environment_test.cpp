@@ -33,8 +33,8 @@ TEST_F(LargeEnvironment, IsRefusedAndNotKeptInMemory)
 
 TEST_F(LargeEnvironment, OfGigabytesIsRefusedAtOnce)
 {
-    // If the daemon kept it nevertheless, this limit would protect the tests that run beside this
-    // one.
+    // If the daemon kept the environment nevertheless, this limit would protect the tests that run
+    // beside this one.
     constexpr rlim_t bytes = 2UL << 30U;
     const rlimit limit = {bytes, bytes};
     ASSERT_EQ(prlimit(static_cast<pid_t>(daemon.processId()), RLIMIT_AS, &limit, nullptr), 0);

@@ -62,7 +62,8 @@ protected:
 TEST_F(LargeMessages, OfMillionsOfTextsToABlockedDaemonTakeLimitedMemoryAndAreFreedAfterwards)
 {
     EXPECT_TRUE(isServedWithin(patienceMs));
-    // If they took more, this limit would protect the tests that run beside this one.
+    // If the messages took more memory than expected, this limit would protect the tests that run
+    // beside this one.
     constexpr rlim_t bytes = 4UL << 30U;
     const rlimit limit = {bytes, bytes};
     ASSERT_EQ(prlimit(static_cast<pid_t>(daemon.processId()), RLIMIT_AS, &limit, nullptr), 0);

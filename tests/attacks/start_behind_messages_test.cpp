@@ -42,17 +42,17 @@ protected:
     Attackers attackers;
 };
 
-TEST_F(StartBehindLargeMessages, LargeCallsMakeItFailSoonAndTheNextDaemonServes)
+TEST_F(StartBehindLargeMessages, LargeCallsMakeTheStartFailSoonAndTheNextDaemonServes)
 {
     attackers.run({"late-calls", "4"}, user::ordinary);
     EXPECT_TRUE(isServed());
     expectNoneWasEnded();
-    // The first daemon's exit status is 1, unless systemd notices first that it lost its name, and
-    // stops it.
+    // The first daemon's exit status is 1, unless systemd notices first that the daemon lost its
+    // name, and stops the daemon.
     EXPECT_EQ(journal().count("Starting halvex-desktop-daemon"), 2);
 }
 
-TEST_F(StartBehindLargeMessages, LargeSignalsMakeItFailSoonAndTheNextDaemonServes)
+TEST_F(StartBehindLargeMessages, LargeSignalsMakeTheStartFailSoonAndTheNextDaemonServes)
 {
     // Sometimes the signals come too late, and are refused.
     for (int i = 0; i < 5 && !journal().contains(failedSoon); ++i) {

@@ -55,7 +55,7 @@ protected:
             user::ordinary);
     }
 
-    /// The answers from the gate's connection and from the one that serves.
+    /// The answers from the gate's connection and from the main connection.
     const QStringList bothDeny{"error org.freedesktop.DBus.Error.AccessDenied",
                                "error org.freedesktop.DBus.Error.AccessDenied"};
     Attackers attackers;

@@ -68,7 +68,7 @@ protected:
     }
 };
 
-TEST_F(AlertExport, RotatedLogsAreExportedAndLiveOnesLeftOut)
+TEST_F(AlertExport, RotatedLogsAreExportedAndLiveLogsAreNot)
 {
     writeLog("alerts.log", "live\n");
     writeLog("2024/Mar/alerts-14.log", "14 a\n14 b\n");
@@ -83,7 +83,7 @@ TEST_F(AlertExport, RotatedLogsAreExportedAndLiveOnesLeftOut)
     EXPECT_EQ(systemLog.takeLines(), QStringList());
 }
 
-TEST_F(AlertExport, WithOnlyTheLiveLogTheExportIsEmpty)
+TEST_F(AlertExport, TheExportIsEmptyIfThereIsOnlyALiveLog)
 {
     writeLog("alerts.log", "live\n");
     startDaemon();
@@ -218,7 +218,7 @@ TEST_F(AlertExport, EachCallReplacesTheExport)
     EXPECT_EQ(exportMode(), 0666U);
 }
 
-TEST_F(AlertExport, TheModeIsAlwaysRestoredWhateverTheUmask)
+TEST_F(AlertExport, TheExportsModeIsAlwaysRestoredWhateverTheUmask)
 {
     umask(0077);
     writeLog("a.log", "a\n");

@@ -36,7 +36,7 @@ protected:
         return message;
     }
 
-    /// Whether the daemon has already asked the service manager to end it.
+    /// Whether the daemon has already asked the service manager to end the daemon.
     [[nodiscard]] bool asksForItsEnd() const
     {
         bool asks = false;
@@ -130,13 +130,13 @@ TEST_F(BusWatch, ADaemonWithAQueueOfRefusedCallsAsksForItsEndBetweenTwoCalls)
         hasAsked = hasAsked || asksForItsEnd();
         if (!hasAsked) {
             QThread::msleep(400); // time in which the daemon could ask
-            EXPECT_FALSE(asksForItsEnd()) << "it asks in the middle of a call";
+            EXPECT_FALSE(asksForItsEnd()) << "the daemon asks in the middle of a call";
             host::writeFile("/run/gate", "\n");
         } else {
             EXPECT_GT(begun, 1);
         }
     }
-    EXPECT_TRUE(hasAsked) << "it has not asked before all calls were served";
+    EXPECT_TRUE(hasAsked) << "the daemon did not ask before all calls were served";
 }
 
 TEST_F(BusWatch, ADaemonThatHasLostTheBusAsksForItsEnd)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The gate and the program that calls.
+// Which calling programs the gate accepts.
 #include "bus/caller_gate.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The gate and the environment and namespaces of the process that calls.
+// Which environments and namespaces of the calling process the gate accepts.
 #include "bus/caller_gate.h"
 
 #include <QRegularExpression>
@@ -9,7 +9,7 @@ namespace {
 
 using testing::Contains;
 
-// --- its environment ---
+// --- the environment ---
 
 TEST_F(CallerGate, EachForbiddenVariableIsRefusedWithoutAMessage)
 {
@@ -82,7 +82,7 @@ TEST_F(CallerGate, TheEnvironmentIsWrittenToTheDebugLog)
                 Contains(QByteArray("environVars (\"FIRST=1\", \"SECOND=two words\", \"\")")));
 }
 
-// --- its namespaces ---
+// --- the namespaces ---
 
 class CallerNamespace : public CallerGate
 {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The gate and the calling process's user, and what the gate asks the bus.
+// Which users the gate lets read and change, and what the gate asks the bus.
 #include "bus/caller_gate.h"
 
 #include <QFile>
@@ -154,14 +154,14 @@ protected:
         return output;
     }
 
-    /// The questions that the daemon asks, in order, when @p caller calls @p method.
+    /// The questions that the daemon asks when @p caller calls @p method, in order.
     QStringList questions(const QString &method, const QStringList &arguments, const Caller &caller)
     {
         static_cast<void>(seen());
         output.clear();
         static_cast<void>(call(method, arguments, caller));
         // The monitor shows messages in order: once it shows the questions of this second call,
-        // those of the first are complete.
+        // it has shown all questions of the first call.
         static_cast<void>(call("getEventTotalCount", {}, at("/usr/sbin/halvex-desktop")));
         QStringList members;
         EXPECT_TRUE(waitFor([&] {
@@ -189,13 +189,13 @@ TEST_F(BusQuestions, AReadingCallAsksOnceForTheProcessAndTwiceForTheUser)
     EXPECT_EQ(questions("getEventTotalCount", {}, ordinaryUser()), ofAReadingCall);
 }
 
-TEST_F(BusQuestions, AnAcceptedChangingCallAsksForTheUserOnceMore)
+TEST_F(BusQuestions, AnAcceptedChangingCallAsksForTheUserThreeTimes)
 {
     EXPECT_EQ(questions("restartService", {"halvex-ebpf"}, runBy(user::root)),
               ofAReadingCall + QStringList{"GetConnectionUnixUser"});
 }
 
-TEST_F(BusQuestions, AfterAForbiddenVariableNothingMoreIsAsked)
+TEST_F(BusQuestions, ACallWithAForbiddenVariableAsksOnlyForTheProcess)
 {
     EXPECT_EQ(questions("restartService", {"halvex-ebpf"}, withEnvironment({"ENV="})),
               QStringList{"GetConnectionUnixProcessID"});

@@ -60,8 +60,8 @@ protected:
     static void mountSmallDisk(const QString &directory)
     {
         ASSERT_TRUE(QDir().mkpath(directory));
-        // Only root may write there. In a directory that everybody may write to, the kernel may
-        // prevent even root from opening another user's file.
+        // Only root may write to the small disk. In a directory that everybody may write to, the
+        // kernel may prevent even root from opening another user's file.
         const QStringList mount{"mount", "-t", "tmpfs", "-o", "size=8k,mode=0755", "small"};
         ASSERT_EQ(host::run(mount + QStringList{directory}).exitCode, 0);
     }
@@ -264,7 +264,7 @@ TEST_F(Faults, KilledSlowAndVerboseToolsDoNotStopTheDaemon)
 
 // --- the bus ---
 
-TEST_F(Faults, WithoutItsBusTheDaemonStaysIdleAndDoesNotExit)
+TEST_F(Faults, ADaemonWithoutItsBusStaysIdleAndDoesNotExit)
 {
     bus.kill();
     bus.waitForFinished();
@@ -306,7 +306,7 @@ TEST_F(Faults, SixtyFourCallersAtOnceAllGetTheirOwnAnswers)
 
 #ifndef __SANITIZE_ADDRESS__ // the sanitizer keeps freed memory
 
-TEST_F(Faults, TwentyThousandUnawaitedCallsNeedLittleMemoryAndItIsFreed)
+TEST_F(Faults, TwentyThousandUnawaitedCallsNeedLittleMemoryWhichIsFreed)
 {
     constexpr int limitKib = 64 * 1024;
     host::writeFile("/opt/appdata/halvex/bin/halvex-desktop", host::readFile(LEAVING_FRONT_END),

@@ -192,7 +192,8 @@ TEST_F(InterventionSettings, ACommentedHeaderOfTheActionOpensItsSection)
     EXPECT_EQ(host::readFile(configPath), expected.replace("\"30\"", "\"60\""));
 }
 
-TEST_F(InterventionSettings, AFieldInTheNextSectionsHeaderLineIsReadButNotOneInTheOwnHeaderLine)
+TEST_F(InterventionSettings,
+       AFieldInTheNextHeadersLineIsReadButAFieldInTheSectionsOwnHeaderLineIsNot)
 {
     host::writeFile(configPath, "action \"block\" timeout = 1\n"
                                 "action \"warn\" timeout = 2\n"

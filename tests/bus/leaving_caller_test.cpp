@@ -118,7 +118,7 @@ TEST_F(LeavingCaller, IsRefusedWheneverItLeaves)
         }
     }
     ASSERT_EQ(attempts, 200 * changingMethods);
-    // When this call has been served, all earlier ones have been, too.
+    // When this call has been served, all earlier calls have been served too.
     expectItServes();
     EXPECT_GT(callsAtTheGate(), attempts / 2) << "too few calls reached the gate";
     EXPECT_EQ(systemLog.takeLines().size(), callsAtTheGate() - 1) << "each call was refused";

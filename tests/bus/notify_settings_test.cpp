@@ -104,7 +104,7 @@ TEST_F(NotifySettings, OneEmptyArgumentChangesNothing)
     EXPECT_EQ(host::readFile(path), original);
 }
 
-TEST_F(NotifySettings, OnlyTheFirstTopLevelElementOfThatNameIsUsed)
+TEST_F(NotifySettings, OnlyTheFirstTopLevelElementOssecConfigIsUsed)
 {
     const QByteArray xml =
         "<ossec_config><alerts/></ossec_config>" + written("<notify_timeout>30</notify_timeout>\n");
@@ -155,7 +155,7 @@ TEST_F(NotifySettings, ATextTooLongForTheBusIsAFailure)
     EXPECT_EQ(get(), (Reply{0, {"1", "2", "3"}}));
 }
 
-TEST_F(NotifySettings, ATextIsTooLongForTheBusByItsBytesNotByItsCharacters)
+TEST_F(NotifySettings, TheLengthOfATextForTheBusIsCountedInBytes)
 {
     constexpr int characters = 16 << 20;
     host::writeFile(path, written("<notify_fold>" + QByteArray("\xc3\xa9").repeated(characters) +
@@ -167,7 +167,7 @@ TEST_F(NotifySettings, ATextIsTooLongForTheBusByItsBytesNotByItsCharacters)
     EXPECT_TRUE(get() == (Reply{0, {"", "", QString(fitting, QChar(0xe9))}}));
 }
 
-TEST_F(NotifySettings, TextsThatAreTooLongForTheBusTogetherAreAFailure)
+TEST_F(NotifySettings, TextsThatTogetherAreTooLongForTheBusAreAFailure)
 {
     const auto threeOf = [](int bytes) {
         const QByteArray text(bytes, 'x');

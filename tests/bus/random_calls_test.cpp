@@ -69,7 +69,8 @@ protected:
         EXPECT_EQ(ask(), (Reply{0, {"42"}}));
         EXPECT_EQ(openFilesOf(daemon.processId()), before);
         const QMap<QString, int> answers = answersIn(result.output);
-        EXPECT_EQ(answers["16 MiB"], 12) << "methods that take text, including the standard ones";
+        EXPECT_EQ(answers["16 MiB"], 12)
+            << "methods that take text, including the standard methods";
         // One more log line is from the refusal above.
         EXPECT_EQ(systemLog.takeLines().size(), answers["status -999"] + 1);
         return answers;

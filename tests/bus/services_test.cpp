@@ -102,7 +102,7 @@ TEST_F(ServiceQueries, AnyUsersFrontEndMayMakeAllThreeQueries)
     EXPECT_EQ(daemonMessages(), QStringList{started});
 }
 
-TEST_F(ServiceQueries, AnyOtherTypeIsInvalidIncludingNegativeOnes)
+TEST_F(ServiceQueries, AnyOtherTypeIsInvalidEvenANegativeType)
 {
     startDaemon();
     EXPECT_EQ(callAs(anyone, {"getServiceStatus", "sshd", "3"}), -1);
@@ -283,7 +283,7 @@ TEST_F(EngineOnTheBus, InterfacesAreCheckedBeforeTheInternet)
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai", "1", "0"}), -2);
 }
 
-TEST_F(EngineOnTheBus, WithoutItsPackageToolSwitchingFailsAndItIsNotInstalled)
+TEST_F(EngineOnTheBus, CannotBeSwitchedWithoutThePackageToolAndCountsAsNotInstalled)
 {
     setLoopbackUp();
     ASSERT_TRUE(QFile::remove("/usr/bin/pellmar"));
@@ -328,7 +328,7 @@ TEST_F(EngineOnTheBus, KeepsRunningAndDoesNotBlockTheDaemon)
     }));
 }
 
-TEST_F(EngineOnTheBus, IsNotSwitchedWhenThePackageToolPrintsFailed)
+TEST_F(EngineOnTheBus, IsNotSwitchedWhenThePackageToolPrintsTheWordFailed)
 {
     setLoopbackUp();
     host::writeStandIn("/usr/bin/pellmar", "echo 'it failed'\n");
@@ -359,7 +359,7 @@ TEST_F(EngineOnTheBus, IsSwitchedOnWithTheRequiredInternet)
     EXPECT_EQ(host::awaitStandInCalls(1), QStringList{"pellmar <run> <halvex.net.ai>"});
 }
 
-TEST_F(EngineOnTheBus, OthersAreServedWhileACallerWaitsForTheInternet)
+TEST_F(EngineOnTheBus, OtherCallersAreServedWhileACallerWaitsForTheInternet)
 {
     TlsServer server;
     askForTheInternet();
@@ -385,7 +385,7 @@ TEST_F(EngineOnTheBus, OthersAreServedWhileACallerWaitsForTheInternet)
                            "pellmar <run> <halvex.net.ai>"}));
 }
 
-TEST_F(EngineOnTheBus, OnAServerTheServersSettingsRequireTheInternet)
+TEST_F(EngineOnTheBus, IsSwitchedOnAccordingToTheServersSettingsOnAServer)
 {
     setLoopbackUp();
     askForTheInternet();

@@ -68,7 +68,7 @@ TEST_F(SettingsFiles, EachCallOpensItsOwnFileOnly)
     EXPECT_EQ(openedBy("setAiConfig", {"0", "dga_detect", "1"}, 0), QStringList{aiPath});
 }
 
-TEST_F(SettingsFiles, TheBlockTimeOpensTheBlockTimeFileOnly)
+TEST_F(SettingsFiles, ACallAboutTheBlockTimeOpensTheBlockTimeFileOnly)
 {
     EXPECT_EQ(openedBy("getInterventionConfig", {"block", "blockip_timeout"}, 0),
               QStringList{blockTimePath});

@@ -169,7 +169,7 @@ TEST_F(StartUp, AHostWithoutOsReleaseIsADesktop)
               (QStringList{"Cannot open /etc/os-release", "dbus service start "}));
 }
 
-TEST_F(StartUp, WithoutABusItPrintsTwoMessagesAndExitsWithStatus1)
+TEST_F(StartUp, ADaemonWithoutABusPrintsTwoMessagesAndExitsWithStatus1)
 {
     EXPECT_EQ(runDaemonToItsEnd({"PATH=/usr/bin", noBus}), 1);
     EXPECT_EQ(daemonMessages(),

@@ -231,7 +231,7 @@ TEST_F(InstallationSignals, SignalsOfANewOwnerOfTheNameAreRelayed)
     EXPECT_THAT(signalsSeenBy(listener), ElementsAre(seenSuccess));
 }
 
-TEST_F(InstallationSignals, SignalsDuringTheCallAreRelayedAfterItInOrder)
+TEST_F(InstallationSignals, SignalsDuringTheCallAreRelayedInOrderAfterTheCall)
 {
     startUpgradeService();
     startDaemon();
@@ -349,8 +349,8 @@ TEST_F(InstallationSignals, OnAServerEditionNoSignalIsRelayed)
     Speaker service("service");
     service.takeName();
     service.sayEverything();
-    // The daemon serves this call after the signals. If it had received them, it would have relayed
-    // them before.
+    // The daemon serves this call after the signals. If the daemon had received the signals, it
+    // would have relayed them before this call.
     EXPECT_EQ(call("installPackages", {"halvex-net-ai"}), (Reply{-1}));
     EXPECT_EQ(messagesOfTheCall(), QStringList{"no found SystemUpdateInterface"});
     stopDaemon();

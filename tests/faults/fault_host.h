@@ -20,7 +20,7 @@ enum class Role {
     ForbiddenVariable,  ///< root, with LD_PRELOAD after 20 KB of other variables
     OtherProgram,       ///< root, with a front end at another path
     OrdinaryUser,       ///< no administrator
-    WheelWhenSeparated, ///< a member of wheel while the three roles are separated
+    WheelWhenSeparated, ///< a member of wheel while the administrator roles are separated
     RootWhenSeparated,
     Bystander, ///< root, to see whether the daemon serves
 };
@@ -70,7 +70,8 @@ protected:
     /// Whether the daemon's process still runs.
     [[nodiscard]] bool daemonRuns();
 
-    /// Makes the status tool report separated roles if @p role needs them, otherwise none.
+    /// Makes the status tool report that the administrator roles are separated if @p role needs
+    /// this, and otherwise that they are not.
     static void setStatusToolFor(Role role);
 
     /// The files as they are before every call.

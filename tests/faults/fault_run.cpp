@@ -65,7 +65,7 @@ bool endsConnection(const Fault &fault)
     return fault.call == "sendmsg" && (fault.error == "ENOBUFS" || fault.error == "ENOMEM");
 }
 
-/// Whether @p reply shows that the daemon has lost its connection, or its gate's.
+/// Whether @p reply shows that the daemon has lost its main connection or the gate's connection.
 bool isOfALostConnection(const Reply &reply)
 {
     return reply.error == "org.freedesktop.DBus.Error.ServiceUnknown" || reply.status == -999;
@@ -182,8 +182,8 @@ QList<SeenCall> FaultRun::watchedCalls(const Scenario &scenario)
 
 QList<Fault> FaultRun::faultsOf(const Scenario &scenario)
 {
-    // Each run differs in which thread makes a call, and in how often a thread waits. Every call
-    // that was seen in one of these runs is tried.
+    // Runs differ in which thread makes a call, and in how often a thread waits. Every call that
+    // was seen in one of these runs is tried.
     constexpr int runs = 3;
     std::map<std::tuple<QString, QString, QString, int>, SeenCall> calls;
     for (int i = 0; i < runs; ++i) {

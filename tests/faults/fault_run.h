@@ -54,6 +54,6 @@ private:
     void report(const Scenario &scenario, const Fault &fault, const QString &text);
 
     QList<Thread> threads;
-    int callsOfDaemon = 0; ///< since its start
-    bool isCold = true;    ///< it has not been called yet
+    int callsOfDaemon = 0; ///< since the daemon's start
+    bool isCold = true;    ///< the daemon has not been called yet
 };

@@ -47,8 +47,8 @@ const QHash<QString, const char *> leftOut{
     {"exit", "does not return"},
     {"exit_group", "does not return"},
     {"restart_syscall", "the rest of an interrupted call"},
-    // Locks between threads. Some errors are usual; at any other, the C library aborts the program,
-    // whatever the daemon does.
+    // Locks between threads. Some errors are usual; at any other error, the C library aborts the
+    // program, whatever the daemon does.
     {"futex", "the C library's locks"},
 };
 
@@ -65,13 +65,14 @@ const char *const changeErrors = "EACCES EDQUOT EIO ENOENT ENOMEM ENOSPC EPERM E
 const char *const descriptorErrors = "EMFILE ENFILE ENOMEM";
 
 /// The first row that matches applies. Two groups of errors are left out: those of wrong arguments
-/// (EBADF, EFAULT, EINVAL), and for connections those after the other end was closed (ECONNRESET,
+/// (EBADF, EFAULT, EINVAL), and the errors of connections whose other end is closed (ECONNRESET,
 /// EPIPE, ENOTCONN). Another test covers the loss of the bus.
 const QList<Row> rows{
     {"access", {FileKind::Proc}, procErrors},
     {"access", {}, pathErrors},
     {"bind", {}, "EACCES EADDRINUSE ENOMEM"},
-    // brk fails without an error: it returns the old break. The C library also takes a 0 for that.
+    // brk fails without an error: it returns the old break. The C library also takes a 0 for a
+    // failure.
     {"brk", {}, "retval=0"},
     {"chdir", {}, pathErrors},
     {"chmod", {}, changeErrors},

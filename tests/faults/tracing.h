@@ -19,7 +19,7 @@ enum class FileKind {
     Socket,   ///< a connection
     Datagram, ///< a socket that only sends, as to the system log
     EventFd,
-    Other, ///< a device, a directory, a descriptor of the kernel's own
+    Other, ///< a device, a directory, or an anonymous file of the kernel
 };
 
 /// One thread of the daemon that lives for longer than a call.
@@ -61,7 +61,7 @@ struct Fault
     QString error;
     QString sample; ///< the call as it was seen when none failed
 
-    /// Its name: "daemon read:error=EIO:when=3".
+    /// The fault's name: "daemon read:error=EIO:when=3".
     [[nodiscard]] QString id() const;
 };
 
@@ -73,7 +73,8 @@ public:
     /// run another program.
     [[nodiscard]] bool watch(const QList<Thread> &threads);
 
-    /// Attaches so that @p fault happens. False when its thread is not among @p threads.
+    /// Attaches so that @p fault happens. Returns false if the fault's thread is not among
+    /// @p threads.
     [[nodiscard]] bool inject(const Fault &fault, const QList<Thread> &threads);
 
     /// Detaches, and returns what was seen.

@@ -3,8 +3,8 @@
 // A throwaway host for attacks on the daemon. One of the front end's paths has the odd front end
 // (odd_front_end.cpp), and everything that the daemon does for a caller leaves a trace.
 //
-// Either the bus's policy stops a forbidden call, or the daemon refuses it. Where both may happen,
-// the tests accept both: the call only must have no effect.
+// Either the bus's policy stops a forbidden call, or the daemon refuses it. If either may happen,
+// the tests accept either, as long as the call has no effect.
 #pragma once
 
 #include "support/daemon_host.h"
@@ -66,7 +66,8 @@ protected:
     /// Expects that the daemon has left no trace of any action.
     void expectNothingDone();
 
-    /// Expects that the daemon answers another caller. Then it has answered all earlier ones.
+    /// Expects that the daemon answers another caller. The daemon has then answered all earlier
+    /// callers.
     void expectItServes();
 
     /// How many calls have reached the gate: each leaves a dump of its caller's environment.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A front end that does not wait for its answers. It tests how the daemon treats callers that have
-// left when it asks the bus about them.
+// left the bus before the daemon asks the bus about them.
 //
 //   leaving-front-end disconnect COUNT MICROSECONDS METHOD [TEXT|NUMBER|LIST]...
 //       COUNT times: connect, call, and leave the bus after a delay that grows from zero to
@@ -93,7 +93,7 @@ void callAndDie(const QDBusMessage &message)
     std::puts(qPrintable(connection.baseService()));
     std::fflush(stdout);
     if (fork() == 0) {
-        // Close both, so that a reader of this program's output does not wait for the child.
+        // Close both outputs, so that their reader does not wait for the child.
         close(STDOUT_FILENO);
         close(STDERR_FILENO);
         for (;;) {

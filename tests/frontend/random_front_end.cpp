@@ -65,8 +65,9 @@ public:
         return callOf(method, values);
     }
 
-    /// Two calls for each method that takes text. The last text of the first has 16 MiB. The last
-    /// text of the second is short, because a large settings file would slow down all later calls.
+    /// Two calls for each method that takes text. The last text of the first call has 16 MiB. The
+    /// last text of the second call is short, because a large settings file would slow down all
+    /// later calls.
     QVector<QDBusMessage> callsWithLongTexts(const QVector<Method> &methods)
     {
         QVector<QDBusMessage> calls;
@@ -92,7 +93,7 @@ private:
         return call;
     }
 
-    /// Valid arguments for @p method, with @p text in the one at @p position.
+    /// Valid arguments for @p method, with @p text in the argument at @p position.
     static QVariantList sensibleValues(const Method &method, int position, const QString &text)
     {
         QVariantList values;
@@ -179,7 +180,8 @@ private:
         if (oneIn(2)) {
             return random.oneOf(boundaries);
         }
-        // Only one in each call: the bus disconnects the sender of a message larger than 32 MiB.
+        // At most one long text in each call: the bus disconnects the sender of a message larger
+        // than 32 MiB.
         if (!hasLongText && oneIn(1000)) {
             hasLongText = true;
             return longText();

@@ -43,7 +43,7 @@ std::string kindOf(const testing::TestParamInfo<const char *> &script)
 
 INSTANTIATE_TEST_SUITE_P(Of, AnyHost, testing::Values("throwaway-host", "booted-host"), kindOf);
 
-TEST_P(AnyHost, OnlyRootCanMakeOne)
+TEST_P(AnyHost, OnlyRootCanMakeAHost)
 {
     // Other users may not have access to the project.
     const QString copy = "/usr/local/bin/" + QString(GetParam());
@@ -90,7 +90,7 @@ TEST_P(AnyHost, HostsNestMoreDeeplyThanOverlays)
     EXPECT_EQ(result.output, "outermost") << result.errors.constData();
 }
 
-TEST_P(AnyHost, AProjectOnAnotherFileSystemIsThere)
+TEST_P(AnyHost, AProjectOnAnotherFileSystemIsOnTheHost)
 {
     ASSERT_TRUE(QDir().mkpath("/mnt/other"));
     ASSERT_EQ(host::run({"mount", "-t", "tmpfs", "other", "/mnt/other"}).exitCode, 0);
@@ -99,7 +99,7 @@ TEST_P(AnyHost, AProjectOnAnotherFileSystemIsThere)
     EXPECT_EQ(result.output, "project") << result.errors.constData();
 }
 
-TEST_P(AnyHost, AProjectBelowRunIsThere)
+TEST_P(AnyHost, AProjectBelowRunIsOnTheHost)
 {
     // Everything else below /run is hidden on the host, and so is /tmp.
     const QString project = "/run/user/0/a project";
@@ -107,14 +107,14 @@ TEST_P(AnyHost, AProjectBelowRunIsThere)
     EXPECT_EQ(result.output, "project") << result.errors.constData();
 }
 
-TEST_P(AnyHost, AProjectOnTheRootFileSystemIsThere)
+TEST_P(AnyHost, AProjectOnTheRootFileSystemIsOnTheHost)
 {
     const QString project = "/opt/a project,with:odd \\characters";
     const auto result = host::run({scriptOfProjectAt(project), "cat", project + "/CMakeLists.txt"});
     EXPECT_EQ(result.output, "project") << result.errors.constData();
 }
 
-TEST_P(AnyHost, ASharedDirectoryIsTheRealOne)
+TEST_P(AnyHost, ASharedDirectoryIsTheRealDirectory)
 {
     const QString directory = "/mnt/shared:too";
     ASSERT_TRUE(QDir().mkpath(directory));

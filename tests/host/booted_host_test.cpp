@@ -102,13 +102,13 @@ host::CommandResult runInControlGroup(const QString &command)
                       BOOTED_HOST});
 }
 
-TEST(BootedHost, InsideAUnifiedControlGroupItComesUpAndLeavesNoGroup)
+TEST(BootedHost, AHostInAUnifiedControlGroupComesUpAndLeavesNoGroup)
 {
     const auto result = runInControlGroup("$0 systemctl is-active dbus");
     EXPECT_EQ(result.output, "active\nno group\n") << result.errors.constData();
 }
 
-TEST(BootedHost, ASignalEndsItAndLeavesNoGroup)
+TEST(BootedHost, ASignalEndsTheHostAndLeavesNoGroup)
 {
     const auto result = runInControlGroup("$0 sleep 98765 & "
                                           "until pgrep -x sleep >/dev/null; do :; done; "

@@ -37,7 +37,7 @@ TEST(Hardening, TheDaemonsRelocatedAddressesAreReadOnlyOnceItRuns)
     EXPECT_TRUE(has("\\(FLAGS\\) .*\\bBIND_NOW\\b"));
 }
 
-TEST(Hardening, ItsStackIsGuardedAndHoldsNoCode)
+TEST(Hardening, TheDaemonsStackIsGuardedAndHoldsNoCode)
 {
     EXPECT_TRUE(has("\\b__stack_chk_fail\\b"));
     EXPECT_TRUE(has("\\bGNU_STACK\\b.* RW "));

@@ -25,7 +25,7 @@ QStringList filesBelow(const QString &directory)
     return files;
 }
 
-/// The lines of a file of settings, without comments, document types and empty ones.
+/// The lines of a file of settings, without comments, document types and empty lines.
 QStringList linesOf(const QString &path)
 {
     QString text = host::readFile(path);

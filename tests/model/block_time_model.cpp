@@ -75,16 +75,16 @@ std::optional<CountPlace> canonicalCount(const QString &line)
 QString changedTimeoutLine(const QString &line, const QString &value, std::set<std::string> &turns)
 {
     if (value == "-1") {
-        turns.insert("write time: emptied");
+        turns.insert("write time: value emptied");
         return timeoutKey;
     }
     if (line.mid(timeoutKey.size()).trimmed().isEmpty()) {
-        turns.insert("write time: filled");
+        turns.insert("write time: empty value filled");
         return timeoutKey + "\"timeout " + value + "\"";
     }
     const auto count = canonicalCount(line);
     if (!count) {
-        turns.insert("write time: left alone");
+        turns.insert("write time: line left unchanged");
         return line;
     }
     turns.insert("write time: count replaced");
@@ -111,13 +111,13 @@ Prediction readTimeout(Prediction call)
     const std::vector<QString> all = textLines(*call.files.blockTime);
     const auto first = std::find_if(all.begin(), all.end(), isTimeoutLine);
     if (first == all.end()) {
-        call.turns.insert("read time: no line");
+        call.turns.insert("read time: no timeout line");
         return call;
     }
     const QString value = first->mid(timeoutKey.size()).trimmed();
     if (value.isEmpty()) {
         call.fieldValue = "-1";
-        call.turns.insert("read time: empty");
+        call.turns.insert("read time: empty value");
         return call;
     }
     const QString digits = digitsOf(value);
@@ -150,7 +150,8 @@ Prediction writeTimeout(Prediction call, const QString &value)
         content += (isTimeout ? changedTimeoutLine(line, value, call.turns) : line) + "\n";
     }
     if (timeoutLines != 1) {
-        call.turns.insert(timeoutLines == 0 ? "write time: no line" : "write time: several lines");
+        call.turns.insert(timeoutLines == 0 ? "write time: no timeout line"
+                                            : "write time: several timeout lines");
     }
     call.files.blockTime = content.toUtf8();
     return call;

@@ -41,7 +41,8 @@ QByteArray chain(Random &random, int least, int most, const Texts &texts)
 
 const Texts wideCharacters{"\u00e9", "\u5757", "\U0001f600", "\U00010348"};
 
-/// The names in a call, and other names that its files hold to confuse it. All are UTF-8.
+/// The names in a call, and other names that the call's files hold to mislead the search. All names
+/// are UTF-8.
 struct Names
 {
     QByteArray action;
@@ -99,7 +100,8 @@ QByteArray relative(Random &random, const QByteArray &name, const QByteArray &st
 }
 
 /// An action whose name ends in text that looks like the field. If a header contains wide
-/// characters, the search for the field begins before the header's end, so it can find this text.
+/// characters, the search for the field begins before the header's end, so the search can find this
+/// text.
 QByteArray actionNameAround(Random &random, const QByteArray &field)
 {
     return inOrder({chain(random, 2, 5, wideCharacters),

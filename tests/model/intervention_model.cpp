@@ -75,7 +75,7 @@ struct Line
 {
     QByteArray text;
     bool opens = false;      ///< contains the wanted action's header
-    bool ignored = false;    ///< blank or a comment, and does not open
+    bool ignored = false;    ///< blank or a comment, without the wanted header
     bool holdsField = false; ///< contains the field, in any section
     bool closes = false;     ///< contains another action's header
 };
@@ -141,7 +141,7 @@ void noteValue(const Line &line, const QByteArray &field, std::set<std::string> 
         turns.insert("get: found inside a longer name");
     }
     if (*firstPlace(line.text, "=") < fieldPlace + field.size() + 1) {
-        turns.insert("get: earlier equals sign");
+        turns.insert("get: equals sign before the field");
     }
     if (line.closes) {
         turns.insert("get: in another action's header line");
@@ -214,7 +214,7 @@ std::optional<Place> findValue(const QByteArray &content, const QByteArray &fiel
 void noteChange(const QByteArray &content, const Place &place, int start,
                 std::set<std::string> &turns)
 {
-    turns.insert("set: done");
+    turns.insert("set: value replaced");
     if (place.afterComment) {
         turns.insert("set: behind a comment that begins with the field");
     }
@@ -243,7 +243,7 @@ void noteLengths(const QByteArray &content, const QByteArray &field, const Place
 void noteValueToWrite(const QString &value, std::set<std::string> &turns)
 {
     if (value.isEmpty()) {
-        turns.insert("quoting: nothing");
+        turns.insert("quoting: empty value");
     }
     if (value.startsWith(' ') || value.contains("  ")) {
         turns.insert("quoting: empty word");
@@ -281,7 +281,7 @@ Prediction getInterventionConfig(const SettingsFiles &files, const QString &acti
     call.files = files;
     if (actionName.isEmpty() || fieldName.isEmpty()) {
         call.status = -1;
-        call.turns.insert("empty name");
+        call.turns.insert("empty action or field name");
         return call;
     }
     if (fieldName == timeoutField) {
@@ -304,7 +304,7 @@ Prediction setInterventionConfig(const SettingsFiles &files, const QString &acti
     call.files = files;
     call.status = -1;
     if (actionName.isEmpty() || fieldName.isEmpty()) {
-        call.turns.insert("empty name");
+        call.turns.insert("empty action or field name");
         return call;
     }
     if (fieldName == timeoutField) {

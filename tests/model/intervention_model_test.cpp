@@ -74,13 +74,13 @@ TEST(InterventionModel, ASectionEndsAtTheNextHeader)
     EXPECT_EQ(valueIn(twoActions, "block", "level"), "");
 }
 
-TEST(InterventionModel, ACommentCanBeginASectionButCannotEndOneOrHoldAField)
+TEST(InterventionModel, ACommentCanBeginASectionButCanNeitherEndASectionNorHoldAField)
 {
     EXPECT_EQ(valueIn(twoActions, "block", "mail"), "");
     EXPECT_EQ(valueIn("# action \"a\"\n#action \"b\"\nx = 1\n", "a", "x"), "1");
 }
 
-TEST(InterventionModel, AFieldInTheNextSectionsHeaderLineIsReadButNotOneInTheOwnHeaderLine)
+TEST(InterventionModel, AFieldInTheNextHeadersLineIsReadButAFieldInTheSectionsOwnHeaderLineIsNot)
 {
     EXPECT_EQ(valueIn("action \"a\"\naction \"b\" x = 1\n", "a", "x"), "1");
     EXPECT_EQ(valueIn("action \"a\" x = 1\n", "a", "x"), "");
@@ -104,7 +104,7 @@ TEST(InterventionModel, AValueWithANulByteIsReadToItsEnd)
               QString("1") + QChar(0) + "x");
 }
 
-TEST(InterventionModel, WithoutANameOrAFileReadingFails)
+TEST(InterventionModel, ReadingFailsWithoutANameOrAFile)
 {
     for (const auto &call : {model::getInterventionConfig({"", ""}, "", "x"),
                              model::getInterventionConfig({"", ""}, "a", ""),
@@ -146,7 +146,7 @@ TEST(InterventionModel, IfALineEndsWithTheEqualsSignTheNextLineIsReplaced)
               "action \"a\"\nx =\n\"1\"\nz = 3\n");
 }
 
-TEST(InterventionModel, ALaterCommentThatBeginsWithTheFieldHidesIt)
+TEST(InterventionModel, ALaterCommentThatBeginsWithTheFieldHidesTheField)
 {
     EXPECT_EQ(changed("action \"a\"\nx = 1\n# x\naction \"b\"\nx = 2\n", "a", "x", "3"),
               "action \"a\"\nx = 1\n# x\naction \"b\"\nx = \"3\"\n");
@@ -166,7 +166,7 @@ TEST(InterventionModel, TheActionNameIsCountedInUtf16Units)
               "action \"" + wide.toUtf8() + "\"3\"\nx = 2\n");
 }
 
-TEST(InterventionModel, WithoutHeaderNothingChanges)
+TEST(InterventionModel, NothingChangesIfTheActionHasNoHeader)
 {
     const auto call = model::setInterventionConfig({twoActions, {}}, "loc", "timeout", "1");
     EXPECT_TRUE(call.returns);
@@ -174,7 +174,7 @@ TEST(InterventionModel, WithoutHeaderNothingChanges)
     EXPECT_EQ(call.files, (model::SettingsFiles{twoActions, {}}));
 }
 
-TEST(InterventionModel, WithoutTheFieldOrItsLineFeedACallNeverReturns)
+TEST(InterventionModel, ACallNeverReturnsIfTheFieldOrTheLineFeedAfterItsValueIsMissing)
 {
     EXPECT_FALSE(returns(twoActions, "block", "missing"));
     EXPECT_FALSE(returns(twoActions, "warn", "timeout"));
@@ -227,7 +227,7 @@ TEST(InterventionModel, TheBlockTimeIsWritten)
     EXPECT_EQ(timeChanged(six, "9\U0001f600"), "TIMEOUT=\"timeout 9?s\"\n");
 }
 
-TEST(InterventionModel, LinesAreSplitAsATextStreamSplitsThem)
+TEST(InterventionModel, LinesAreSplitAsByATextStream)
 {
     for (QByteArray content :
          {QByteArrayLiteral(""), QByteArrayLiteral("\n"), QByteArrayLiteral("a\n\nb"),

@@ -21,7 +21,7 @@ protected:
     /// Runs @p command, which must succeed, and returns what it prints.
     static QByteArray mustRun(const QStringList &command);
 
-    /// Installs the package, or installs it anew.
+    /// Installs the package, even if it is installed already.
     static void installPackage() { mustRun({"dpkg", "--install", PACKAGE}); }
 
     /// The value that systemd reports for @p property of the daemon's unit.

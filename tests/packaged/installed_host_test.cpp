@@ -74,7 +74,7 @@ TEST_F(InstalledHost, EachMethodPassesThePolicyAndOnlyTheGateRefuses)
 
 // --- the work under the unit ---
 
-TEST_F(InstalledHost, ServicesAreRealUnits)
+TEST_F(InstalledHost, ServiceCallsReadAndChangeARealUnit)
 {
     host::writeFile(
         "/etc/systemd/system/halvex-ebpf.service",
@@ -255,7 +255,7 @@ TEST_F(InstalledHost, ADaemonWithALongQueueIsNotKilled)
     EXPECT_EQ(show("NRestarts"), "0");
 }
 
-TEST_F(InstalledHost, ADaemonIsNotKilledInACallOfNearlyTheWholeInterval)
+TEST_F(InstalledHost, ADaemonIsNotKilledInACallThatTakesNearlyTheWatchdogInterval)
 {
     // A slow machine needs the rest of the interval.
     addToUnit("WatchdogSec=12s\n");
@@ -331,7 +331,7 @@ TEST_F(InstalledHost, AnUpgradeRestartsTheDaemonOnlyIfItRuns)
     EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
 }
 
-TEST_F(InstalledHost, AnUpgradeAppliesItsUnit)
+TEST_F(InstalledHost, AnUpgradeAppliesTheNewUnit)
 {
     const char *path = "/lib/systemd/system/halvex-desktop-daemon.service";
     const QByteArray shipped = host::readFile(path);

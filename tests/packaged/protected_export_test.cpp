@@ -31,7 +31,7 @@ TEST_F(ProtectedExport, AnotherUsersFileIsReused)
     const KernelProtections kernel;
     for (const int level : {0, 1, 2}) {
         kernel.set("protected_regular", level);
-        QFile::remove(exportPath); // the protection would keep even this test from writing to it
+        QFile::remove(exportPath); // even this test could not write to a protected file
         host::writeFile(exportPath, "a longer text of theirs\n", 0600);
         ASSERT_EQ(chown(exportPath, user::ordinary, user::ordinary), 0);
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::ordinary}), Reply{0}) << level;

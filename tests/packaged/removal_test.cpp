@@ -79,7 +79,7 @@ TEST_F(Removal, StopsADaemonThatACallStartsDuringTheRemoval)
     script.write("/usr/sbin/halvex-desktop --json getEventTotalCount >/run/answer\n");
     script.close();
     EXPECT_EQ(remove(), "");
-    EXPECT_EQ(parseReply(host::readFile("/run/answer")).status, -1) << "it was not started";
+    EXPECT_EQ(parseReply(host::readFile("/run/answer")).status, -1) << "the daemon was not started";
     EXPECT_EQ(show("ActiveState"), "inactive");
 }
 

@@ -99,7 +99,7 @@ TEST_F(Upgrade, ReplacesTheRunningDaemonItsUnitAndItsPolicy)
     expectTodaysPackage();
 }
 
-TEST_F(Upgrade, AbortsTheRunningCallAndServesTheNext)
+TEST_F(Upgrade, AbortsTheRunningCallAndServesTheNextCall)
 {
     host::writeScript("/usr/sbin/getstatus",
                       "touch /run/asked\nuntil [ -e /run/over ]; do sleep 0.05; done\n");
@@ -143,7 +143,7 @@ TEST_F(InstalledHost, ARemovedOrPurgedPackageCanBeInstalledAgain)
                   "org.freedesktop.DBus.Error.ServiceUnknown")
             << way;
         installPackage();
-        EXPECT_EQ(daemonPid(), 0) << "no call has started it";
+        EXPECT_EQ(daemonPid(), 0) << "no call has started the daemon";
         EXPECT_EQ(call("setInterventionConfig", {"block", "timeout", "30"}, anna), Reply{0})
             << "anna is still an administrator";
     }

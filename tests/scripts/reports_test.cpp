@@ -25,7 +25,7 @@ host::CommandResult runStep(const QString &command)
                       command});
 }
 
-TEST(Step, ItsProgressAndItsEndAreOneLineAndItsOutputIsInTheLog)
+TEST(Step, TheProgressAndTheEndAreOneLineAndTheOutputIsInTheLog)
 {
     const auto result = runStep("echo begun; echo '[1/4] a'; echo '[2/4] b' >&2; echo '[4/4] c'");
     EXPECT_EQ(result.exitCode, 0);

@@ -100,7 +100,7 @@ TEST_F(EngineSwitch, OffFailsWhenThePackageToolFails)
                                           R"(pellmar kill halvex.net.ai\nError: no\n")"});
 }
 
-TEST_F(EngineSwitch, OffFailsWhenThePackageToolPrintsFailed)
+TEST_F(EngineSwitch, OffFailsWhenThePackageToolPrintsTheWordFailed)
 {
     host::writeStandIn(pellmar, "echo 'to kill it has failed.'\n");
     EXPECT_EQ(switchEngine(0, settingsPath), -1);
@@ -153,7 +153,7 @@ TEST_F(EngineSwitch, OnDoesNotWaitForTheEngineToEnd)
     EXPECT_EQ(switchEngine(1, settingsPath), 0);
 }
 
-TEST_F(EngineSwitch, OnFailsWhenThePackageToolPrintsFailedEvenIfTheShellExitsWith0)
+TEST_F(EngineSwitch, OnFailsWhenThePackageToolPrintsTheWordFailedEvenIfTheShellExitsWith0)
 {
     setLoopbackUp();
     host::writeStandIn(pellmar, "echo one; echo 'the start failed'; exit 1\n");
@@ -227,7 +227,7 @@ TEST_F(EngineSwitch, OnRunsTheEngineWhenTheInternetIsRequiredAndReached)
     EXPECT_EQ(host::awaitStandInCalls(1), QStringList{runCall});
 }
 
-TEST_F(EngineSwitch, ASecondSwitchOnIsServedWhileTheFirstWaits)
+TEST_F(EngineSwitch, ASecondCallThatSwitchesOnIsServedWhileTheFirstCallWaits)
 {
     const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;
@@ -262,7 +262,7 @@ TEST_F(EngineSwitch, EachOfTwoCallersGetsItsOwnAnswer)
     EXPECT_EQ(host::awaitStandInCalls(1), QStringList{runCall});
 }
 
-TEST_F(EngineSwitch, OtherCallsAreServedWhileASwitchOnWaits)
+TEST_F(EngineSwitch, OtherCallsAreServedWhileACallThatSwitchesOnWaits)
 {
     const TestClock clock(TestClock::Pace::Slow);
     TlsServer server;

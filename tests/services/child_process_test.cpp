@@ -27,7 +27,7 @@
 
 namespace {
 
-/// The next call to fail. Child processes share it.
+/// The next call that fails. Child processes share it.
 struct Fault
 {
     std::atomic<long> function{-1}; ///< the number of its system call

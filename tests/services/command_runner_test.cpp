@@ -162,7 +162,7 @@ TEST_F(CommandRunner, TheShellGetsTheTextAsOneArgument)
     EXPECT_EQ(output, "/bin/sh|-c|tr '\\0' '|' </proc/$$/cmdline; true|");
 }
 
-TEST_F(CommandRunner, TheEnvironmentIsTheDaemonsWithoutSixVariables)
+TEST_F(CommandRunner, TheEnvironmentIsThatOfTheDaemonWithoutSixVariables)
 {
     const QStringList removed{"IFS", "CDPATH", "ENV", "BASH_ENV", "LD_PRELOAD", "LD_LIBRARY_PATH"};
     for (const QString &name : removed) {

@@ -30,7 +30,7 @@ protected:
     MessageLog log;
 };
 
-TEST_F(InferenceCount, WithoutAScriptItFailsAndTheCountIs0)
+TEST_F(InferenceCount, WithoutAScriptTheCallFailsAndTheCountIs0)
 {
     EXPECT_EQ(halvex::getAiInferencesCount(count), -1);
     EXPECT_EQ(count, "0");

@@ -34,7 +34,7 @@ void runIp(const QString &command)
     ASSERT_EQ(result.exitCode, 0) << result.errors.constData();
 }
 
-TEST(NetworkInterfaces, WithAllInterfacesDownNoneIsActive)
+TEST(NetworkInterfaces, AnInterfaceThatIsDownIsNotActive)
 {
     EXPECT_FALSE(hasActiveNetworkInterface());
 }
@@ -209,7 +209,7 @@ TEST_F(InternetProbe, OtherEventsAreHandledDuringAProbe)
 class NestedProbes : public InternetProbe
 {
 protected:
-    /// Runs both probes. The inner one starts when the server has the outer one's request. The
+    /// Runs both probes. The inner probe starts when the server has the outer probe's request. The
     /// server answers the requests with @p toOuter and @p toInner.
     void run(const QByteArray &toOuter, const QByteArray &toInner)
     {

@@ -25,8 +25,8 @@ const QStringList allowed{"halvex-research",
 class ServiceNames : public testing::Test
 {
 protected:
-    /// Expects that @p names is refused with one warning. It lists exactly @p invalid, in the
-    /// format of Qt's debug stream, and then all allowed names in any order.
+    /// Expects that @p names is refused with one warning. The warning lists exactly @p invalid, in
+    /// the format of Qt's debug stream, and then all allowed names in any order.
     void expectRefused(const QString &names, const QString &invalid)
     {
         const MessageLog each;
@@ -102,7 +102,7 @@ TEST_F(ServiceNames, WhiteSpaceAloneIsAnInvalidName)
     expectRefused("\t", R"("\t")");
 }
 
-TEST_F(ServiceNames, AnInvalidNameIsListedUntrimmed)
+TEST_F(ServiceNames, AnInvalidNameIsListedWithItsWhiteSpace)
 {
     expectRefused("sshd\n", R"("sshd\n")");
 }

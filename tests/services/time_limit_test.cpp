@@ -39,8 +39,8 @@ void expectGone(const QByteArray &name)
     ASSERT_GT(self, 1);
     EXPECT_EQ(kill(self, 0), -1) << name.constData() << " was not reaped";
 
-    // The child has lost its parent, so this process has adopted it. If it were not killed, it
-    // would outlive the test.
+    // The child has lost its parent, so this process has adopted it. A child that was not
+    // killed would outlive the test.
     const int child = idFrom(name + ".child");
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);

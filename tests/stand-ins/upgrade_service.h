@@ -109,8 +109,8 @@ public slots:
 
     void leaveWhenCalled() { service.answer = UpgradeService::Answer::Departure; }
 
-    /// Makes each request emit @p steps signals of progress, and then that of the installation's
-    /// end, before it is answered.
+    /// Makes each request emit @p steps signals of progress, and then the signal of the
+    /// installation's end, before the request is answered.
     void emitBeforeAnswering(int steps) { service.stepsBeforeAnswer = steps; }
 
     /// The packages of the last request.

@@ -10,7 +10,7 @@ namespace host {
 /// The results of a finished command.
 struct CommandResult
 {
-    int exitCode = -1; ///< -1 if it did not start, crashed or did not exit in time
+    int exitCode = -1; ///< -1 if the command did not start, crashed or did not exit in time
     QByteArray output;
     QByteArray errors;
 };
@@ -18,7 +18,7 @@ struct CommandResult
 /// Runs @p command, whose first entry is the program, and waits until it exits.
 ///
 /// @param environment  entries NAME=value of the command's environment; nothing else is in it
-/// @param input        what it reads from standard input
+/// @param input        what the command reads from standard input
 [[nodiscard]] CommandResult
 run(const QStringList &command,
     const QStringList &environment = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin"},

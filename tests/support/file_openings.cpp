@@ -27,7 +27,7 @@ FileOpenings::~FileOpenings()
 
 QStringList FileOpenings::take()
 {
-    // The kernel queues an event before open() returns, so the queue already holds all of them.
+    // The kernel queues an event before open() returns, so the queue already holds all events.
     QStringList opened;
     char buffer[4096];
     for (ssize_t size = 0; (size = read(queue, buffer, sizeof buffer)) > 0;) {

@@ -36,7 +36,7 @@ inline const QStringList frontEndPaths{
 /// What a caller got back.
 struct Reply
 {
-    int status = INT_MIN; ///< the daemon's; INT_MIN if the bus answered with an error instead
+    int status = INT_MIN; ///< the daemon's status; INT_MIN if the bus answered with an error
     QStringList texts{};  ///< the out-values after the status
     QString error{};      ///< the bus error's name
 };
@@ -51,12 +51,13 @@ void PrintTo(const Reply &reply, std::ostream *stream);
 struct Caller
 {
     unsigned uid = user::root;
-    QString path = "/usr/sbin/halvex-desktop"; ///< the program it runs
+    QString path = "/usr/sbin/halvex-desktop"; ///< the program that the caller runs
     QStringList environment{};                 ///< entries besides PATH
     QStringList wrapper{};                     ///< what starts the program, such as unshare
 };
 
-/// The numbers of methods. A test that calls each method compares them with the number of its calls.
+/// How many methods there are. A test that calls each method compares the number of its calls with
+/// these numbers.
 constexpr int readingMethods = 7;
 constexpr int changingMethods = 6;
 

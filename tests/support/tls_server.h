@@ -12,9 +12,10 @@
 #include <functional>
 
 /// The test's own web server, reachable as www.debian.org during its lifetime. Sets up the
-/// throwaway host for it: the host name, the trusted authorities and the loopback interface.
+/// throwaway host for the server: the host name, the trusted authorities and the loopback
+/// interface.
 ///
-/// It runs on any event loop of the test, also on the inner one of a probe.
+/// The server runs on any event loop of the test, also on the inner one of a probe.
 class TlsServer : public QTcpServer
 {
 public:
@@ -28,7 +29,8 @@ public:
     TlsServer(const TlsServer &) = delete;
     TlsServer &operator=(const TlsServer &) = delete;
 
-    /// Returns the answer to a request. If that is empty, the request waits for answerFirst().
+    /// Returns the answer to a request. If the answer is empty, the request waits for
+    /// answerFirst().
     std::function<QByteArray()> answer = [] { return page(); };
 
     /// Answers the request that has waited longest with @p text.

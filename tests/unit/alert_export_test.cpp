@@ -241,7 +241,7 @@ TEST_F(AlertExportModule, LogsOfAllSizesAreCopiedToAnotherFileSystem)
     expectExportsOfAllSizes(worker, "/srv/other/export.log");
 }
 
-TEST_F(AlertExportModule, ALongLogIsAppendedToTextOfOthers)
+TEST_F(AlertExportModule, ALongLogIsAppendedToTheTextOfAnotherProgram)
 {
     const QByteArray bytes = QByteArray(1 << 20, 'x') + '\n';
     host::writeFile("/run/alerts/a.log", bytes);

@@ -87,7 +87,7 @@ TEST_F(BlockTime, ADirectoryInTheFilesPlaceFails)
     EXPECT_EQ(halvex::writeBlockTimeout(path, "5s"), -1);
 }
 
-TEST_F(BlockTime, EveryTimeoutLineIsRewrittenAndNoOther)
+TEST_F(BlockTime, EveryTimeoutLineIsRewrittenAndNoOtherLine)
 {
     EXPECT_EQ(rewritten("# TIMEOUT=\"timeout 1s\"\n"
                         "TIMEOUT=\"timeout 1s\"\n"

@@ -10,7 +10,7 @@ using halvex::isTimeoutLine;
 using halvex::parseTimeoutValue;
 using halvex::rewriteTimeoutLine;
 
-TEST(BlockTimeText, ATimeoutLineBeginsInItsFirstColumnAndInCapitals)
+TEST(BlockTimeText, ATimeoutLineBeginsWithTheKeyInCapitals)
 {
     EXPECT_TRUE(isTimeoutLine("TIMEOUT=\"timeout 600s\""));
     EXPECT_TRUE(isTimeoutLine("TIMEOUT="));

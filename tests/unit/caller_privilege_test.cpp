@@ -106,7 +106,7 @@ TEST_F(CallerPrivilege, AMissingGroupWheelIsPrintedAndMakesNoAdministrator)
                        "Failed to get group for wheel: Success\n");
 }
 
-TEST_F(CallerPrivilege, TheThreeAdminModeIsReadAgainForEachCheck)
+TEST_F(CallerPrivilege, TheStatusToolIsAskedAgainForEachCheck)
 {
     EXPECT_FALSE(halvex::isThreeAdminMode());
     setStatusTool("echo Kernel : ok; echo 'THREE ADMIN : ON'");
@@ -117,7 +117,7 @@ TEST_F(CallerPrivilege, TheThreeAdminModeIsReadAgainForEachCheck)
     EXPECT_FALSE(halvex::isThreeAdminMode());
 }
 
-TEST_F(CallerPrivilege, ADaemonThatRootRunsIsAnAdministratorInBothModes)
+TEST_F(CallerPrivilege, ADaemonThatRootRunsIsAnAdministratorWhetherTheRolesAreSeparatedOrNot)
 {
     EXPECT_FALSE(halvex::selfIsAdmin);
     halvex::checkSelfPrivilege();

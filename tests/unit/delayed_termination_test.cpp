@@ -53,12 +53,12 @@ void expectDelayed(const Outcome &outcome)
     EXPECT_EQ(WTERMSIG(outcome.status), SIGTERM);
 }
 
-TEST(DelayedTermination, ASignalTakesEffectAtTheEnd)
+TEST(DelayedTermination, ASignalTakesEffectAtTheEndOfTheDelay)
 {
     expectDelayed(outcomeOf([] { EXPECT_EQ(kill(getpid(), SIGTERM), 0); }));
 }
 
-TEST(DelayedTermination, ASignalThatAnotherThreadReceivesTakesEffectAtTheEnd)
+TEST(DelayedTermination, ASignalThatAnotherThreadReceivesTakesEffectAtTheEndOfTheDelay)
 {
     // raise() sends the signal to the calling thread.
     expectDelayed(outcomeOf([] { std::thread([] { EXPECT_EQ(raise(SIGTERM), 0); }).join(); }));
@@ -71,7 +71,7 @@ TEST(DelayedTermination, WithoutASignalTheProcessGoesOn)
     EXPECT_EQ(outcome.status, 0);
 }
 
-TEST(DelayedTermination, ASignalAfterwardsTakesEffectAtOnce)
+TEST(DelayedTermination, ASignalAfterTheDelayTakesEffectAtOnce)
 {
     EXPECT_EXIT(
         {

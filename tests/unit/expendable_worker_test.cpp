@@ -180,8 +180,8 @@ TEST(ExpendableWorker, HoldsNoneOfTheDaemonsFilesOpen)
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const pid_t process = processOf(worker);
-    // Its three standard streams and its socket. The directory that is open for counting belongs to
-    // this process.
+    // The worker's three standard streams and its socket are open. The directory that is open for
+    // counting belongs to this process.
     EXPECT_EQ(openFilesOf(process), 4);
     const std::string descriptors = "/proc/" + std::to_string(process) + "/fd/";
     EXPECT_EQ(std::filesystem::read_symlink(descriptors + '0'), "/dev/null");

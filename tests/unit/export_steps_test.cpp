@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What others do between two steps of the export. The functions below stand in the place of the C
-// library's, so that each of these moments comes in every run.
+// What others do between two steps of the export. The functions below replace functions of the C
+// library, so that each of these moments comes in every run.
 #include "stats/alert_export.h"
 #include "support/file_size_limit.h"
 #include "support/host_files.h"
@@ -29,7 +29,7 @@ constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 std::function<void(const char *path, int flags)> beforeOpen;
 
 /// Somebody else is removing the export's name: the link count is lowered, and the name is still
-/// there. A rename in the directory waits for the end of that.
+/// there. A rename in the directory waits until the name is removed.
 bool isNameBeingRemoved = false;
 
 } // namespace
@@ -114,7 +114,7 @@ TEST_F(ExportSteps, AHardLinkThatIsBeingRemovedIsRefused)
     ASSERT_EQ(link("/tmp/victim", exportPath), 0);
     isNameBeingRemoved = true;
     EXPECT_FALSE(isPrepared());
-    EXPECT_FALSE(QFile::exists(exportPath)) << "its removal was not waited for";
+    EXPECT_FALSE(QFile::exists(exportPath)) << "the daemon did not wait until the name was removed";
     EXPECT_EQ(host::readFile("/tmp/victim"), "precious\n");
     EXPECT_EQ(host::ownerAndMode("/tmp/victim"), "0:0 0640");
 }

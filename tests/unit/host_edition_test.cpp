@@ -35,7 +35,7 @@ TEST_F(HostEdition, TheWordServerAnywhereMakesAServer)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(HostEdition, WithoutTheWordServerItIsNoServer)
+TEST_F(HostEdition, AHostWithoutTheWordServerIsNoServer)
 {
     for (const char *text : {"", "PRETTY_NAME=\"Norva Desktop\"\n", "A=SERV\nER=1\n"}) {
         host::writeFile(osRelease, text);
@@ -44,7 +44,7 @@ TEST_F(HostEdition, WithoutTheWordServerItIsNoServer)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(HostEdition, WithoutTheFileItIsNoServerAndAWarningNamesTheFile)
+TEST_F(HostEdition, AHostWithoutTheFileIsNoServerAndAWarningNamesTheFile)
 {
     EXPECT_FALSE(halvex::detectServerEdition());
     EXPECT_EQ(log.messages(), QStringList{"warning: Cannot open /etc/os-release"});

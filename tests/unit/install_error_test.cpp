@@ -47,7 +47,7 @@ TEST(InstallError, DescriptionsAreTranslatedInTheContextQObject)
     EXPECT_EQ(halvex::describeInstallError("#9999"), "QObject: UNKNOWN ERROR");
 }
 
-TEST(InstallError, ATranslationHoldsForAsLongAsItIsInstalled)
+TEST(InstallError, ATranslationIsUsedAsLongAsTheTranslatorIsInstalled)
 {
     EXPECT_EQ(halvex::describeInstallError("#0209"), "The package does not exist");
     {

@@ -57,7 +57,7 @@ protected:
         return host::readFile(configPath);
     }
 
-    /// The same for the block-time file.
+    /// The content of a block-time file with @p content after @p newValue has been written.
     static QByteArray changedBlockTime(const QByteArray &content, const QString &newValue)
     {
         host::writeFile(blockTimePath, content);

@@ -33,7 +33,7 @@ std::string repeat(const std::string &input, const JobControl & /*control*/)
     return input;
 }
 
-TEST(LeftBehind, AWorkerIsFoundByItsNameWhileItLives)
+TEST(LeftBehind, AWorkerIsFoundByItsNameWhileItRuns)
 {
     {
         ExpendableWorker worker(name);
@@ -46,7 +46,7 @@ TEST(LeftBehind, AWorkerIsFoundByItsNameWhileItLives)
     EXPECT_TRUE(waitFor([] { return found() == 0; }));
 }
 
-TEST(LeftBehind, AnotherProgramUnderTheNameIsNotFound)
+TEST(LeftBehind, AnotherProgramWithTheWorkersNameIsNotFound)
 {
     host::writeFile("/srv/halvex-test", host::readFile("/usr/bin/sleep"), 0755);
     QProcess program;
@@ -58,7 +58,7 @@ TEST(LeftBehind, AnotherProgramUnderTheNameIsNotFound)
     program.waitForFinished();
 }
 
-TEST(LeftBehind, AProcessOfAnotherUserUnderTheNameIsNotFound)
+TEST(LeftBehind, AProcessOfAnotherUserWithTheWorkersNameIsNotFound)
 {
     const pid_t process = fork();
     if (process == 0) {

@@ -103,7 +103,7 @@ TEST(NotifyXml, WithoutTheContainerNothingIsReadOrWritten)
     }
 }
 
-TEST(NotifyXml, OnlyTheFirstTopLevelElementOfThatNameIsUsed)
+TEST(NotifyXml, OnlyTheFirstTopLevelElementOssecConfigIsUsed)
 {
     const QByteArray second = documentWith("<notify_timeout>2</notify_timeout>");
     EXPECT_EQ(halvex::notifyValuesIn("<ossec_config><alerts/></ossec_config>" + second),

@@ -84,7 +84,7 @@ TEST_F(PackageList, EmptyAndBlankEntriesAreRejected)
     expectRejectionOf(R"(("", " "))");
 }
 
-TEST_F(PackageList, OneUnknownEntryRejectsTheListAndOnlyThisEntryIsNamedUntrimmed)
+TEST_F(PackageList, OneUnknownEntryRejectsTheListAndOnlyThisEntryIsNamedWithItsBlanks)
 {
     EXPECT_FALSE(halvex::validatePackages({"halvex-net-ai", "  bash ", "norva.ai.dga.detect"}));
     expectRejectionOf(R"(("  bash "))");

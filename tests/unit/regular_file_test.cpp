@@ -53,7 +53,7 @@ TEST(RegularFile, ARegularFileIsEmptiedAndWrittenInPlace)
     EXPECT_EQ(host::ownerAndMode(path), "2001:2002 0604");
 }
 
-TEST(RegularFile, TheDescriptorIsClosedWithTheFileAndOnExecute)
+TEST(RegularFile, TheDescriptorIsClosedWithTheFileAndWhenAProgramIsExecuted)
 {
     host::writeFile(path, "text");
     for (const auto mode : {QIODevice::ReadOnly, QIODevice::WriteOnly}) {

@@ -35,12 +35,12 @@ private:
     const QTemporaryDir directory;
 };
 
-TEST_F(SwitchReader, OnIsOn)
+TEST_F(SwitchReader, TheValueOnIsOn)
 {
     EXPECT_TRUE(isOn("three admin: on\n"));
 }
 
-TEST_F(SwitchReader, EnableAndEnabledAreOn)
+TEST_F(SwitchReader, TheValuesEnableAndEnabledAreOn)
 {
     EXPECT_TRUE(isOn("three admin: enable\n"));
     EXPECT_TRUE(isOn("three admin: enabled\n"));
@@ -150,7 +150,7 @@ TEST_F(SwitchReader, TheExitStatusIsIgnored)
     EXPECT_TRUE(halvex::readSwitchFromCommand("echo three admin: on; exit 3", "three admin"));
 }
 
-TEST_F(SwitchReader, AMissingCommandIsOffAndTheShellReportsIt)
+TEST_F(SwitchReader, AMissingCommandIsOffAndTheShellReportsThatItIsMissing)
 {
     testing::internal::CaptureStderr();
     EXPECT_FALSE(halvex::readSwitchFromCommand("./no-such-tool", "three admin"));

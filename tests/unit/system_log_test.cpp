@@ -15,7 +15,7 @@
 
 namespace {
 
-TEST(SystemLogLine, EqualsThatOfSyslog)
+TEST(SystemLogLine, EqualsTheLineThatSyslogWrites)
 {
     SystemLog log;
     syslog(LOG_INFO, "The caller has no permission");
@@ -35,7 +35,7 @@ TEST(SystemLogLine, IsLostWithoutALogger)
     EXPECT_EQ(log.takeLines().size(), 1);
 }
 
-TEST(SystemLogLine, IsLostWhenNobodyReads)
+TEST(SystemLogLine, IsLostIfTheLoggerDoesNotRead)
 {
     const halvex::FileDescriptor log(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     constexpr sockaddr_un address{AF_UNIX, "/dev/log"};
