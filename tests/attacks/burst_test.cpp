@@ -39,9 +39,9 @@ TEST_F(Burst, OfSmallAndLargeCallsEndsAtMostTenSecondsAfterItsSenderExits)
     EXPECT_TRUE(isServedWithin(burstMs));
 }
 
-TEST_F(Burst, OfHundredsOfThousandsOfCallsEndsAtMostTenSecondsAfterItsSenderExits)
+TEST_F(Burst, OfAHundredThousandCallsEndsAtMostTenSecondsAfterItsSenderExits)
 {
-    attackers.run({"flood", "--small", "300000"}, user::ordinary);
+    attackers.run({"flood", "--small", "100000"}, user::ordinary);
     EXPECT_TRUE(isServedWithin(burstMs));
 }
 
