@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Measures the steps of the gate one by one, each as the daemon does it, about this process itself.
-// The service bench.bare must be on the bus.
+// Measures the steps of the gate one by one, each as the daemon does it, with this process as the
+// caller. The service bench.bare must be on the bus.
 #include "bench.h"
-#include "security/caller_privilege.h"
 #include "security/caller_process.h"
 #include "util/expendable_worker.h"
+#include "util/switch_reader.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <optional>
 #include <unistd.h>
 #include <vector>
 
@@ -59,7 +60,10 @@ int main(int argc, char **argv)
     printStep("the caller's environment and namespaces", [&] {
         return halvex::readSurroundings(worker, pid, false).state == halvex::EnvironmentState::Read;
     });
-    printStep("the status tool", [] { return !halvex::isThreeAdminMode(); });
+    printStep("the status tool", [] {
+        return halvex::querySwitch("exec /usr/sbin/getstatus", "three admin") ==
+               std::optional(false);
+    });
     printStep("the caller's program",
               [&] { return halvex::readProgramPath(worker, pid).has_value(); });
     return 0;
