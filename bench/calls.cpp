@@ -90,8 +90,8 @@ QDBusMessage callOfBareService(const char *name)
     return QDBusMessage::createMethodCall(name, "/bench", "bench.bare", "getEventTotalCount");
 }
 
-/// Asks polkit whether an ordinary user's process may do an administrator's action, as other
-/// daemons do.
+/// Returns the message that asks polkit whether the process of an ordinary user may do an
+/// administrator's action. Other daemons ask this question.
 QDBusMessage authorizationOf(pid_t process, int user)
 {
     QDBusMessage message = QDBusMessage::createMethodCall(

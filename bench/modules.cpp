@@ -163,7 +163,8 @@ void measureNotifySettings()
         "1.1");
 }
 
-/// Prints the time for each of 16 and of 64 units, compared with the time for a single unit.
+/// Prints the time per unit for 16 units and for 64 units, each compared with the time for a single
+/// unit.
 void measureGrowth(const char *what, const char *unit,
                    const std::function<void(int units)> &prepare, const bench::Action &action)
 {

@@ -35,8 +35,8 @@ constexpr int maxKeyComponents = maxNodeDepth - 1;
 ///
 /// Each component but the last names a map. A missing entry is appended, and an entry that is not a
 /// map is replaced by a map. The first of several entries with the same name is used. @p node
-/// itself is not changed: with aliases, several entries can be the same node, and a node can
-/// contain itself. Only the named entry may change.
+/// itself is not changed. With aliases, several entries can be the same node, so a change of that
+/// node would change all of them. But only the named entry may change.
 void setNestedValue(YAML::Node result, const YAML::Node &node,
                     const std::vector<std::string> &components, const std::string &value,
                     std::size_t index);

@@ -117,8 +117,8 @@ YAML::Node changeableRoot(const QByteArray &content)
 /// The maximum size of the text that is emitted from @p size bytes.
 ///
 /// Quotes and escapes alone cannot exceed this limit. Two things can: aliases, because each use is
-/// written out, and the indentation of a long list deep inside flow brackets. Such a file is
-/// refused, to save memory.
+/// written out, and a long list that is deep inside flow brackets, because it is emitted in block
+/// style, with each element indented. Such a file is refused, to save memory.
 constexpr std::size_t maxTextBytesFrom(std::size_t size)
 {
     constexpr std::size_t base = std::size_t(16) << 20;

@@ -39,7 +39,8 @@ connectUpgradeService(QObject *receiver, const char *progressSlot, const char *f
 /// @param upgradeInterface  the proxy; may be null
 /// @return - the first value of the reply as a number, or 0 if the value is not a number; the reply
 ///           must have at least two values, which the debug message "receive message" shows
-///         - -1 with a warning if the list is rejected
+///         - -1 with two warnings if the list is rejected: the reason, and "Invalid package list:"
+///           with the list
 ///         - -1 with the debug message "no found SystemUpdateInterface" if there is no proxy
 ///         - -1 with the debug message "Error occurred:" and the error's text if the reply is an
 ///           error, if the service is not running, or if it does not answer in time

@@ -35,7 +35,10 @@ struct PrivilegeBasis
                                       PrivilegeBasis &basis);
 
 /// Asks the bus again for the user id of @p busName. Returns true if the answer is the user id in
-/// @p basis, and if the administrator mode was known. The user of a unique name never changes.
+/// @p basis, and if the administrator mode was known.
+///
+/// The user of a unique name never changes. So if the answers differ, the first question had
+/// failed, and the user id 0 in @p basis was not an answer.
 ///
 /// @return false also if the bus does not answer, or if the client has left the bus
 [[nodiscard]] bool isConfirmed(const PrivilegeBasis &basis, QDBusConnectionInterface *bus,

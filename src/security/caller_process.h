@@ -54,8 +54,8 @@ struct CallerSurroundings
                                                   bool wantsEnvironment);
 
 /// Finds the canonical path of the program that @p pid runs. Normally this is the path of its
-/// executable. Only if root may not access the executable, for example on a user's own FUSE mount,
-/// the path in argv[0] is used instead.
+/// executable. The path in argv[0] is used instead only if root may not access the program, for
+/// example on a user's own FUSE mount, or if its path is longer than the kernel reports.
 ///
 /// @return nothing
 ///         - if the path is unknown or leads to no file;

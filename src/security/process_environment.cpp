@@ -39,8 +39,9 @@ void makeEnvironmentSafe()
     if (checkPathEnvironment()) {
         qputenv("PATH", "/usr/bin:/bin:/usr/sbin:/sbin");
     }
-    // putenv() replaces only the first entry, so remove all entries before. It stores the pointer,
-    // not a copy. Exit handlers still read the environment, so the text must never be freed.
+    // putenv() replaces only the first entry, so remove all entries first. putenv() stores the
+    // pointer, not a copy. Exit handlers still read the environment, so the text must never be
+    // freed.
     static std::array<char, 19> locale{"LC_ALL=en_US.UTF-8"};
     qunsetenv("LC_ALL");
     putenv(locale.data());

@@ -41,8 +41,8 @@ bool isMountPoint(const FileDescriptor &entry)
 
 /// Tells whether @p entry, which was found at @p path, is a regular file without any other name.
 ///
-/// The link count alone is not enough: a hard link to another user's file can be removed and made
-/// again between two checks.
+/// The link count alone is not enough: a user can make a hard link to another user's file, remove
+/// it before the links are counted, and make it again afterwards.
 bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
 {
     struct stat status = {};

@@ -2,7 +2,7 @@
 //
 // A QProcess that keeps only a limited amount of its program's output. If it is closed while the
 // program runs, it kills the program and the program's process group. Plain QProcess keeps all
-// output. It kills only the program itself, not the processes that a shell has started.
+// output, and kills only the program itself, not the processes that a shell has started.
 #pragma once
 
 #include "util/file_descriptor.h"

@@ -6,8 +6,9 @@
 namespace halvex {
 namespace {
 
-// A signal handler can use nothing but static variables. Blocking the signal would need neither,
-// but the signal would have to be blocked in every thread, also in those that Qt creates.
+// A signal handler can use nothing but static variables. Blocking the signal would need no
+// handler and no such variables, but the signal would have to be blocked in every thread, also in
+// those that Qt creates.
 std::atomic<bool> isDelayed = false;
 std::atomic<bool> hasArrived = false;
 static_assert(std::atomic<bool>::is_always_lock_free);

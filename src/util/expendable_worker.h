@@ -38,8 +38,9 @@ private:
 };
 
 /// A function that returns a result for an input. It runs in another process, so it cannot change
-/// anything in the daemon. It must not use Qt: if another thread held a lock of Qt at the fork, the
-/// lock is never released in the new process.
+/// anything in the daemon. It must not use Qt: if another thread holds a lock of Qt at the fork,
+/// the lock is never released in the new process. This can happen only if a killed template is
+/// replaced.
 using Job = std::string (*)(const std::string &input, const JobControl &control);
 
 /// The maximum number of processes of one worker that were killed but still hang in an

@@ -12,8 +12,8 @@ namespace halvex {
 /// /etc/os-release".
 [[nodiscard]] bool detectServerEdition();
 
-/// Reads the operating system's release id, such as 2403, from the first line of /etc/os-release that contains
-/// NORVA_RELEASE_ID="…".
+/// Reads the operating system's release id, such as 2403, from the first line of /etc/os-release
+/// that contains NORVA_RELEASE_ID="…".
 ///
 /// @param id  the id; 0 on every failure
 /// @return false if the file or the line is missing, or if the value is not a decimal number or
