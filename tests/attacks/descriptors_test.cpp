@@ -6,7 +6,10 @@
 #include "support/process_resources.h"
 #include "support/settings_paths.h"
 
+#include <QDBusConnection>
+
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -53,6 +56,20 @@ TEST_F(Descriptors, AMessageWithDescriptorsIsRefusedByTheBus)
     for (const char *count : {"1", "16"}) {
         const auto answers = attackers.run(
             {"flood", "--answers", "--descriptors", "/dev/null", count}, user::ordinary);
+        EXPECT_EQ(answers.join(' ').toStdString(), "error org.freedesktop.DBus.Error.AccessDenied");
+    }
+}
+
+TEST_F(Descriptors, ASignalWithDescriptorsIsRefusedForEachConnectionOfRoot)
+{
+    // This test is such a program. Its connection owns no name, just like the daemon's connections
+    // at first.
+    ASSERT_TRUE(QDBusConnection::systemBus().isConnected());
+    for (const char *count : {"1", "16"}) {
+        const auto answers =
+            attackers.run({"flood", "--answers", "--signal", "--pid", QString::number(getpid()),
+                           "--descriptors", "/dev/null", count},
+                          user::ordinary);
         EXPECT_EQ(answers.join(' ').toStdString(), "error org.freedesktop.DBus.Error.AccessDenied");
     }
 }

@@ -2,11 +2,19 @@
 //
 // What strangers can reach besides the methods.
 #include "attacks/attacked_host.h"
+#include "support/command.h"
+#include "support/host_files.h"
 
 namespace {
 
 const std::string denied = "error org.freedesktop.DBus.Error.AccessDenied";
 constexpr const char *theInterface = "com.norva.halvex.desktop.com.norva.halvex.desktop";
+constexpr const char *introspectable = "org.freedesktop.DBus.Introspectable";
+constexpr const char *peer = "org.freedesktop.DBus.Peer";
+
+/// The object's path and its parents.
+const QStringList existingPaths{"/", "/com", "/com/norva", "/com/norva/halvex",
+                                "/com/norva/halvex/desktop"};
 
 class OtherMembers : public AttackedHost
 {
@@ -16,6 +24,13 @@ protected:
         return attackers.run(QStringList{"flood", "--answers"} + options, user::ordinary)
             .join('\n')
             .toStdString();
+    }
+
+    /// Calls a method of the bus itself.
+    static host::CommandResult callOfTheBus(const QString &method)
+    {
+        return host::run({"dbus-send", "--system", "--print-reply", "--dest=org.freedesktop.DBus",
+                          "/org/freedesktop/DBus", "org.freedesktop.DBus." + method});
     }
 };
 
@@ -54,19 +69,40 @@ TEST_F(OtherMembers, IntrospectAndPingAreRefusedForOtherPaths)
     // An error reply would repeat the path.
     const QString longPath = '/' + QString(100000, 'x');
     for (const QString &path : {QString("/no/such/path"), longPath}) {
-        EXPECT_EQ(send({"--path", path, "--interface", "org.freedesktop.DBus.Introspectable",
-                        "--member", "Introspect"}),
+        EXPECT_EQ(send({"--path", path, "--interface", introspectable, "--member", "Introspect"}),
                   denied);
-        EXPECT_EQ(
-            send({"--path", path, "--interface", "org.freedesktop.DBus.Peer", "--member", "Ping"}),
-            denied);
+        EXPECT_EQ(send({"--path", path, "--interface", peer, "--member", "Ping"}), denied);
+    }
+}
+
+TEST_F(OtherMembers, IntrospectAndPingAreRefusedWithoutTheirInterfaces)
+{
+    for (const char *interface : {"", theInterface}) {
+        for (const QString &path : existingPaths) {
+            EXPECT_EQ(send({"--path", path, "--interface", interface, "--member", "Introspect"}),
+                      denied)
+                << qPrintable(path);
+        }
+        EXPECT_EQ(send({"--interface", interface, "--member", "Ping"}), denied);
+    }
+}
+
+TEST_F(OtherMembers, OtherMethodsOfTheIntrospectionAreRefused)
+{
+    for (const QString &path : existingPaths) {
+        EXPECT_EQ(send({"--path", path, "--interface", introspectable, "--member", "other"}),
+                  denied)
+            << qPrintable(path);
     }
 }
 
 TEST_F(OtherMembers, OnlyTheObjectsPathCanBeCalled)
 {
     for (const char *path : {"/", "/com", "/com/norva/halvex/desktop/child", "/no/such/path"}) {
-        EXPECT_EQ(send({"--path", path}), denied) << path;
+        for (const MethodCall &each : allMethodCalls()) {
+            EXPECT_EQ(send({"--path", path, "--member", each.name}), denied)
+                << path << ' ' << each.name;
+        }
     }
 }
 
@@ -77,6 +113,19 @@ TEST_F(OtherMembers, OnlyTheInterfacesMethodsCanBeCalled)
         EXPECT_EQ(send({"--member", member}), denied) << member;
         EXPECT_EQ(send({"--interface", "", "--member", member}), denied) << member;
     }
+}
+
+TEST_F(OtherMembers, CallsThatTheHostAllowsForAllNamesAreStillRefused)
+{
+    // The bus reads this file before those of the single services.
+    host::writeFile("/etc/dbus-1/system.conf",
+                    "<busconfig><policy context=\"default\"><allow send_type=\"method_call\"/>"
+                    "</policy></busconfig>\n");
+    ASSERT_NE(callOfTheBus("Peer.Ping").exitCode, 0);
+    ASSERT_EQ(callOfTheBus("ReloadConfig").exitCode, 0);
+    ASSERT_EQ(callOfTheBus("Peer.Ping").exitCode, 0) << "the host's policy does not apply";
+    EXPECT_EQ(send({"--member", "deleteLater"}), denied);
+    EXPECT_EQ(send({"--path", "/com"}), denied);
 }
 
 TEST_F(OtherMembers, SignalsToTheDaemonsNameAreRefused)
@@ -91,10 +140,12 @@ TEST_F(OtherMembers, TheMethodsIntrospectAndPingAreLetThrough)
         EXPECT_NE(send({"--interface", "", "--member", each.name}), denied) << each.name;
     }
     EXPECT_EQ(send({"--interface", "", "--member", bystander::method}), "status -999");
-    EXPECT_EQ(
-        send({"--interface", "org.freedesktop.DBus.Introspectable", "--member", "Introspect"}),
-        "answer");
-    EXPECT_EQ(send({"--interface", "org.freedesktop.DBus.Peer", "--member", "Ping"}), "answer");
+    for (const QString &path : existingPaths) {
+        EXPECT_EQ(send({"--path", path, "--interface", introspectable, "--member", "Introspect"}),
+                  "answer")
+            << qPrintable(path);
+    }
+    EXPECT_EQ(send({"--interface", peer, "--member", "Ping"}), "answer");
 }
 
 } // namespace

@@ -4,6 +4,8 @@
 // daemon has its connections to the bus already, but does not own its service name yet.
 #include "attacks/attackers.h"
 #include "bus/upgrade_host.h"
+#include "support/command.h"
+#include "support/host_files.h"
 #include "support/process_resources.h"
 
 #include <QDBusConnection>
@@ -77,6 +79,21 @@ TEST_F(StartingDaemon, GetsNeitherDescriptorsNorSignalsOfStrangers)
     signalUpgradeService(SIGCONT);
     awaitDaemon();
     EXPECT_EQ(call("getEventTotalCount").status, -1) << "the file with the count does not exist";
+}
+
+TEST_F(StartingDaemon, GetsNoDescriptorsEvenIfTheHostAllowsAllCalls)
+{
+    // The bus reads this file before those of the single services.
+    host::writeFile("/etc/dbus-1/system.conf",
+                    "<busconfig><policy context=\"default\"><allow send_type=\"method_call\"/>"
+                    "</policy></busconfig>\n");
+    ASSERT_EQ(host::run({"dbus-send", "--system", "--print-reply", "--dest=org.freedesktop.DBus",
+                         "/org/freedesktop/DBus", "org.freedesktop.DBus.ReloadConfig"})
+                  .exitCode,
+              0);
+    for (const char *count : {"1", "16"}) {
+        EXPECT_EQ(answersToEach({"--descriptors", "/dev/null", count}), bothDeny) << count;
+    }
 }
 
 } // namespace

@@ -12,6 +12,8 @@ namespace {
 
 constexpr const char *daemonName = "com.norva.halvex.desktop";
 constexpr const char *serviceName = "com.norva.systemupgrade";
+const QStringList namesOfPrograms{daemonName, "com.norva.halvex.desktop.gate",
+                                  "com.norva.halvex.desktop.start", serviceName};
 
 class OwnedNames : public ForgeryHost
 {
@@ -51,6 +53,13 @@ protected:
         return reply.arguments().value(0);
     }
 
+    static void expectNamesAreRefused()
+    {
+        for (const QString &name : namesOfPrograms) {
+            expectNameIsRefused(name);
+        }
+    }
+
     /// Requests @p name with all flags as users other than root, and expects the bus to refuse.
     static void expectNameIsRefused(const QString &name)
     {
@@ -64,8 +73,8 @@ protected:
                      QString("uint32:%1").arg(flags)}));
                 EXPECT_TRUE(
                     result.errors.startsWith("Error org.freedesktop.DBus.Error.AccessDenied: "))
-                    << uid << ", " << flags << ": " << result.output.constData()
-                    << result.errors.constData();
+                    << qPrintable(name) << ", " << uid << ", " << flags << ": "
+                    << result.output.constData() << result.errors.constData();
             }
         }
     }
@@ -112,12 +121,10 @@ protected:
 
 TEST_F(OwnedNames, CannotBeAcquiredByUsersWhetherOwnedOrFree)
 {
-    expectNameIsRefused(daemonName);
-    expectNameIsRefused(serviceName);
+    expectNamesAreRefused();
     startUpgradeService();
     startDaemon();
-    expectNameIsRefused(daemonName);
-    expectNameIsRefused(serviceName);
+    expectNamesAreRefused();
     expectItServes();
     order("replyWith", {QVariant(QVariantList{7, "accepted"})});
     EXPECT_EQ(call("installPackages", {"halvex-net-ai"}, Caller{user::root, frontEndPaths.first()}),

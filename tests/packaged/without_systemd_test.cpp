@@ -3,8 +3,11 @@
 // The package on a host without a running systemd, as when an image is made.
 #include "support/command.h"
 #include "support/host_files.h"
+#include "support/wait_for.h"
 
+#include <QDir>
 #include <QFile>
+#include <QProcess>
 
 #include <gtest/gtest.h>
 
@@ -51,6 +54,27 @@ TEST(WithoutSystemd, AnExistingGroupKeepsItsMembers)
     host::writeFile("/etc/group", host::readFile("/etc/group") + "wheel:x:777:root\n");
     ASSERT_EQ(dpkg({"--install", PACKAGE}).exitCode, 0);
     EXPECT_EQ(wheel(), "wheel:x:777:root\n");
+}
+
+TEST(WithoutSystemd, ACallDoesNotStartTheDaemonWithoutItsUnit)
+{
+    ASSERT_EQ(dpkg({"--install", PACKAGE}).exitCode, 0);
+    ASSERT_TRUE(QDir().mkpath("/run/dbus"));
+    ASSERT_EQ(host::run({"dbus-uuidgen", "--ensure"}).exitCode, 0);
+    QProcess bus;
+    bus.start("dbus-daemon",
+              {"--system", "--nofork", "--nopidfile", "--nosyslog", "--print-address"});
+    ASSERT_TRUE(bus.waitForReadyRead(patienceMs));
+    // The bus starts the program of the service file.
+    const auto result =
+        host::run({"dbus-send", "--system", "--print-reply", "--dest=com.norva.halvex.desktop",
+                   "/com/norva/halvex/desktop",
+                   "com.norva.halvex.desktop.com.norva.halvex.desktop.getEventTotalCount"});
+    EXPECT_TRUE(result.errors.startsWith("Error org.freedesktop.DBus.Error.Spawn.ChildExited: "))
+        << result.output.constData() << result.errors.constData();
+    EXPECT_EQ(host::run({"pgrep", "-f", "libexec/halvex-desktop-daemon"}).output, "");
+    bus.kill();
+    bus.waitForFinished();
 }
 
 } // namespace
