@@ -88,6 +88,11 @@ Message makeMessage(const Address &address, const std::vector<std::string> &argu
     for (const std::string &argument : arguments) {
         if (argument.compare(0, variant.size(), variant) == 0) {
             appendVariant(&items, argument.substr(variant.size()));
+        } else if (argument == "list:") {
+            DBusMessageIter list;
+            dbus_message_iter_open_container(&items, DBUS_TYPE_ARRAY, DBUS_TYPE_INT32_AS_STRING,
+                                             &list);
+            dbus_message_iter_close_container(&items, &list);
         } else {
             appendText(&items, argument);
         }

@@ -27,7 +27,8 @@ struct Address
 /// Opens a new connection to the system bus. Exits the program on failure.
 DBusConnection *connectToBus();
 
-/// A message with the texts @p arguments. "variant:TEXT" is sent as a variant that holds TEXT.
+/// A message with the texts @p arguments. "variant:TEXT" is sent as a variant that holds TEXT,
+/// and "list:" as an empty list of numbers.
 Message makeMessage(const Address &address, const std::vector<std::string> &arguments);
 
 /// Appends a list of @p count texts of one character each to @p message.

@@ -3,7 +3,8 @@
 // Sends many, large or odd messages to the daemon.
 //
 //   flood [OPTION]... [TEXT]...
-//       sends messages with the TEXTs; "variant:TEXT" is sent as a variant that holds TEXT
+//       sends messages with the TEXTs; "variant:TEXT" is sent as a variant that holds TEXT, and
+//       "list:" as an empty list of numbers
 //   --member NAME, --path PATH, --interface NAME
 //                          address the messages to these; --interface "" names none
 //   --pid PID              send to each connection of that process, not to the daemon's name
