@@ -22,6 +22,7 @@ protected:
     {
         AttackedHost::SetUp();
         stopDaemon();
+        disableHugePages();
         startDaemon(soundEnvironment + ServiceManager::variables());
     }
 

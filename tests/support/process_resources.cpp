@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/prctl.h>
+
 int memoryOf(qint64 pid, const char *field)
 {
     const QByteArray start = QByteArray(field) + ':';
@@ -17,6 +19,11 @@ int memoryOf(qint64 pid, const char *field)
     }
     ADD_FAILURE() << "no " << field;
     return 0;
+}
+
+void disableHugePages()
+{
+    ASSERT_EQ(prctl(PR_SET_THP_DISABLE, 1UL, 0UL, 0UL, 0UL), 0);
 }
 
 int openFilesOf(qint64 pid)

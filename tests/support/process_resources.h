@@ -8,6 +8,10 @@
 /// line is a test failure.
 [[nodiscard]] int memoryOf(qint64 pid, const char *field);
 
+/// Programs that this process starts from now on get no transparent huge pages. Otherwise the
+/// kernel may back memory that a program has returned with huge pages again (see khugepaged).
+void disableHugePages();
+
 /// How many files the process @p pid has open. If it is this process itself, the directory that the
 /// function opens for counting is included.
 [[nodiscard]] int openFilesOf(qint64 pid);
