@@ -53,7 +53,7 @@ public:
 
     /// Tells whether the daemon's two connections to the system bus work, and whether incoming
     /// calls are served in time.
-    [[nodiscard]] bool hearsTheBus();
+    [[nodiscard]] bool checkBus();
 
 signals:
     void installProgress(int percent, const QString &status, const QString &details);

@@ -50,7 +50,7 @@ int main(int argc, char **argv)
     }
     qDebug() << "dbus service start" << Qt::endl;
     if (watchdog) {
-        watchdog->setCheck([&service] { return service->hearsTheBus(); });
+        watchdog->setCheck([&service] { return service->checkBus(); });
     }
     return QCoreApplication::exec();
 }

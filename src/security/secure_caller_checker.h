@@ -62,7 +62,7 @@ public:
 
     /// Tells whether the gate's own connection to the bus is open, and the bus answered the claim
     /// of gateBusName.
-    [[nodiscard]] bool canAskTheBus() const { return isAnswered && questions.isConnected(); }
+    [[nodiscard]] bool canAskTheBus() const { return isAnswered && gateConnection.isConnected(); }
 
 private:
     [[nodiscard]] bool checkCallerEnvironment(qint32 pid);
@@ -71,6 +71,6 @@ private:
     const QSet<QString> allowedExecutables;
     /// Reads /proc; must be created before any thread.
     halvex::ExpendableWorker worker{"halvex-gate"};
-    const QDBusConnection questions; ///< the gate's own connection
+    const QDBusConnection gateConnection;
     bool isAnswered = false;
 };

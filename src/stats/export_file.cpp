@@ -113,10 +113,10 @@ FileDescriptor prepareExportFile(const fs::path &path)
 
 ExportWriter::ExportWriter(const FileDescriptor &file, fs::path path, const JobControl &control,
                            std::chrono::milliseconds patience)
-    : output(file), name(std::move(path)), daemon(control), remaining(patience)
+    : output(file), name(std::move(path)), jobControl(control), remaining(patience)
 {
     gathered.reserve(blockSize);
-    daemon.setPatience(std::nullopt); // reading the logs has no time limit
+    jobControl.setPatience(std::nullopt); // reading the logs has no time limit
 }
 
 template <typename Write>
@@ -124,17 +124,17 @@ auto ExportWriter::withPatience(std::size_t size, Write write)
 {
     using std::chrono::milliseconds;
     using std::chrono::steady_clock;
-    const auto slowDisks = [](std::size_t bytes) {
+    const auto slowDiskTime = [](std::size_t bytes) {
         return milliseconds(bytes / minExportBytesPerMs);
     };
-    daemon.setPatience(std::chrono::ceil<milliseconds>(remaining + slowDisks(size)));
+    jobControl.setPatience(std::chrono::ceil<milliseconds>(remaining + slowDiskTime(size)));
     const auto start = steady_clock::now();
     const auto written = write();
     const int error = errno;
     const steady_clock::duration excess =
-        steady_clock::now() - start - slowDisks(std::size_t(std::max<ssize_t>(written, 0)));
+        steady_clock::now() - start - slowDiskTime(std::size_t(std::max<ssize_t>(written, 0)));
     remaining -= std::max(excess, steady_clock::duration::zero());
-    daemon.setPatience(std::nullopt);
+    jobControl.setPatience(std::nullopt);
     errno = error;
     return written;
 }
