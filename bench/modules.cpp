@@ -93,7 +93,7 @@ void measureExport(const char *what, int count, int size)
             unlink(output);
             sync();
         });
-    // In this process, not in the worker.
+    // For this row, the export runs in this process, whose memory can be measured, not in a worker.
     std::printf(
         "| %s: memory that its work takes | %d KiB | | | constant |\n", what, peakGrowthOf([&] {
             const auto file = halvex::prepareExportFile(output);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The settings of the AI detection engine, in a YAML file. The file is rewritten in place and never
-// created. Nothing is cached or logged.
+// The settings of an AI engine, in a YAML file. The file is rewritten in place and never created.
+// Nothing is cached or logged.
 #pragma once
 
 #include <QString>

@@ -89,7 +89,7 @@ void setNestedValue(YAML::Node result, const YAML::Node &node,
                     const std::vector<std::string> &components, const std::string &value,
                     std::size_t index)
 {
-    const auto insertMeant = [&](const YAML::Node &key, const YAML::Node &entry) {
+    const auto insertNamed = [&](const YAML::Node &key, const YAML::Node &entry) {
         if (index + 1 == components.size()) {
             result.force_insert(key, value);
             return;
@@ -106,14 +106,14 @@ void setNestedValue(YAML::Node result, const YAML::Node &node,
         for (const auto &entry : node) {
             if (!isFound && isNamed(entry.first, components[index])) {
                 isFound = true;
-                insertMeant(entry.first, entry.second);
+                insertNamed(entry.first, entry.second);
             } else {
                 result.force_insert(entry.first, entry.second);
             }
         }
     }
     if (!isFound) {
-        insertMeant(YAML::Node(components[index]), YAML::Node());
+        insertNamed(YAML::Node(components[index]), YAML::Node());
     }
 }
 

@@ -101,8 +101,8 @@ bool holdsSeveralDocuments(const std::string &text)
 }
 
 /// Returns the root of the only document in @p content: a map, or null for an empty document.
-/// Throws an exception for any other content: a write would lose further documents, or a root
-/// without named entries.
+/// Throws an exception for several documents, and for a root that is a scalar or a sequence: a
+/// write would replace all of this by one map.
 YAML::Node changeableRoot(const QByteArray &content)
 {
     const std::string text = textOf(content);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The text of the AI engine's settings, a YAML document. A setting is named by its key: the names
-// of map entries from the root downwards, joined by full stops. Two full stops in a row have an
-// empty name between them. No file is touched here.
+// The text of an AI engine's settings, a YAML document. A setting is named by its key: the names of
+// map entries from the root downwards, joined by full stops. Two full stops in a row have an empty
+// name between them. No file is touched here.
 //
 // The YAML library keeps the whole document in memory and needs some hundred bytes for each node.
 // Each of the characters ,[{:-&*!? can begin a node. So a text counts as too large if it has more
@@ -21,7 +21,7 @@
 
 namespace halvex {
 
-/// Reads the setting @p key, which is not empty, from the first document in @p content.
+/// Reads the setting @p key, which must not be empty, from the first document in @p content.
 ///
 /// @return the text of the scalar, or "null" for a null; nothing if @p content is too large,
 ///         malformed or nested deeper than maxNodeDepth, if there is no such entry, or if the entry

@@ -56,12 +56,12 @@ QString rewriteTimeoutLine(const QString &line, const QString &value)
     if (equalsSign < 0) {
         return line;
     }
-    QString emptied = line.left(equalsSign + 1);
+    QString prefix = line.left(equalsSign + 1);
     if (value == "-1") {
-        return emptied;
+        return prefix;
     }
     if (line.mid(equalsSign + 1).trimmed().isEmpty()) {
-        return emptied + QString(R"("%1 %2")").arg("timeout", value);
+        return prefix + QString(R"("%1 %2")").arg("timeout", value);
     }
     static const QRegularExpression canonicalForm(R"re(TIMEOUT="timeout (\d+)s")re");
     const QRegularExpressionMatch match = canonicalForm.match(line);

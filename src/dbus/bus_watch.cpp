@@ -42,7 +42,7 @@ BusWatch::BusWatch(QDBusConnection bus) : connection(std::move(bus))
                        "Disconnected", &tick, SLOT(start()));
 }
 
-bool BusWatch::hearsTheBus()
+bool BusWatch::check()
 {
     if (callDepth > 0) {
         return true;

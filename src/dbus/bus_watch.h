@@ -46,7 +46,7 @@ public:
     /// @return false if the connection is lost, or if the ping timed out: at least minChecks checks
     ///         found no answer, and answerTimeoutMs has passed, not counting the time that was
     ///         spent in accepted calls. Always true while a call is being served.
-    [[nodiscard]] bool hearsTheBus();
+    [[nodiscard]] bool check();
 
 private:
     void ping();

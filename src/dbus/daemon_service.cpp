@@ -110,9 +110,9 @@ QString halvexDesktopDaemonService::researchStatePath() const
     return "/var/lib/halvex/var/run/halvex-research.state";
 }
 
-bool halvexDesktopDaemonService::hearsTheBus()
+bool halvexDesktopDaemonService::checkBus()
 {
-    return callerChecker.canAskTheBus() && busWatch.hearsTheBus();
+    return callerChecker.canAskTheBus() && busWatch.check();
 }
 
 bool halvexDesktopDaemonService::checkCaller(bool requireAdmin)

@@ -23,8 +23,8 @@
 
 /// Serves every bus method. Each method returns a status: 0 for success (for getServiceStatus, 0
 /// means "no"), -1 for failure, -999 for a refused caller. If the gate refuses the caller, the line
-/// "The caller has no permission" is written to syslog (LOG_INFO), and no out-value is changed.
-/// Each module describes its other statuses.
+/// "The caller has no permission" is written to the system log (LOG_INFO), and no out-value is
+/// changed. Each module describes its other statuses.
 class halvexDesktopDaemonService : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -53,7 +53,7 @@ public:
 
     /// Tells whether the daemon's two connections to the system bus work, and whether incoming
     /// calls are served in time.
-    [[nodiscard]] bool hearsTheBus();
+    [[nodiscard]] bool checkBus();
 
 signals:
     void installProgress(int percent, const QString &status, const QString &details);

@@ -5,8 +5,7 @@
 
 class QDBusArgument;
 
-/// Selects an AI detection engine. On the bus, this is a structure of one signed 32-bit integer,
-/// "(i)".
+/// Selects an AI engine. On the bus, this is a structure of one signed 32-bit integer, "(i)".
 struct DetectType
 {
     int type = 0;

@@ -37,6 +37,7 @@ int main(int argc, char **argv)
         QCoreApplication::exit(1);
     }
     if (!service->isAnsweredByTheBus() || !bus.registerService(halvex::busName)) {
+        // The contract prints the error of a new connection, not that of the failed claim.
         const auto fresh =
             QDBusConnection::connectToBus(QDBusConnection::SystemBus, halvex::busName);
         qDebug() << fresh.lastError().message() << Qt::endl;
@@ -50,7 +51,7 @@ int main(int argc, char **argv)
     }
     qDebug() << "dbus service start" << Qt::endl;
     if (watchdog) {
-        watchdog->setCheck([&service] { return service->hearsTheBus(); });
+        watchdog->setCheck([&service] { return service->checkBus(); });
     }
     return QCoreApplication::exec();
 }

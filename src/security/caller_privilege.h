@@ -35,7 +35,7 @@ struct PrivilegeBasis
                                       PrivilegeBasis &basis);
 
 /// Asks the bus again for the user id of @p busName. Returns true if the answer is the user id in
-/// @p basis, and if the administrator mode was known.
+/// @p basis, and if the status tool could be run and read.
 ///
 /// The user of a unique name never changes. So if the answers differ, the first question had
 /// failed, and the user id 0 in @p basis was not an answer.
@@ -54,14 +54,14 @@ struct PrivilegeBasis
 /// Looks @p uid up and tells whether its user is a member of the group wheel.
 ///
 /// @return 1 for a member, 0 for a user who is not a member, -1 if there is no such user or group;
-///         1 and -1 print a line on standard output
+///         for 1 and -1, a line is printed on standard output
 [[nodiscard]] int isWheelMemberByUid(qint64 uid);
 
 /// Tells whether @p userName is in the member list of the group wheel. The user's primary group is
 /// ignored.
 ///
-/// @return 1 for a member, 0 for a user who is not a member, -1 if there is no such group; 1 and -1
-///         print a line on standard output
+/// @return 1 for a member, 0 for a user who is not a member, -1 if there is no such group; for 1
+///         and -1, a line is printed on standard output
 [[nodiscard]] int isWheelMember(const char *userName);
 
 /// Whether the daemon itself runs as an administrator; set by checkSelfPrivilege().

@@ -34,10 +34,11 @@ using NamespaceLinks = std::array<QByteArray, comparedNamespaces.size()>;
 enum class EnvironmentState : char {
     NotOpened, ///< the process does not exist any more, or may not be accessed
     NotRead,   ///< read error, more than maxEnvironmentBytes, or given up
-    Read,
+    Read,      ///< read, and it sets no forbidden variable
     Forbidden, ///< read, but it sets a forbidden variable
 };
 
+/// What is known about a caller besides its user and its program: its environment and namespaces.
 struct CallerSurroundings
 {
     EnvironmentState state = EnvironmentState::NotRead;
@@ -54,8 +55,10 @@ struct CallerSurroundings
                                                   bool wantsEnvironment);
 
 /// Finds the canonical path of the program that @p pid runs. Normally this is the path of its
-/// executable. The path in argv[0] is used instead only if root may not access the program, for
-/// example on a user's own FUSE mount, or if its path is longer than the kernel reports.
+/// executable. The path in argv[0] is used instead only if root may not access the executable, for
+/// example on a user's own FUSE mount, or if the executable's path is too long for the kernel to
+/// report (more than 4095 bytes). A process that has exited has neither an executable nor an
+/// argv[0].
 ///
 /// @return nothing
 ///         - if the path is unknown or leads to no file;

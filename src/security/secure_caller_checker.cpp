@@ -20,7 +20,7 @@
 namespace {
 
 /// Qt's name for the gate's connection within the process.
-constexpr const char *questionsName = "gate";
+constexpr const char *gateConnectionName = "gate";
 
 using halvex::CallerSurroundings;
 using halvex::EnvironmentState;
@@ -60,9 +60,9 @@ SecureCallerChecker::SecureCallerChecker(QObject *parent)
                                           "/usr/sbin/halvex-desktop",
                                           "/var/opt/appdata/halvex/bin/halvex-desktop",
                                           "/opt/appdata/halvex/bin/halvex-desktop"},
-      questions(QDBusConnection::connectToBus(QDBusConnection::SystemBus, questionsName))
+      gateConnection(QDBusConnection::connectToBus(QDBusConnection::SystemBus, gateConnectionName))
 {
-    if (QDBusConnectionInterface *bus = questions.interface()) {
+    if (QDBusConnectionInterface *bus = gateConnection.interface()) {
         bus->setTimeout(halvex::busAnswerTimeoutMs);
         isAnswered = halvex::claimBusName(*bus, halvex::gateBusName);
     }
@@ -70,7 +70,7 @@ SecureCallerChecker::SecureCallerChecker(QObject *parent)
 
 SecureCallerChecker::~SecureCallerChecker()
 {
-    QDBusConnection::disconnectFromBus(questionsName);
+    QDBusConnection::disconnectFromBus(gateConnectionName);
 }
 
 int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
@@ -79,7 +79,7 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
     constexpr int accepted = 0;
     constexpr int refused = 1;
 
-    QDBusConnectionInterface *bus = questions.interface();
+    QDBusConnectionInterface *bus = gateConnection.interface();
     const QString sender = message.service();
 
     // If the request fails, the process id is 0.

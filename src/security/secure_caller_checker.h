@@ -9,9 +9,9 @@
 // the bus connection. The gate then sees the front end.
 //
 // Reads /proc and asks the bus daemon again at every call; keeps nothing. The time-out is
-// busAnswerTimeoutMs for each answer of the bus daemon, and callerReadTimeoutMs for each read of
-// /proc. On time-out the caller is refused. The status tool has no time-out. Never writes to
-// syslog.
+// busAnswerTimeoutMs for each answer of the bus daemon. It is callerReadTimeoutMs for the
+// environment and the namespaces together, and again for the program. On time-out the caller is
+// refused. The status tool has no time-out. Never writes to the system log.
 #pragma once
 
 #include "util/expendable_worker.h"
@@ -28,8 +28,9 @@ namespace halvex {
 /// How long the gate waits for each answer of the bus daemon, in milliseconds.
 constexpr int busAnswerTimeoutMs = 2000;
 
-/// The name of the gate's own connection on the system bus. The bus policy forbids all messages to
-/// its owner, so that no flood of messages can delay the bus's answers to the gate.
+/// The name of the gate's own connection on the system bus. The bus policy lets nobody send
+/// messages to its owner. No policy applies to the bus itself, so only its answers arrive, and no
+/// flood of messages can delay them.
 constexpr const char *gateBusName = "com.norva.halvex.desktop.gate";
 
 } // namespace halvex
@@ -62,7 +63,7 @@ public:
 
     /// Tells whether the gate's own connection to the bus is open, and the bus answered the claim
     /// of gateBusName.
-    [[nodiscard]] bool canAskTheBus() const { return isAnswered && questions.isConnected(); }
+    [[nodiscard]] bool canAskTheBus() const { return isAnswered && gateConnection.isConnected(); }
 
 private:
     [[nodiscard]] bool checkCallerEnvironment(qint32 pid);
@@ -71,6 +72,6 @@ private:
     const QSet<QString> allowedExecutables;
     /// Reads /proc; must be created before any thread.
     halvex::ExpendableWorker worker{"halvex-gate"};
-    const QDBusConnection questions; ///< the gate's own connection
+    const QDBusConnection gateConnection;
     bool isAnswered = false;
 };

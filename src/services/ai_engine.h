@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// The network-AI detection engine. It is not a system unit but an application package, which the
-// package tool (pellmar, searched for in PATH) runs, kills, lists and describes. All commands are
-// fixed texts and go through the command runner, with its time-outs. Only the command runner logs a
-// failed command.
+// The network-AI engine. It is not a system unit but an application package, which the package tool
+// (pellmar, searched for in PATH) runs, kills, lists and describes. All commands are fixed texts
+// and go through the command runner, with its time-outs. Only the command runner logs a failed
+// command.
 #pragma once
 
 #include <QString>

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Starts, stops, enables, disables and restarts the suite's own services through systemctl, which
-// is killed after 30 s. The network-AI engine is switched through its package tool.
+// is killed if it has not exited after 30 s. The network-AI engine is switched through its package
+// tool.
 #pragma once
 
 #include "services/ai_engine.h"
@@ -22,14 +23,15 @@ enum ServiceSwitch : unsigned {
 /// network-AI engine's name is the only name, switchEngine() is called and the type is ignored. If
 /// there are other names too, the engine's name is treated as the name of a unit.
 ///
+/// The names, the status and the type are checked in this order. For the first that is not allowed,
+/// a Qt warning is written: "Invalid service name:" (after the warning of checkServiceNames()),
+/// "Invalid status value." or "Invalid type value.". If systemctl cannot be started, fails or takes
+/// too long, there is no warning.
+///
 /// @param status        a SwitchState
 /// @param type          a ServiceSwitch
 /// @param aiConfigPath  the settings file that switchEngine() reads
-/// @return 0 if systemctl exited with 0; the status of switchEngine() for the engine; else -1.
-///         Checked in this order, each with its Qt warning: the names (the warning of
-///         checkServiceNames(), then "Invalid service name:"), the status ("Invalid status
-///         value."), the type ("Invalid type value."). Without a warning: systemctl could not be
-///         started, failed, or took too long.
+/// @return 0 if systemctl exited with 0; for the engine, the status of switchEngine(); else -1
 [[nodiscard]] int setServiceStatus(const QString &serviceNames, unsigned status, unsigned type,
                                    const QString &aiConfigPath);
 
@@ -39,7 +41,7 @@ enum ServiceSwitch : unsigned {
 /// Here, the engine's name is treated as the name of a unit.
 ///
 /// @return 0 if systemctl exited with 0, else -1; a refused name causes the same two warnings as
-///         above.
+///         above
 [[nodiscard]] int restartService(const QString &serviceNames);
 
 } // namespace halvex

@@ -10,7 +10,8 @@
 
 namespace halvex {
 
-/// Runs systemctl to make a change, and kills it after 30 s. Its output is not read.
+/// Runs systemctl to make a change. If it has not exited after 30 s, it is killed. Its output is
+/// not read.
 ///
 /// @return false if systemctl could not be started, took too long, or exited with a status other
 ///         than 0

@@ -41,8 +41,8 @@ bool isMountPoint(const FileDescriptor &entry)
 
 /// Tells whether @p entry, which was found at @p path, is a regular file without any other name.
 ///
-/// The link count alone is not enough: a user can make a hard link to another user's file, remove
-/// it before the links are counted, and make it again afterwards.
+/// The link count alone is not enough: a user can create a hard link to another user's file, remove
+/// it before the links are counted, and create it again afterwards.
 bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
 {
     struct stat status = {};
@@ -50,14 +50,14 @@ bool isPlainFileWithOneName(const fs::path &path, const FileDescriptor &entry)
         status.st_nlink != 1) {
         return false;
     }
-    // If our name is being removed at this moment, the one link counted above may be another name.
-    // A self-rename is a no-op, but it takes the directory's lock, so it waits for concurrent link
-    // and unlink calls.
+    // Another process may be removing @p path at this moment. Then the one link counted above may
+    // be another name of the file. A self-rename is a no-op, but it takes the directory's lock, so
+    // it waits for concurrent link and unlink calls.
     if (std::rename(path.c_str(), path.c_str()) != 0) {
         return false;
     }
-    // If /proc still shows this path, our name was never removed, so it is the one link counted
-    // above. After an unlink, /proc shows "(deleted)", even if the name is linked again.
+    // If /proc still shows this path, it was never removed, so it is the one link counted above.
+    // After an unlink, /proc shows "(deleted)", even if the name is linked again.
     std::error_code error;
     return fs::read_symlink(procFdPath(entry), error) ==
            fs::canonical(path.parent_path(), error) / path.filename();
@@ -113,10 +113,10 @@ FileDescriptor prepareExportFile(const fs::path &path)
 
 ExportWriter::ExportWriter(const FileDescriptor &file, fs::path path, const JobControl &control,
                            std::chrono::milliseconds patience)
-    : output(file), name(std::move(path)), daemon(control), remaining(patience)
+    : output(file), name(std::move(path)), jobControl(control), remaining(patience)
 {
     gathered.reserve(blockSize);
-    daemon.setPatience(std::nullopt); // reading the logs has no time limit
+    jobControl.setPatience(std::nullopt); // reading the logs has no time limit
 }
 
 template <typename Write>
@@ -124,17 +124,17 @@ auto ExportWriter::withPatience(std::size_t size, Write write)
 {
     using std::chrono::milliseconds;
     using std::chrono::steady_clock;
-    const auto slowDisks = [](std::size_t bytes) {
+    const auto slowDiskTime = [](std::size_t bytes) {
         return milliseconds(bytes / minExportBytesPerMs);
     };
-    daemon.setPatience(std::chrono::ceil<milliseconds>(remaining + slowDisks(size)));
+    jobControl.setPatience(std::chrono::ceil<milliseconds>(remaining + slowDiskTime(size)));
     const auto start = steady_clock::now();
     const auto written = write();
     const int error = errno;
     const steady_clock::duration excess =
-        steady_clock::now() - start - slowDisks(std::size_t(std::max<ssize_t>(written, 0)));
+        steady_clock::now() - start - slowDiskTime(std::size_t(std::max<ssize_t>(written, 0)));
     remaining -= std::max(excess, steady_clock::duration::zero());
-    daemon.setPatience(std::nullopt);
+    jobControl.setPatience(std::nullopt);
     errno = error;
     return written;
 }

@@ -65,7 +65,7 @@ private:
 
     const FileDescriptor &output;
     const std::filesystem::path name;
-    const JobControl &daemon;
+    const JobControl &jobControl;
     std::chrono::steady_clock::duration remaining;
     std::string gathered;
 };

@@ -41,9 +41,9 @@ public:
     /// at most @p jobTimeoutMs.
     ///
     /// @param timeoutMs     the time limit of the program; -1: there is no limit
-    /// @param jobTimeoutMs  the time limit, from the start of this call, for reading the outputs of
-    ///                      background processes after the program's exit; reading ends earlier if
-    ///                      both outputs are closed
+    /// @param jobTimeoutMs  the time limit of the background processes. It begins with this call,
+    ///                      or later, when the program has started. It takes effect only after the
+    ///                      program's exit. If both outputs are closed, reading ends earlier.
     /// @return true if the program has exited, see exitCode(); false on time-out, if the program
     ///         did not start, or if a system call failed
     [[nodiscard]] bool waitForExit(int timeoutMs, int jobTimeoutMs = 0);

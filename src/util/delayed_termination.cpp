@@ -33,7 +33,7 @@ DelayedTermination::DelayedTermination() noexcept
     struct sigaction action = {};
     action.sa_handler = delay;
     action.sa_flags = SA_RESTART;
-    // Neither call can fail with these arguments.
+    // With these arguments, sigaction() cannot fail, neither here nor in the destructor.
     static_cast<void>(sigaction(SIGTERM, &action, &previous));
 }
 

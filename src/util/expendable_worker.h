@@ -96,7 +96,7 @@ private:
     FileDescriptor channel;                 ///< not open while there is no process
     FileDescriptor process;                 ///< its pidfd, see pidfd_open(2)
     std::vector<FileDescriptor> leftBehind; ///< pidfds of killed processes that have not exited yet
-    bool knowsEarlier = false;              ///< whether earlier workers were searched for
+    bool knowsEarlier = false; ///< whether workers of earlier daemons were searched for
 };
 
 } // namespace halvex

@@ -77,7 +77,8 @@ void findLeftBehind(const char *name, std::size_t maxCount, std::vector<FileDesc
     for (fs::directory_iterator entry("/proc", error), end;
          !error && entry != end && found.size() < maxCount; entry.increment(error)) {
         const fs::path &process = entry->path();
-        // Any user may give a process this name.
+        // This skips most processes. But any user may give a process this name, so the program and
+        // the user are checked below.
         if (!hasName(process, name)) {
             continue;
         }

@@ -16,9 +16,9 @@
 namespace halvex {
 
 /// Tells the service manager that the event loop runs. It sends a keep-alive message at every
-/// interval. All queued calls are served before any timer, so it also sends one before an event is
-/// delivered, but at most one a second. The time between two messages is therefore little more than
-/// the duration of the longest call.
+/// interval. All queued calls are served before a timer fires. So the watchdog also sends a message
+/// before an event is delivered, but at most one message a second. The time between two messages is
+/// therefore little more than the duration of the longest call.
 ///
 /// If a check is set, it runs before each message. If the check fails, the watchdog asks the
 /// service manager to kill the daemon at once.

@@ -18,7 +18,8 @@ struct Order
     std::uint64_t inputSize;
 };
 
-/// The header of each result. A header without a result changes the time limit.
+/// The header of each message to the daemon. A result or an interim result follows its header. The
+/// kinds Patience and NoLimit change the time limit; nothing follows them.
 struct Word
 {
     enum class Kind : std::uint64_t { Result, InterimResult, Patience, NoLimit } kind;

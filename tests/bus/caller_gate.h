@@ -23,10 +23,10 @@ protected:
     /// Whether the gate lets @p caller read.
     bool letsRead(const Caller &caller) { return lets("getEventTotalCount", {}, caller); }
 
-    /// Which of the six changing methods let @p caller in: see letsEach().
+    /// Which of the six changing methods accept @p caller: see letsEach().
     std::string letsChange(const Caller &caller) { return letsEach(true, caller); }
 
-    /// "all", "none" or the names of the methods that let @p caller in.
+    /// "all", "none" or the names of the methods that accept @p caller.
     std::string letsEach(bool changing, const Caller &caller)
     {
         QStringList accepted;

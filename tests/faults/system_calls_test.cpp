@@ -13,7 +13,8 @@ namespace {
 class SystemCalls : public FaultRun, public testing::WithParamInterface<Scenario>
 {
 protected:
-    /// An even sample of @p faults, and those that once let a caller in or stopped the daemon.
+    /// An even sample of @p faults, and those for which the daemon once accepted a caller wrongly
+    /// or stopped.
     static QList<Fault> sampleOf(const QList<Fault> &faults)
     {
         constexpr int sampleSize = 24;

@@ -57,7 +57,7 @@ protected:
     static void awaitHeldGate();
     static void releaseGate();
 
-    /// Expects that the gate let the caller in and the caller got the total of events.
+    /// Expects that the gate accepted the caller and the caller got the total of events.
     static void expectLetIn(const Reply &reply);
 
     /// Expects that the gate or the bus refused the caller.

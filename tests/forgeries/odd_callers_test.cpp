@@ -96,7 +96,7 @@ TEST_F(OddCallers, ThatEnterAnotherMountNamespaceAfterConnectingAreRefused)
     expectRefused(odd(QStringList{enter} + reading, runBy(user::root)));
     expectRefused(odd(QStringList{enter} + changing, runBy(user::root)));
     expectNothingDone();
-    // Once the caller is back in the host's mount namespace, it is let in.
+    // Once the caller is back in the host's mount namespace, it is accepted.
     expectLetIn(odd(QStringList{enter, "enter-mount=1"} + reading, runBy(user::root)));
     other.closeWriteChannel();
     EXPECT_TRUE(other.waitForFinished(patienceMs));

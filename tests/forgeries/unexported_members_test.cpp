@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Members of the daemon's objects other than the methods, and object paths other than the
-// daemon's. Root's front end makes the calls, which the gate would always let in.
+// Members of the daemon's objects other than the methods, and object paths other than the daemon's.
+// Root's front end makes the calls, which the gate would always accept.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"
 

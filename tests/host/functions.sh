@@ -34,7 +34,7 @@ end_in_namespaces() {
     exit 143
 }
 
-# Mounts unified control groups on /sys/fs/cgroup, and makes the group $control_group there. In a
+# Mounts unified control groups on /sys/fs/cgroup, and creates the group $control_group there. In a
 # new control group namespace, the root of the mount is the group of this process.
 make_control_group() {
     mkdir -p /sys/fs/cgroup
