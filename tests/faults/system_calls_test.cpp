@@ -54,7 +54,7 @@ protected:
     }
 };
 
-TEST_P(SystemCalls, EachMayFail)
+TEST_P(SystemCalls, EachMayFailAndTheNextCallIsServed)
 {
     const QList<Fault> faults = chosenFaults();
     ASSERT_FALSE(faults.isEmpty());
