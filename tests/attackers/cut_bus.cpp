@@ -2,7 +2,8 @@
 //
 // Cuts a process off the system bus, as if the bus had closed the process's connections.
 //
-//   cut-bus PID [COUNT]      closes its COUNT oldest connections, or all of them
+//   cut-bus PID [COUNT]      shuts down the COUNT connections of the process that have the lowest
+//                            descriptors; without COUNT, all of them
 #include <cstdio>
 #include <cstdlib>
 #include <string>

@@ -9,9 +9,9 @@
 //                          address the messages to these; --interface "" names none
 //   --pid PID              send to each connection of that process, not to the daemon's name
 //   --signal               send signals, not method calls
-//   --small COUNT          send COUNT messages with the TEXTs; 1 if --large is not given either
+//   --small COUNT          send COUNT messages with the TEXTs (default: 1; with --large, 0)
 //   --large COUNT          then send COUNT messages with a text of 33 MB after the TEXTs; if the
-//                          last TEXT is "variant:", the large text becomes that variant's
+//                          last TEXT is "variant:", the large text is sent in a variant
 //   --list COUNT           the large messages have a list of COUNT texts of one character each,
 //                          instead of the text of 33 MB
 //   --descriptors KIND N   attach N descriptors to each message; KIND is a path, or "lingering"

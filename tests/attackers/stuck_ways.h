@@ -17,10 +17,12 @@
 ///                            processes take its processor time
 ///   waiting                  it only waits, and other processes can examine it
 ///
-/// Writes one byte to the pipe @p ready once the state is reached, or once isHeldUp() can tell
-/// whether it is reached. Exits the program on failure.
+/// Writes one byte to the pipe @p ready when the state is reached; in the ways memory-lock,
+/// exec-lock and starved, just before. isHeldUp() then tells when the state is reached in the first
+/// two of these. Exits the program on failure.
 [[noreturn]] void getStuck(const std::string &way, const std::vector<std::string> &parameters,
                            int ready);
 
-/// Tells whether the process @p pid has reached the state @p way.
+/// Tells whether the process @p pid, which has written its byte, has reached the state @p way.
+/// Examines the process only in the ways memory-lock and exec-lock.
 bool isHeldUp(const std::string &way, int pid);

@@ -7,7 +7,7 @@
 #include "attacks/bystander.h"
 #include "support/daemon_host.h"
 
-/// The daemon as a child process, with the shipped policy.
+/// A host on which the daemon runs as a child process of the test, under the shipped bus policy.
 class AttackedHost : public DaemonHost
 {
 protected:

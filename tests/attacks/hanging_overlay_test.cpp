@@ -10,7 +10,7 @@ namespace {
 class HangingOverlay : public AttackedHost
 {
 protected:
-    QProcess look; ///< can end only after the file system
+    QProcess look; ///< cannot exit before the file system has ended
 };
 
 TEST_F(HangingOverlay, ACallerIsRefusedAndLeavesNothingBehind)
@@ -28,7 +28,7 @@ TEST_F(HangingOverlay, ACallerIsRefusedAndLeavesNothingBehind)
 
     look.start("stat", {"--dereference", QString("/proc/%1/exe").arg(caller.processId())});
     EXPECT_EQ(linesUntil(caller, "asked", patienceMs), QStringList())
-        << "the gate has asked already, or a question does not reach the file system";
+        << "stat's question does not reach the file system, so this test shows nothing";
 }
 
 } // namespace

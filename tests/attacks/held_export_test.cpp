@@ -135,7 +135,7 @@ private:
     QProcess *log = nullptr;
 };
 
-TEST_F(SlowExport, WhoseFileIsLockedMeanwhileIsGivenUpWithinSecondsAndKeepsItsFirstHalf)
+TEST_F(SlowExport, WhoseFileIsLockedIsGivenUpWithinSecondsAndKeepsTheFirstHalf)
 {
     holdExportFile();
     finishLog();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Messages that take several times their size of the daemon's memory. The sanitizers keep freed
-// memory, so this is not part of a sanitized build.
+// Messages for which the daemon needs several times as much memory as their size. The sanitizers
+// keep freed memory, so this is not part of a sanitized build.
 #include "attacks/attacked_host.h"
 #include "support/process_resources.h"
 #include "support/processor_time.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Workers that do not end even when they are killed, because each waits for the lock of a file that
-// another process holds. The number of such workers is limited.
+// Worker processes that do not exit even when they are killed, because each waits for the lock of a
+// file that another process holds. The number of such processes is limited.
 #include "attacks/attackers.h"
 #include "support/host_files.h"
 #include "support/suite_host.h"
@@ -37,8 +37,8 @@ bool waitsForLock(pid_t thread)
     return state.find(") D ") != std::string::npos;
 }
 
-/// Writes to the file @p path. As soon as the write waits for the file's lock, the worker tells the
-/// daemon to wait no longer than a millisecond, and so is given up.
+/// Writes to the file @p path. As soon as the write waits for the file's lock, the process tells
+/// the daemon to wait no longer than a millisecond, and so is given up.
 std::string writeTo(const std::string &path, const JobControl &control)
 {
     const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);
@@ -62,7 +62,7 @@ std::string reverse(const std::string &input, const JobControl & /*control*/)
     return {input.rbegin(), input.rend()};
 }
 
-/// How many workers there are on this host.
+/// How many worker processes of the name halvex-test there are on this host.
 int workers()
 {
     int count = 0;
@@ -94,19 +94,20 @@ TEST_F(WorkersLeftBehind, AreNoMoreThanTheLimitUntilTheyCanEnd)
     ASSERT_EQ(workers(), limit);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(worker.run(reverse, "abc", ample), std::nullopt);
-        EXPECT_EQ(workers(), limit) << "no further worker may be started";
+        EXPECT_EQ(workers(), limit) << "the number of worker processes has changed";
     }
     ExpendableWorker ofALaterDaemon("halvex-test");
     EXPECT_EQ(ofALaterDaemon.run(reverse, "abc", ample), std::nullopt)
-        << "a later daemon counts the same workers";
+        << "a later daemon does not count the processes of the earlier one";
     EXPECT_EQ(workers(), limit);
     ExpendableWorker other("halvex-other");
-    EXPECT_EQ(other.run(reverse, "abc", ample), "cba") << "each worker has a limit of its own";
+    EXPECT_EQ(other.run(reverse, "abc", ample), "cba") << "processes of another name are counted";
 
     attackers.endAll();
     EXPECT_TRUE(waitFor([&worker] { return worker.run(reverse, "abc", ample) == "cba"; }));
     EXPECT_EQ(ofALaterDaemon.run(reverse, "abc", ample), "cba");
-    // Each time the daemon gives up a worker, it forgets the workers left behind that have exited.
+    // Each time the daemon gives up a worker process, it forgets those left behind that have
+    // exited.
     const auto hang = [](const std::string &, const JobControl &) -> std::string {
         for (;;) {
             pause();

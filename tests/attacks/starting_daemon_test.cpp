@@ -78,7 +78,8 @@ TEST_F(StartingDaemon, GetsNeitherDescriptorsNorSignalsOfStrangers)
 
     signalUpgradeService(SIGCONT);
     awaitDaemon();
-    EXPECT_EQ(call("getEventTotalCount").status, -1) << "the file with the count does not exist";
+    // The file with the count does not exist.
+    EXPECT_EQ(call("getEventTotalCount").status, -1);
 }
 
 TEST_F(StartingDaemon, GetsNoDescriptorsEvenIfTheHostAllowsAllCalls)

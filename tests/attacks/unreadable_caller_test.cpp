@@ -34,8 +34,8 @@ protected:
         }
     }
 
-    /// Starts a caller from a front end's path, which makes @p count calls. An ordinary user's
-    /// front end may make these calls.
+    /// Starts a caller from a front end's path, which makes @p count calls. If the gate could read
+    /// the caller, it would accept these calls.
     QProcess &startCaller(int count)
     {
         QProcess &process = attackers.startAsFrontEnd(

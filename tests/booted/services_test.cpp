@@ -182,7 +182,7 @@ TEST_F(RealUnits, AStaticUnitRunsButIsNeverEnabled)
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", IsEnabled), 0);
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", HasStatus), 1);
     EXPECT_EQ(setServiceStatus("halvex-rootcheck", 1, 1), 0)
-        << "systemctl prints a hint, but succeeds";
+        << "no success, although systemctl only prints a hint";
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", IsEnabled), 0);
 }
 

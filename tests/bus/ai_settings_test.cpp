@@ -147,7 +147,8 @@ TEST_F(AiSettings, AServerEditionHasItsOwnFile)
     host::writeFile(serverPath, "dga_detect: 2\n");
     EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}}));
     host::writeFile("/etc/os-release", "VARIANT=Server\n");
-    EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}})) << "the edition is determined at the start";
+    EXPECT_EQ(get("dga_detect"), (Reply{0, {"1"}}))
+        << "the edition is determined again after the start";
     stopDaemon();
     startDaemon();
     EXPECT_EQ(get("dga_detect"), (Reply{0, {"2"}}));
@@ -187,7 +188,7 @@ TEST_F(AiSettings, InvalidTextIsReadAndWritten)
 {
     host::writeFile(path, "a: \xff\nb: \"x\\0y\"\n\"\xff\": 1\n");
     EXPECT_EQ(get("a"), (Reply{0, {QString(QChar(0xfffd))}}));
-    EXPECT_EQ(get("b"), (Reply{0, {"x"}})) << "a text on the bus ends at a NUL character";
+    EXPECT_EQ(get("b"), (Reply{0, {"x"}})) << "the text does not end at its NUL character";
     EXPECT_EQ(set("a", "1"), Reply{0});
     EXPECT_EQ(host::readFile(path), "a: 1\nb: \"x\\x00y\"\n\xff: 1");
 }
@@ -221,7 +222,7 @@ TEST_F(AiSettings, AFileLargerThanAnyMessageIsServed)
     EXPECT_EQ(set("a", "2"), Reply{0});
     EXPECT_EQ(host::readFile(path), "a: 2");
     host::writeFile(path, "a: " + QByteArray(33 << 20, 'x') + "\nb: 1\n");
-    EXPECT_EQ(get("a"), (Reply{-1, {""}})) << "the bus does not carry such a long text";
+    EXPECT_EQ(get("a"), (Reply{-1, {""}})) << "a text too long for the bus is no failure";
     EXPECT_EQ(get("b"), (Reply{0, {"1"}}));
 }
 

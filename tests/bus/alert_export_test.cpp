@@ -173,20 +173,20 @@ TEST_F(AlertExport, ALinkedTopDirectoryIsSearched)
 
 TEST_F(AlertExport, AFileOfAnotherTypeNamedLikeALogIsNotOpened)
 {
-    const QByteArray pipePath = (alerts + "/pipe.log").toUtf8();
-    ASSERT_EQ(mkfifo(pipePath.constData(), 0600), 0);
+    const QByteArray fifoPath = (alerts + "/fifo.log").toUtf8();
+    ASSERT_EQ(mkfifo(fifoPath.constData(), 0600), 0);
     ASSERT_EQ(mknod((alerts + "/device.log").toUtf8().constData(), S_IFCHR | 0600, makedev(1, 5)),
               0);
     sockaddr_un address = {AF_UNIX, "/var/log/halvex/logs/alerts/socket.log"};
     const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    ASSERT_TRUE(QFile::link(pipePath, alerts + "/linked-pipe.log"));
+    ASSERT_TRUE(QFile::link(fifoPath, alerts + "/linked-fifo.log"));
     writeLog("real.log", "real\n");
-    // A process that opened the pipe would read these bytes.
-    const int pipe = open(pipePath.constData(), O_RDWR | O_CLOEXEC);
-    ASSERT_EQ(write(pipe, "pipe\n", 5), 5);
+    // A process that opened the FIFO would read these bytes.
+    const int fifo = open(fifoPath.constData(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(write(fifo, "fifo\n", 5), 5);
     const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    for (const char *name : {"/pipe.log", "/device.log", "/socket.log"}) {
+    for (const char *name : {"/fifo.log", "/device.log", "/socket.log"}) {
         ASSERT_GE(inotify_add_watch(watch, (alerts + name).toUtf8().constData(), IN_OPEN), 0);
     }
     startDaemon();
@@ -194,7 +194,7 @@ TEST_F(AlertExport, AFileOfAnotherTypeNamedLikeALogIsNotOpened)
     std::array<char, 4096> events{};
     EXPECT_EQ(read(watch, events.data(), events.size()), -1) << "a file of another type was opened";
     close(watch);
-    close(pipe);
+    close(fifo);
     close(listener);
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Under a service manager: the daemon's watchdog messages, and what it sends when the bus does not
-// answer.
+// Under a service manager: the daemon's keep-alive messages, and what it sends when the bus does
+// not answer.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/service_manager.h"
@@ -26,17 +26,18 @@ protected:
     /// The daemon's next message; empty if it sends none.
     [[nodiscard]] QByteArray nextMessage() const { return manager.nextMessage(); }
 
-    QByteArray messageBesidesSignsOfLife()
+    QByteArray messageBesidesKeepAlive()
     {
-        constexpr int maxSigns = 60; // a minute
+        constexpr int maxKeepAlives = 60; // a minute
         QByteArray message = nextMessage();
-        for (int i = 0; i < maxSigns && message == "WATCHDOG=1"; ++i) {
+        for (int i = 0; i < maxKeepAlives && message == "WATCHDOG=1"; ++i) {
             message = nextMessage();
         }
         return message;
     }
 
-    /// Whether the daemon has already asked the service manager to end the daemon.
+    /// Whether the daemon has already asked the service manager to end the daemon, by the message
+    /// WATCHDOG=trigger.
     [[nodiscard]] bool asksForItsEnd() const
     {
         bool asks = false;
@@ -83,7 +84,7 @@ protected:
     const ServiceManager manager;
 };
 
-TEST_F(BusWatch, AnIdleDaemonSendsOnlySignsOfLife)
+TEST_F(BusWatch, AnIdleDaemonSendsOnlyKeepAliveMessages)
 {
     // Wait for longer than the bus may take to answer.
     for (int i = 0; i < 20; ++i) {
@@ -91,7 +92,7 @@ TEST_F(BusWatch, AnIdleDaemonSendsOnlySignsOfLife)
     }
 }
 
-TEST_F(BusWatch, ADaemonWithALongCallSendsOnlySignsOfLife)
+TEST_F(BusWatch, ADaemonWithALongCallSendsOnlyKeepAliveMessages)
 {
     // Wait for longer than the bus may take to answer.
     host::writeScript("/usr/sbin/getstatus", "exec sleep 7\n");
@@ -101,15 +102,15 @@ TEST_F(BusWatch, ADaemonWithALongCallSendsOnlySignsOfLife)
     }
 }
 
-TEST_F(BusWatch, ADaemonWithAQueueOfAcceptedCallsSendsOnlySignsOfLife)
+TEST_F(BusWatch, ADaemonWithAQueueOfAcceptedCallsSendsOnlyKeepAliveMessages)
 {
     constexpr int calls = 20; // eight seconds, longer than the bus may take to answer
     slowTheGateDown();
     sendCalls(calls, "/usr/sbin/halvex-desktop");
-    int signsAfterwards = 0;
-    while (signsAfterwards < 10) {
+    int messagesAfterwards = 0;
+    while (messagesAfterwards < 10) {
         ASSERT_EQ(nextMessage(), "WATCHDOG=1");
-        signsAfterwards += noted("end") == calls ? 1 : 0;
+        messagesAfterwards += noted("end") == calls ? 1 : 0;
     }
 }
 
@@ -126,7 +127,8 @@ TEST_F(BusWatch, ADaemonWithAQueueOfRefusedCallsAsksForItsEndBetweenTwoCalls)
             hasAsked = hasAsked || asksForItsEnd();
             return hasAsked || noted("begin") == begun;
         }));
-        // Messages that the daemon sent before the call have arrived once the call has begun.
+        // The call has begun, so all messages that the daemon sent before it have arrived. Take
+        // them.
         hasAsked = hasAsked || asksForItsEnd();
         if (!hasAsked) {
             QThread::msleep(400); // time in which the daemon could ask
@@ -144,23 +146,23 @@ TEST_F(BusWatch, ADaemonThatHasLostTheBusAsksForItsEnd)
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
     bus.kill();
     ASSERT_TRUE(bus.waitForFinished(patienceMs));
-    EXPECT_EQ(messageBesidesSignsOfLife(), "WATCHDOG=trigger");
+    EXPECT_EQ(messageBesidesKeepAlive(), "WATCHDOG=trigger");
 }
 
 TEST_F(BusWatch, ADaemonWhoseGateHasLostTheBusAsksForItsEnd)
 {
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
-    // The gate's connection is the daemon's first one.
+    // The gate's connection is the daemon's first one, so it has the lowest descriptor.
     const auto cut = host::run({CUT_BUS, QString::number(daemon.processId()), "1"});
     ASSERT_EQ(cut.exitCode, 0) << cut.errors.constData();
-    EXPECT_EQ(messageBesidesSignsOfLife(), "WATCHDOG=trigger");
+    EXPECT_EQ(messageBesidesKeepAlive(), "WATCHDOG=trigger");
 }
 
 TEST_F(BusWatch, ADaemonWhoseBusDoesNotAnswerAsksForItsEnd)
 {
     EXPECT_EQ(nextMessage(), "WATCHDOG=1");
     ASSERT_EQ(kill(static_cast<pid_t>(bus.processId()), SIGSTOP), 0);
-    EXPECT_EQ(messageBesidesSignsOfLife(), "WATCHDOG=trigger");
+    EXPECT_EQ(messageBesidesKeepAlive(), "WATCHDOG=trigger");
     ASSERT_EQ(kill(static_cast<pid_t>(bus.processId()), SIGCONT), 0);
 }
 

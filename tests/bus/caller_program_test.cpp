@@ -63,7 +63,7 @@ TEST_F(CallerGate, AnotherProgramIsRefusedEvenForRoot)
     EXPECT_EQ(letsChange(caller), "none");
 }
 
-TEST_F(CallerGate, AnotherProgramIsRefusedEvenIfItsFirstArgumentNamesAFrontEnd)
+TEST_F(CallerGate, AnotherProgramIsRefusedEvenIfItsArgv0NamesAFrontEnd)
 {
     copyFrontEnd("/usr/local/bin/stranger");
     Caller caller = at("/usr/local/bin/stranger");
@@ -74,9 +74,9 @@ TEST_F(CallerGate, AnotherProgramIsRefusedEvenIfItsFirstArgumentNamesAFrontEnd)
     EXPECT_FALSE(letsRead(caller));
 }
 
-TEST_F(CallerGate, AProgramWhosePathIsTooLongForTheKernelIsJudgedByItsFirstArgument)
+TEST_F(CallerGate, AProgramWhosePathIsTooLongForTheKernelIsJudgedByItsArgv0)
 {
-    const auto withFirstArgument = [](const QString &argument) {
+    const auto withArgv0 = [](const QString &name) {
         Caller caller = at("/usr/sbin/halvex-desktop");
         caller.wrapper = QStringList{"bash",
                                      "-c",
@@ -85,11 +85,11 @@ TEST_F(CallerGate, AProgramWhosePathIsTooLongForTheKernelIsJudgedByItsFirstArgum
                                      "exec -a $name /proc/self/cwd/front-end \"$@\"",
                                      "bash",
                                      QString(250, 'd'),
-                                     argument};
+                                     name};
         return caller;
     };
-    EXPECT_TRUE(letsRead(withFirstArgument("/usr/sbin/halvex-desktop")));
-    EXPECT_FALSE(letsRead(withFirstArgument("/usr/bin/env")));
+    EXPECT_TRUE(letsRead(withArgv0("/usr/sbin/halvex-desktop")));
+    EXPECT_FALSE(letsRead(withArgv0("/usr/bin/env")));
 }
 
 TEST_F(CallerGate, AFrontEndThatWasDeletedAfterItsStartIsRefused)
@@ -181,7 +181,7 @@ protected:
             host::run({"setpriv", "--reuid", "2002", "--regid", "2002", "--clear-groups", "bindfs",
                        "--no-allow-other", "/srv/programs", "/srv/mount"});
         ASSERT_EQ(mounted.exitCode, 0) << mounted.errors.constData();
-        ASSERT_FALSE(QFile::exists("/srv/mount/front-end")) << "root must not see the file";
+        ASSERT_FALSE(QFile::exists("/srv/mount/front-end")) << "root sees the file";
     }
 
     void TearDown() override
@@ -190,35 +190,35 @@ protected:
         CallerGate::TearDown();
     }
 
-    static Caller withFirstArgument(const QString &argument)
+    static Caller withArgv0(const QString &name)
     {
         Caller caller = at("/srv/mount/front-end");
         caller.wrapper = QStringList{"bash", "-c",
                                      "program=$2; name=$1; shift 2; exec -a \"$name\" \"$program\" "
                                      "\"$@\"",
-                                     "bash", argument};
+                                     "bash", name};
         return caller;
     }
 };
 
-TEST_F(HiddenProgram, IsJudgedByItsFirstArgument)
+TEST_F(HiddenProgram, IsJudgedByItsArgv0)
 {
-    EXPECT_TRUE(letsRead(withFirstArgument("/usr/sbin/halvex-desktop")));
-    EXPECT_TRUE(letsRead(withFirstArgument("/usr/sbin/../sbin/halvex-desktop")));
-    EXPECT_FALSE(letsRead(withFirstArgument("/usr/sbin/halvex-desktop2")));
-    EXPECT_FALSE(letsRead(withFirstArgument("/srv/mount/front-end")));
-    EXPECT_FALSE(letsRead(withFirstArgument("/usr/bin/env")));
-    EXPECT_FALSE(letsRead(withFirstArgument("/usr/sbin/halvex-desk\rtop")));
-    EXPECT_FALSE(letsRead(withFirstArgument("")));
+    EXPECT_TRUE(letsRead(withArgv0("/usr/sbin/halvex-desktop")));
+    EXPECT_TRUE(letsRead(withArgv0("/usr/sbin/../sbin/halvex-desktop")));
+    EXPECT_FALSE(letsRead(withArgv0("/usr/sbin/halvex-desktop2")));
+    EXPECT_FALSE(letsRead(withArgv0("/srv/mount/front-end")));
+    EXPECT_FALSE(letsRead(withArgv0("/usr/bin/env")));
+    EXPECT_FALSE(letsRead(withArgv0("/usr/sbin/halvex-desk\rtop")));
+    EXPECT_FALSE(letsRead(withArgv0("")));
 }
 
-TEST_F(HiddenProgram, ARelativeFirstArgumentIsResolvedFromTheDaemonsDirectory)
+TEST_F(HiddenProgram, ARelativeArgv0IsResolvedFromTheDaemonsDirectory)
 {
     stopDaemon();
     daemon.setWorkingDirectory("/usr");
     startDaemon();
-    EXPECT_TRUE(letsRead(withFirstArgument("sbin/halvex-desktop")));
-    EXPECT_FALSE(letsRead(withFirstArgument("usr/sbin/halvex-desktop")));
+    EXPECT_TRUE(letsRead(withArgv0("sbin/halvex-desktop")));
+    EXPECT_FALSE(letsRead(withArgv0("usr/sbin/halvex-desktop")));
 }
 
 } // namespace

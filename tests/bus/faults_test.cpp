@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the daemon does when disks, tools or the bus fail, or when thousands of calls arrive. Each
-// time, it must still answer the next call.
+// What the daemon does when disks, tools or the bus fail, or when thousands of calls arrive. Except
+// without the bus, it must still answer the next call each time.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
@@ -150,7 +150,7 @@ TEST_F(Faults, AFullDiskCutsTheSettingsOffButKeepsOwnerAndMode)
         remount(store.directory, "size=8k");
         EXPECT_EQ(changeTo(longText), Reply{store.onAFullDisk});
         EXPECT_TRUE(host::readFile(store.path) == whole.left(8192))
-            << "the file ends where the disk is full";
+            << "the file does not end where the disk was full";
         EXPECT_EQ(host::ownerAndMode(store.path), "4001:4002 0640");
         expectItServes();
 
@@ -192,7 +192,7 @@ TEST_F(Faults, TheGateWaitsForASlowStatusTool)
 {
     host::writeScript("/usr/sbin/getstatus", "sleep 1; echo three admin: on\n");
     EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-999})
-        << "the tool's answer applies to root too";
+        << "the tool's answer does not apply to root";
     expectItServes();
 }
 
@@ -200,8 +200,8 @@ TEST_F(Faults, AStatusToolThatPrintsGarbageMeansThatTheRolesAreNotSeparated)
 {
     host::writeScript("/usr/sbin/getstatus", "head -c 1000000 /dev/urandom; exit 3\n");
     expectItServes();
-    EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-1})
-        << "the gate lets root in; systemctl is missing";
+    // The gate accepts root, but systemctl is missing.
+    EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-1});
 }
 
 #ifndef __SANITIZE_ADDRESS__ // the sanitizer keeps freed memory

@@ -77,10 +77,10 @@ TEST_F(Interface, EveryMethodRefusesAStrangerWithEmptyTextsAndOneLogLine)
             << each.name;
     }
     EXPECT_EQ(daemonMessages(), QStringList{"dbus service start "})
-        << "a refusal writes no Qt message";
+        << "a refusal has written a Qt message";
 }
 
-TEST_F(Interface, ATextTooLongForTheBusIsAFailureOfEachReadingMethod)
+TEST_F(Interface, ATextTooLongForTheBusIsAFailureOfEachMethodThatReadsTextFromAFile)
 {
     const QByteArray text(32 << 20, 'x');
     host::writeFile(settings::notifyPath, "<ossec_config><alerts><notify><notify_fold>" + text +

@@ -134,7 +134,7 @@ TEST_F(InterventionSettings, AnOrdinaryUsersFrontEndReadsFields)
     EXPECT_EQ(get("block", "hosts"), (Reply{0, {"a b"}}));
     EXPECT_EQ(get("warn", "text"), (Reply{0, {"hello"}}));
     EXPECT_EQ(get("warn", "note"), (Reply{0, {" note = y"}}));
-    EXPECT_EQ(get("log", "text"), (Reply{0, {""}})) << "the next header ends the section";
+    EXPECT_EQ(get("log", "text"), (Reply{0, {""}})) << "the next header does not end the section";
     EXPECT_EQ(get("block", "text"), (Reply{0, {""}}));
     EXPECT_EQ(get("none", "text"), (Reply{0, {""}}));
     EXPECT_EQ(host::readFile(configPath), original);
@@ -170,8 +170,9 @@ TEST_F(InterventionSettings, ACommentedHeaderOfAnotherActionDoesNotCloseTheSecti
                                 "hosts = \"a\"\n");
     EXPECT_EQ(get("block", "timeout"), (Reply{0, {"30"}}));
     EXPECT_EQ(get("warn", "timeout"), (Reply{0, {"30"}}))
-        << "a header in a comment opens its section";
-    EXPECT_EQ(get("block", "hosts"), (Reply{0, {""}})) << "the header before it closes the section";
+        << "a header in a comment does not open its section";
+    EXPECT_EQ(get("block", "hosts"), (Reply{0, {""}}))
+        << "the header before it does not close the section";
 }
 
 TEST_F(InterventionSettings, ACommentedHeaderOfTheActionOpensItsSection)
@@ -185,7 +186,7 @@ TEST_F(InterventionSettings, ACommentedHeaderOfTheActionOpensItsSection)
                                "hosts = \"b\"\n";
     host::writeFile(configPath, content);
     EXPECT_EQ(get("block", "timeout"), (Reply{0, {"30"}}));
-    EXPECT_EQ(get("block", "hosts"), (Reply{0, {"b"}})) << "the section is opened again";
+    EXPECT_EQ(get("block", "hosts"), (Reply{0, {"b"}})) << "the section is not opened again";
     EXPECT_EQ(get("warn", "hosts"), (Reply{0, {"a"}}));
     EXPECT_EQ(set("block", "timeout", "60"), Reply{0});
     QByteArray expected = content;
@@ -225,7 +226,7 @@ TEST_F(InterventionSettings, AnOrdinaryUserChangesNothing)
               QStringList{"<14>halvex-desktop-daemon: The caller has no permission"});
 }
 
-TEST_F(InterventionSettings, AnEmptyNameOrAnUnknownActionFails)
+TEST_F(InterventionSettings, AnEmptyNameOrAMissingActionFails)
 {
     host::writeFile(configPath, original);
     EXPECT_EQ(get("", "timeout"), (Reply{-1, {""}}));
@@ -301,7 +302,7 @@ TEST_F(InterventionSettings, TheBlockTimeIsWrittenToItsOwnFile)
     EXPECT_EQ(changedBlockTime("", "900s"), "");
 }
 
-TEST_F(InterventionSettings, EmptyBinaryAndHugeFilesDoNoHarm)
+TEST_F(InterventionSettings, EmptyBinaryAndHugeFilesDoNotStopTheDaemon)
 {
     const QByteArray long_(64 << 20, 'x');
     for (const QByteArray &content :
@@ -315,7 +316,7 @@ TEST_F(InterventionSettings, EmptyBinaryAndHugeFilesDoNoHarm)
     host::writeFile(configPath, "action \"a\"\nb = \"\xff\xc3\"\n");
     EXPECT_EQ(get("a", "b"), (Reply{0, {QString(2, QChar(0xfffd))}}));
     host::writeFile(configPath, "action \"a\"\nb = " + long_ + "\n");
-    EXPECT_EQ(get("a", "b"), (Reply{-1, {""}})) << "the bus does not carry such a long text";
+    EXPECT_EQ(get("a", "b"), (Reply{-1, {""}})) << "a text too long for the bus is no failure";
     EXPECT_EQ(set("a", "b", "1"), Reply{0});
     EXPECT_EQ(host::readFile(configPath), "action \"a\"\nb = \"1\"\n");
 }

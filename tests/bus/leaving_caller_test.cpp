@@ -44,8 +44,8 @@ protected:
         return calls;
     }
 
-    /// Starts a root caller that makes @p call, and returns once the gate holds it. The gate waits
-    /// for the status tool there.
+    /// Starts a front end as root, which makes @p call. Returns once the gate waits for the status
+    /// tool.
     void holdTheGate(QProcess &held, const QStringList &call = {"getEventTotalCount"})
     {
         ASSERT_EQ(mkfifo("/run/gate", 0600), 0);
@@ -88,15 +88,15 @@ protected:
 
     void expectItServes()
     {
-        EXPECT_EQ(call("getEventTotalCount", {}, lasting), (Reply{-1, {""}}))
-            << "the state file is missing";
+        // The state file is missing.
+        EXPECT_EQ(call("getEventTotalCount", {}, lasting), (Reply{-1, {""}}));
     }
 
     /// A front end that waits for its answers.
     inline static const Caller lasting{user::root, frontEndPaths.first()};
 };
 
-TEST_F(LeavingCaller, IsRefusedWheneverItLeaves)
+TEST_F(LeavingCaller, IsRefusedAtWhateverMomentItLeaves)
 {
     host::writeStandIn("/usr/bin/systemctl", "");
     const QMap<QString, QByteArray> settings{
@@ -121,7 +121,7 @@ TEST_F(LeavingCaller, IsRefusedWheneverItLeaves)
     // When this call has been served, all earlier calls have been served too.
     expectItServes();
     EXPECT_GT(callsAtTheGate(), attempts / 2) << "too few calls reached the gate";
-    EXPECT_EQ(systemLog.takeLines().size(), callsAtTheGate() - 1) << "each call was refused";
+    EXPECT_EQ(systemLog.takeLines().size(), callsAtTheGate() - 1) << "not every call was refused";
     EXPECT_EQ(host::standInCalls(), QStringList());
     for (const QString &path : settings.keys()) {
         EXPECT_EQ(host::readFile(path), settings[path]) << qPrintable(path);

@@ -116,8 +116,8 @@ TEST_F(NotifySettings, OnlyTheFirstTopLevelElementOssecConfigIsUsed)
 
 TEST_F(NotifySettings, AnUnusableFileFailsAndStaysUnchanged)
 {
-    EXPECT_EQ(get(), (Reply{-1, {"", "", ""}})) << "no file";
-    EXPECT_EQ(set({"1", "2", "3"}), Reply{-1}) << "no file";
+    EXPECT_EQ(get(), (Reply{-1, {"", "", ""}})) << "without a file";
+    EXPECT_EQ(set({"1", "2", "3"}), Reply{-1}) << "without a file";
     for (const QByteArray &xml :
          {QByteArray(), QByteArray("<ossec_config> <alerts> </alerts> </ossec_config>"),
           QByteArray("<ossec_config> </ossec_config>"), QByteArray("<ossec_config>"),

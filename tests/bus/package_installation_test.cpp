@@ -255,7 +255,7 @@ TEST_F(UpgradeServiceProxy, WithoutABusThereIsNoProxy)
     EXPECT_EQ(log.messages(), QStringList{"debug: no found SystemUpdateInterface"});
 }
 
-TEST_F(UpgradeServiceProxy, AnInvalidListIsRejectedWithAWarningBeforeTheProxyIsChecked)
+TEST_F(UpgradeServiceProxy, AnInvalidListIsRefusedWithAWarningBeforeTheProxyIsChecked)
 {
     const MessageLog log;
     EXPECT_EQ(halvex::installPackages(nullptr, {"bash"}), -1);

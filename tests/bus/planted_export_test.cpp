@@ -166,20 +166,20 @@ TEST_P(PlantedExport, ASymbolicLinkToADirectoryIsNotFollowed)
     expectRefusal("/tmp/directory");
 }
 
-TEST_P(PlantedExport, APipeIsNotWaitedFor)
+TEST_P(PlantedExport, AFifoIsNotWaitedFor)
 {
     ASSERT_EQ(mkfifo(exportPath, 0600), 0);
     ASSERT_EQ(chown(exportPath, user::ordinary, user::ordinary), 0);
     expectRefusal();
 }
 
-TEST_P(PlantedExport, APipeWithAReaderIsNotOpened)
+TEST_P(PlantedExport, AFifoWithAReaderIsNotOpened)
 {
     ASSERT_EQ(mkfifo(exportPath, 0600), 0);
     const int reader = open(exportPath, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     ASSERT_GE(reader, 0);
     expectRefusal();
-    // If a writer had opened and closed the pipe, poll() would report it.
+    // If a writer had opened and closed the FIFO, poll() would report it.
     pollfd state = {reader, POLLIN, 0};
     EXPECT_EQ(poll(&state, 1, 0), 0);
     close(reader);

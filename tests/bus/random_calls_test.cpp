@@ -55,8 +55,8 @@ protected:
         constexpr int calls = 2000;
         const unsigned seed = qEnvironmentVariable("HALVEX_TEST_SEED", "1").toUInt();
         EXPECT_EQ(ask(), (Reply{0, {"42"}}));
-        // The first export starts the process that writes exports and opens a channel to this
-        // process.
+        // The first export starts the process that writes exports, and opens the daemon's channel
+        // to that process.
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first()}), Reply{0});
         // The first refusal opens the system log, which then stays open.
         EXPECT_EQ(call("generateLogFile", {}, Caller{user::root, frontEndPaths.first(), {"ENV="}}),
@@ -70,7 +70,7 @@ protected:
         EXPECT_EQ(openFilesOf(daemon.processId()), before);
         const QMap<QString, int> answers = answersIn(result.output);
         EXPECT_EQ(answers["16 MiB"], 12)
-            << "methods that take text, including the standard methods";
+            << "not every method that takes text, standard methods included, got 16 MiB";
         // One more log line is from the refusal above.
         EXPECT_EQ(systemLog.takeLines().size(), answers["status -999"] + 1);
         return answers;

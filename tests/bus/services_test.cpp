@@ -300,7 +300,7 @@ TEST_F(EngineOnTheBus, CannotBeSwitchedWithoutThePackageToolAndCountsAsNotInstal
                            "Error: /bin/sh: 1: pellmar: not found\\n\""}));
 }
 
-TEST_F(EngineOnTheBus, IsTreatedAsAUnitIfMoreTextFollowsItsNameAndForARestart)
+TEST_F(EngineOnTheBus, WithMoreTextAfterItsNameOrInARestartIsTreatedAsAUnit)
 {
     startDaemon();
     EXPECT_EQ(callAs(administrator, {"setServiceStatus", "halvex.net.ai halvex-ebpf", "0", "0"}),

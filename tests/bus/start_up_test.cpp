@@ -14,8 +14,8 @@ using testing::Each;
 
 constexpr const char *noBus = "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/run/no-such-bus";
 
-/// One program for each of the three ways in which the daemon runs programs: through a shell whose
-/// output the daemon reads, directly, and as a command line.
+/// One program for each way in which the daemon runs programs: getstatus by popen(3), systemctl
+/// directly, and pellmar by a command of the command table.
 const QStringList childPrograms{"/usr/sbin/getstatus", "/usr/bin/systemctl", "/usr/bin/pellmar"};
 
 class StartUp : public DaemonHost
@@ -61,7 +61,8 @@ protected:
         return all;
     }
 
-    /// Matches if each program has the only PATH @p path and the daemon's locale.
+    /// Matches if each program has exactly one PATH, which is @p path, and exactly one LC_ALL,
+    /// which is the daemon's.
     static auto allSee(const QString &path)
     {
         return Each(QStringList{"LC_ALL=en_US.UTF-8", "PATH=" + path});
@@ -185,7 +186,7 @@ TEST_F(StartUp, ASecondDaemonExitsWithStatus1BecauseTheNameIsTaken)
     // is not an error there.
     EXPECT_EQ(runDaemonToItsEnd({"PATH=/usr/bin"}), 1);
     EXPECT_EQ(daemonMessages(), (QStringList{"\"\" "}));
-    EXPECT_EQ(call("getEventTotalCount").status, -1) << "the first daemon still serves";
+    EXPECT_EQ(call("getEventTotalCount").status, -1) << "the first daemon no longer serves";
 }
 
 TEST_F(StartUp, AnObjectPathThatIsTakenIsLoggedAndTheDaemonKeepsRunning)

@@ -28,7 +28,8 @@ struct Question
 constexpr Question processId{"GetConnectionUnixProcessID", 1};
 /// The gate does not wait for the reply to the first question about the user.
 constexpr Question userId{"GetConnectionUnixUser", 2};
-constexpr Question userIdAgain{"GetConnectionUnixUser", 3}; ///< only for a change
+/// The confirmation of the user id, only for a change.
+constexpr Question userIdAgain{"GetConnectionUnixUser", 3};
 
 class UnansweredQuestions : public DaemonHost
 {
@@ -62,7 +63,7 @@ protected:
         order(QString("replace %1 %2 %3").arg(question.member).arg(question.number).arg(number));
     }
 
-    void expectReplyKept() { EXPECT_EQ(nextLineOfRelay(), "kept"); }
+    void expectOrderObeyed() { EXPECT_EQ(nextLineOfRelay(), "obeyed"); }
 
     [[nodiscard]] Reply changeAs(unsigned uid) { return call("setNotifyConfig", change, {uid}); }
 
@@ -96,28 +97,28 @@ private:
     QProcess relay;
 };
 
-TEST_F(UnansweredQuestions, AnOrdinaryUserWhoseIdIsNotToldFirstIsRefusedAChange)
+TEST_F(UnansweredQuestions, AnOrdinaryUserIsRefusedAChangeIfTheReplyAboutItsIdIsHeldBack)
 {
     // The user id is then taken as 0, so only the comparison with the last reply refuses the
     // caller.
     holdReply(userId);
     EXPECT_EQ(changeAs(user::ordinary), refused);
-    expectReplyKept();
+    expectOrderObeyed();
     EXPECT_TRUE(isUnchanged());
 }
 
-TEST_F(UnansweredQuestions, AnOrdinaryUserWhoseIdIsNotToldFirstMayRead)
+TEST_F(UnansweredQuestions, AnOrdinaryUserMayReadIfTheReplyAboutItsIdIsHeldBack)
 {
     holdReply(userId);
     EXPECT_EQ(readAs(user::ordinary), served);
-    expectReplyKept();
+    expectOrderObeyed();
 }
 
-TEST_F(UnansweredQuestions, AnOrdinaryUserWhoIsCalledRootFirstIsRefusedAChange)
+TEST_F(UnansweredQuestions, AnOrdinaryUserIsRefusedAChangeIfTheReplyAboutItsIdNamesRoot)
 {
     replaceReply(userId, user::root);
     EXPECT_EQ(changeAs(user::ordinary), refused);
-    expectReplyKept();
+    expectOrderObeyed();
     EXPECT_TRUE(isUnchanged());
 }
 
@@ -125,30 +126,30 @@ TEST_F(UnansweredQuestions, RootIsRefusedAChangeIfItsIdIsNotConfirmed)
 {
     holdReply(userIdAgain);
     EXPECT_EQ(changeAs(user::root), refused);
-    expectReplyKept();
+    expectOrderObeyed();
     EXPECT_TRUE(isUnchanged());
     EXPECT_EQ(changeAs(user::root), changed);
     EXPECT_FALSE(isUnchanged());
 }
 
-TEST_F(UnansweredQuestions, RootIsRefusedAChangeIfAnotherIdIsToldTheSecondTime)
+TEST_F(UnansweredQuestions, RootIsRefusedAChangeIfTheConfirmationOfItsIdNamesAnotherUser)
 {
     replaceReply(userIdAgain, user::ordinary);
     EXPECT_EQ(changeAs(user::root), refused);
-    expectReplyKept();
+    expectOrderObeyed();
     EXPECT_TRUE(isUnchanged());
     EXPECT_EQ(changeAs(user::root), changed);
     EXPECT_FALSE(isUnchanged());
 }
 
-TEST_F(UnansweredQuestions, ACallerWhoseProcessIdIsNotToldIsRefusedWithAWarning)
+TEST_F(UnansweredQuestions, ACallerIsRefusedWithAWarningIfTheReplyAboutItsProcessIdIsHeldBack)
 {
     holdReply(processId);
     EXPECT_EQ(readAs(user::ordinary).status, refused.status);
-    expectReplyKept();
+    expectOrderObeyed();
     holdReply(processId);
     EXPECT_EQ(changeAs(user::root), refused);
-    expectReplyKept();
+    expectOrderObeyed();
     EXPECT_TRUE(isUnchanged());
     const QString warning = "Failed to get caller PID";
     EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start ", warning, warning}));
@@ -168,7 +169,7 @@ TEST_F(UnansweredQuestions, AreGivenUpWithinSeconds)
         ASSERT_TRUE(caller.waitForStarted(patienceMs));
         EXPECT_TRUE(exitsWithin(caller, answerTimeoutMs))
             << question.member << ' ' << question.number;
-        expectReplyKept();
+        expectOrderObeyed();
         caller.kill();
         caller.waitForFinished();
     }

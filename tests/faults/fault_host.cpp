@@ -22,10 +22,10 @@ const QString otherProgram = "/usr/bin/stranger";
 const QByteArray shortLog = "alert\n";
 const QByteArray longLog = shortLog.repeated(22000);
 
-/// A command that starts a program with @p argument as its argument 0, instead of its own path.
-QStringList withFirstArgument(const QString &argument)
+/// A command that starts a program with @p name as its argv[0], instead of its own path.
+QStringList withArgv0(const QString &name)
 {
-    return {"bash", "-c", "program=$1; shift; exec -a \"$0\" \"$program\" \"$@\"", argument};
+    return {"bash", "-c", "program=$1; shift; exec -a \"$0\" \"$program\" \"$@\"", name};
 }
 
 Caller callerOf(Role role)
@@ -35,7 +35,7 @@ Caller callerOf(Role role)
         // Longer than what the daemon reads at once.
         return {user::root, frontEndPaths[1], {"FILLING=" + QString(20000, 'x'), "LD_PRELOAD="}};
     case Role::OtherProgram:
-        return {user::root, otherProgram, {}, withFirstArgument(frontEndPaths[0])};
+        return {user::root, otherProgram, {}, withArgv0(frontEndPaths[0])};
     case Role::OrdinaryUser:
         return {user::ordinary};
     case Role::RootWhenSeparated:

@@ -42,7 +42,7 @@ public:
     FrontEnds(const FrontEnds &) = delete;
     FrontEnds &operator=(const FrontEnds &) = delete;
 
-    /// Sends a call of @p method by @p role, whose answer answer() returns.
+    /// Sends a call of @p method as @p role. answer() returns the answer to it.
     void ask(Role role, const QString &method, const QStringList &arguments);
 
     /// The answer to the oldest unanswered call of @p role, if it comes within @p timeoutMs on a

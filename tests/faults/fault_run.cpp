@@ -40,7 +40,7 @@ Reply usualReply(const Scenario &scenario, Role role)
 }
 
 /// Whether @p fault looks as if root were not permitted to see the caller's executable. The daemon
-/// then judges by the caller's argument 0.
+/// then judges by the caller's argv[0].
 bool hidesExecutable(const Scenario &scenario, const Fault &fault)
 {
     static const QRegularExpression link("/proc/\\d+/exe\"");

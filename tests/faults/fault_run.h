@@ -19,7 +19,8 @@ protected:
     struct Numbers
     {
         int faults = 0;
-        int notReached = 0; ///< the call was not made, or is one that cannot fail like this
+        int notReached = 0; ///< the fault was injected into no call, or only into one that cannot
+                            ///< have this error
         int slow = 0;       ///< the call took more than three seconds, or got no answer
         int findings = 0;
     };

@@ -29,6 +29,6 @@ inline void PrintTo(const Scenario &scenario, std::ostream *stream)
     *stream << qPrintable(scenario.name);
 }
 
-/// Every method for an allowed caller, the first call of a daemon, and two methods for each caller
-/// that must be refused.
+/// Every method for an allowed caller, the first call of a daemon, and one or two methods for each
+/// caller that must be refused.
 [[nodiscard]] const QList<Scenario> &scenarios();

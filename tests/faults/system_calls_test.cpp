@@ -55,7 +55,7 @@ protected:
     }
 };
 
-TEST_P(SystemCalls, EachMayFail)
+TEST_P(SystemCalls, EachMayFailAndTheNextCallIsServed)
 {
     const QList<Fault> faults = chosenFaults();
     ASSERT_FALSE(faults.isEmpty());

@@ -74,7 +74,7 @@ public:
     [[nodiscard]] bool watch(const QList<Thread> &threads);
 
     /// Attaches so that @p fault happens. Returns false if the fault's thread is not among
-    /// @p threads.
+    /// @p threads, or if strace does not attach in time.
     [[nodiscard]] bool inject(const Fault &fault, const QList<Thread> &threads);
 
     /// Detaches, and returns what was seen.

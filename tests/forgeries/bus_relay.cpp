@@ -10,8 +10,8 @@
 //   hold MEMBER N             never deliver the reply to the Nth call of MEMBER from now on
 //   replace MEMBER N NUMBER   deliver a reply with NUMBER instead of that reply
 //
-//       Prints "ordered" when it starts to count the calls of MEMBER, and "kept" when the bus's
-//       reply has been held back or replaced.
+//       Prints "ordered" when it starts to count the calls of MEMBER, and "obeyed" when the
+//       bus's reply has been held back or replaced.
 #include "forgeries/bus_socket.h"
 
 #include <cstdio>
@@ -114,7 +114,7 @@ void relayReplies(Connection &connection)
         if (order->action == "replace") {
             deliver(connection.program, replyWith(order->number, message.get()).get(), serial);
         }
-        print("kept");
+        print("obeyed");
     }
     shutdown(connection.program.descriptor(), SHUT_RDWR);
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// An ordinary user forges the bus's answers to the gate. Serials are consecutive, so an attacker
-// can predict them, and libdbus accepts any answer with the right serial. Only the bus can refuse a
-// forged answer.
+// An ordinary user forges the bus's replies to the gate. Serials are consecutive, so an attacker
+// can predict them, and libdbus accepts any reply with the right serial. Only the bus can refuse a
+// forged reply.
 #include "forgeries/forgery_host.h"
 #include "support/host_files.h"
 
@@ -27,10 +27,10 @@ protected:
     }
 
     /// Starts the forger, and returns once the bus has passed on or refused its first round of
-    /// answers.
+    /// replies.
     void startForging(const QStringList &answer)
     {
-        // The daemon asks the bus about four questions for each call, so 200 serials are enough.
+        // The daemon asks the bus at most four questions for each call, so 200 serials are enough.
         const QStringList command =
             frontEndCommand(Caller{user::ordinary, FORGER}, QStringList{"replies", "200"} + answer);
         forger.start(command.first(), command.mid(1));
@@ -39,7 +39,7 @@ protected:
         ASSERT_EQ(forger.readLine(), "begun\n");
     }
 
-    /// Stops the forger, and expects that the bus has refused every answer.
+    /// Stops the forger, and expects that the bus has refused every reply.
     void stopForging()
     {
         forger.closeWriteChannel();

@@ -3,10 +3,10 @@
 // Sends messages to the daemon that only other senders may send.
 //
 //   forger replies SERIALS [ARGUMENT]
-//       sends forged answers to each of the daemon's connections until the end of the input. One
-//       round answers the serials 1 to SERIALS, even if the daemon has not used them yet. The
-//       answers return ARGUMENT (a word as in arguments.h); without it they are errors. Prints
-//       "begun" after the first round. At the end, prints how many answers it has sent and how
+//       sends forged replies to each of the daemon's connections until EOF of its input. One
+//       round replies to the serials 1 to SERIALS, even if the daemon has not used them yet. The
+//       replies return ARGUMENT (a word as in arguments.h); without it they are errors. Prints
+//       "begun" after the first round. At the end, prints how many replies it has sent and how
 //       many of them the bus has refused.
 //   forger signal DESTINATION|- PATH INTERFACE MEMBER [ARGUMENT]...
 //       sends the signal, and prints "sent" when the bus has passed it on.
@@ -30,9 +30,9 @@ constexpr const char *daemonName = "com.norva.halvex.desktop";
 dbus_uint32_t processOf(BusSocket &bus, const std::string &name)
 {
     dbus_uint32_t process = 0;
-    const Message answer = bus.askBus("GetConnectionUnixProcessID", name);
-    if (answer != nullptr) {
-        dbus_message_get_args(answer.get(), nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID);
+    const Message reply = bus.askBus("GetConnectionUnixProcessID", name);
+    if (reply != nullptr) {
+        dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID);
     }
     return process;
 }
@@ -41,11 +41,11 @@ dbus_uint32_t processOf(BusSocket &bus, const std::string &name)
 std::vector<std::string> connectionsOfTheDaemon(BusSocket &bus)
 {
     const dbus_uint32_t daemon = processOf(bus, daemonName);
-    const Message answer = bus.askBus("ListNames");
+    const Message reply = bus.askBus("ListNames");
     char **names = nullptr;
     int count = 0;
-    if (daemon == 0 || answer == nullptr ||
-        dbus_message_get_args(answer.get(), nullptr, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &names,
+    if (daemon == 0 || reply == nullptr ||
+        dbus_message_get_args(reply.get(), nullptr, DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &names,
                               &count, DBUS_TYPE_INVALID) == 0) {
         fail("the daemon is not on the bus");
     }
@@ -59,7 +59,7 @@ std::vector<std::string> connectionsOfTheDaemon(BusSocket &bus)
     return connections;
 }
 
-/// A forged answer to the call with the serial @p replySerial from the connection @p destination.
+/// A forged reply to the call with the serial @p replySerial from the connection @p destination.
 Message forgedReply(const std::string &destination, dbus_uint32_t replySerial,
                     const std::string &argument)
 {
@@ -91,14 +91,14 @@ int sendRound(BusSocket &bus, const std::string &round)
     bus.send(forgery::bytesOf(question.get(), lastSerial));
     int refused = 0;
     for (;;) {
-        const Message answer = bus.receive();
-        if (answer == nullptr) {
+        const Message reply = bus.receive();
+        if (reply == nullptr) {
             fail("the bus has closed the connection");
         }
-        if (dbus_message_get_reply_serial(answer.get()) == lastSerial) {
+        if (dbus_message_get_reply_serial(reply.get()) == lastSerial) {
             return refused;
         }
-        if (dbus_message_is_error(answer.get(), DBUS_ERROR_ACCESS_DENIED) != 0) {
+        if (dbus_message_is_error(reply.get(), DBUS_ERROR_ACCESS_DENIED) != 0) {
             ++refused;
         }
     }

@@ -70,7 +70,7 @@ TEST_F(OddCallers, ThatAreZombiesAreRefused)
     expectRefusedAfter({"zombie"});
 }
 
-TEST_F(OddCallers, WhoseLeaderHasExitedAreRefused)
+TEST_F(OddCallers, WhoseMainThreadHasExitedAreRefused)
 {
     expectRefusedAfter({"leader-exit"});
 }
@@ -150,7 +150,7 @@ TEST_F(OddCallers, ThatAreNotDumpableAreJudgedLikeAnyOther)
     expectJudgedLikeAnyOther({"not-dumpable"});
 }
 
-TEST_F(OddCallers, InStrictSeccompModeThatCallThroughAChildAreJudgedLikeAnyOther)
+TEST_F(OddCallers, ThatAreInStrictSeccompModeAndCallThroughAChildAreJudgedLikeAnyOther)
 {
     expectJudgedLikeAnyOther({"strict"});
 }

@@ -16,10 +16,11 @@ namespace {
 class AnyHost : public testing::TestWithParam<const char *>
 {
 protected:
-    /// The script, in the project that this was built from.
+    /// The script in the project from which this test program was built.
     [[nodiscard]] static QString script() { return HOSTS + QString('/') + GetParam(); }
 
-    /// Makes a project at @p path that has nothing but the scripts, and returns the script there.
+    /// Makes a project at @p path that has only the scripts and a CMakeLists.txt. Returns the path
+    /// of the script there.
     [[nodiscard]] static QString scriptOfProjectAt(const QString &path)
     {
         EXPECT_TRUE(QDir().mkpath(path + "/tests/host"));

@@ -48,12 +48,12 @@ TEST(BootedHost, ArgumentsArriveUnchanged)
     EXPECT_EQ(result.output, "<a  b><><$HOME><%n><\"'\\><--><*>");
 }
 
-TEST(BootedHost, ACommandThatIsKilledHasTheShellsStatus)
+TEST(BootedHost, AKilledCommandHasTheExitStatus128PlusTheSignal)
 {
     EXPECT_EQ(runOnHost("kill -9 $$").exitCode, 137);
 }
 
-TEST(BootedHost, ACommandThatDoesNotExistHasTheShellsStatus)
+TEST(BootedHost, AMissingCommandHasTheExitStatus127)
 {
     EXPECT_EQ(host::run({BOOTED_HOST, "/no/such/command"}).exitCode, 127);
 }

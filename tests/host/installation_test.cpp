@@ -64,7 +64,8 @@ class InstallationOfABuild : public testing::Test
 protected:
     void SetUp() override { tellDirectories("/usr/lib/systemd/system"); }
 
-    /// Makes pkg-config report these directories of systemd's.
+    /// Makes pkg-config report @p units as systemd's directory of units, and fixed directories for
+    /// sysusers and tmpfiles.
     static void tellDirectories(const QByteArray &units)
     {
         host::writeFile("/srv/pkg-config/systemd.pc", "prefix=/usr\nsystemdsystemunitdir=" + units +
@@ -113,7 +114,7 @@ TEST_F(InstallationOfABuild, MovesSystemdsDirectoriesWithThePrefix)
               "/opt/b/libexec/halvex-desktop-daemon");
 }
 
-TEST_F(InstallationOfABuild, UsesADirectoryOutsideThePrefixOnlyIfThePrefixIsSystemds)
+TEST_F(InstallationOfABuild, UsesASystemdDirectoryOutsideThePrefixOnlyWithSystemdsOwnPrefix)
 {
     tellDirectories("/lib/systemd/system");
     EXPECT_TRUE(installed({"-DCMAKE_INSTALL_PREFIX=/usr"})

@@ -33,7 +33,7 @@ QString digitsOf(const QString &text)
 }
 
 /// @p digits without leading zeros; nothing if the number exceeds a signed 32-bit integer.
-std::optional<QString> asCount(QString digits)
+std::optional<QString> asTimeout(QString digits)
 {
     while (digits.size() > 1 && digits.startsWith('0')) {
         digits.remove(0, 1);
@@ -45,8 +45,8 @@ std::optional<QString> asCount(QString digits)
     return digits;
 }
 
-/// The place of `TIMEOUT="timeout <count>s"` and of its count in a text.
-struct CountPlace
+/// The place of `TIMEOUT="timeout <digits>s"` and of its digits in a text.
+struct TimeoutPlace
 {
     int matchBegin;
     int begin;
@@ -54,7 +54,7 @@ struct CountPlace
     int matchEnd;
 };
 
-std::optional<CountPlace> canonicalCount(const QString &line)
+std::optional<TimeoutPlace> canonicalTimeout(const QString &line)
 {
     const QString before = "TIMEOUT=\"timeout ";
     const QString behind = "s\"";
@@ -66,7 +66,7 @@ std::optional<CountPlace> canonicalCount(const QString &line)
         }
         if (line.mid(place, before.size()) == before && end > begin &&
             line.mid(end, behind.size()) == behind) {
-            return CountPlace{place, begin, end, end + behind.size()};
+            return TimeoutPlace{place, begin, end, end + behind.size()};
         }
     }
     return std::nullopt;
@@ -82,21 +82,21 @@ QString changedTimeoutLine(const QString &line, const QString &value, std::set<s
         turns.insert("write time: empty value filled");
         return timeoutKey + "\"timeout " + value + "\"";
     }
-    const auto count = canonicalCount(line);
-    if (!count) {
+    const auto timeout = canonicalTimeout(line);
+    if (!timeout) {
         turns.insert("write time: line left unchanged");
         return line;
     }
-    turns.insert("write time: count replaced");
-    if (count->matchBegin != 0 || count->matchEnd != line.size()) {
+    turns.insert("write time: timeout replaced");
+    if (timeout->matchBegin != 0 || timeout->matchEnd != line.size()) {
         turns.insert("write time: rest of the line dropped");
     }
     if (!value.isEmpty() && value.back().isLowSurrogate()) {
         turns.insert("write time: half of a character cut off");
     }
-    return line.mid(count->matchBegin, count->begin - count->matchBegin) +
+    return line.mid(timeout->matchBegin, timeout->begin - timeout->matchBegin) +
            value.left(std::max(0, value.size() - 1)) +
-           line.mid(count->end, count->matchEnd - count->end);
+           line.mid(timeout->end, timeout->matchEnd - timeout->end);
 }
 
 } // namespace
@@ -121,15 +121,15 @@ Prediction readTimeout(Prediction call)
         return call;
     }
     const QString digits = digitsOf(value);
-    const auto count = asCount(digits);
-    if (digits.isEmpty() || !count) {
+    const auto timeout = asTimeout(digits);
+    if (digits.isEmpty() || !timeout) {
         call.status = -1;
         call.turns.insert(digits.isEmpty() ? "read time: no digits" : "read time: out of range");
-    } else if (*count == "0") {
+    } else if (*timeout == "0") {
         call.turns.insert("read time: zero");
     } else {
-        call.fieldValue = *count + "s";
-        call.turns.insert("read time: count");
+        call.fieldValue = *timeout + "s";
+        call.turns.insert("read time: timeout");
     }
     return call;
 }

@@ -39,7 +39,7 @@ QByteArray chain(Random &random, int least, int most, const Texts &texts)
 
 // --- names ---
 
-const Texts wideCharacters{"\u00e9", "\u5757", "\U0001f600", "\U00010348"};
+const Texts multibyteCharacters{"\u00e9", "\u5757", "\U0001f600", "\U00010348"};
 
 /// The names in a call, and other names that the call's files hold to mislead the search. All names
 /// are UTF-8.
@@ -104,7 +104,7 @@ QByteArray relative(Random &random, const QByteArray &name, const QByteArray &st
 /// text.
 QByteArray actionNameAround(Random &random, const QByteArray &field)
 {
-    return inOrder({chain(random, 2, 5, wideCharacters),
+    return inOrder({chain(random, 2, 5, multibyteCharacters),
                     random.oneOf(Texts{"", "", "# ", "x", " "}), field,
                     random.oneOf(Texts{"", " ", " =", " = ", " = 1"})});
 }

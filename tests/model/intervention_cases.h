@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Random calls that get or set intervention settings, with random files. They aim at difficult
-// input: names that contain each other, headers in comments, odd line ends, characters of several
-// bytes, and names that differ only slightly from the requested ones.
+// input: names that contain each other, headers in comments, odd line ends, multibyte characters,
+// and names that differ only slightly from the requested ones.
 #pragma once
 
 #include "model/intervention_model.h"

@@ -30,8 +30,8 @@ struct Prediction
     int status = 0;
     std::optional<QString> fieldValue; ///< the new out-value; if there is none, it stays untouched
     SettingsFiles files;               ///< the files after the call
-    /// The branches that the call took, such as "set: no header": a test counts which ones it has
-    /// covered.
+    /// The turns (branches of the model) that the call took, such as "set: no header". A test
+    /// counts how often each was taken.
     std::set<std::string> turns{};
 };
 

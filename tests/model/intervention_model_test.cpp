@@ -159,14 +159,14 @@ TEST(InterventionModel, TheActionNameIsCountedInUtf16Units)
     // end.
     EXPECT_EQ(changed("action \"\u5757\u5757\" = 1\nx = 2\n", "\u5757\u5757", "\"", "3"),
               "action \"\u5757\u5757\" = \"3\"\nx = 2\n");
-    // The wide characters have twelve bytes but six UTF-16 units: the search begins inside the last
-    // one.
-    const QString wide = "\U0001f600\U0001f600\U0001f600x =1";
-    EXPECT_EQ(changed("action \"" + wide.toUtf8() + "\" {\nx = 2\n", wide, "x", "3"),
-              "action \"" + wide.toUtf8() + "\"3\"\nx = 2\n");
+    // The multibyte characters have twelve bytes but six UTF-16 units: the search begins inside the
+    // last one.
+    const QString name = "\U0001f600\U0001f600\U0001f600x =1";
+    EXPECT_EQ(changed("action \"" + name.toUtf8() + "\" {\nx = 2\n", name, "x", "3"),
+              "action \"" + name.toUtf8() + "\"3\"\nx = 2\n");
 }
 
-TEST(InterventionModel, NothingChangesIfTheActionHasNoHeader)
+TEST(InterventionModel, NothingChangesIfTheActionIsMissing)
 {
     const auto call = model::setInterventionConfig({twoActions, {}}, "loc", "timeout", "1");
     EXPECT_TRUE(call.returns);

@@ -155,7 +155,7 @@ model::Prediction predictionOf(const InterventionCase &drawn)
 
 // --- what the cases must cover ---
 
-/// The branches of the model. The random calls must take each of them often.
+/// The turns of the model. The random calls must take each of them often.
 const char *const everyTurn[] = {
     "empty action or field name",
     "get: no file",
@@ -191,14 +191,14 @@ const char *const everyTurn[] = {
     "read time: no digits",
     "read time: out of range",
     "read time: zero",
-    "read time: count",
+    "read time: timeout",
     "write time: no file",
     "write time: not writable",
     "write time: no timeout line",
     "write time: several timeout lines",
     "write time: value emptied",
     "write time: empty value filled",
-    "write time: count replaced",
+    "write time: timeout replaced",
     "write time: rest of the line dropped",
     "write time: half of a character cut off",
     "write time: line left unchanged",

@@ -184,7 +184,8 @@ TEST_F(EngineOfAnInstalledHost, OutlivesARestartACrashAndAStopOfTheDaemon)
     mustRun({"systemctl", "stop", unit});
     EXPECT_EQ(daemonPid(), 0);
     EXPECT_TRUE(isAlive());
-    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1) << "a call starts the daemon again";
+    EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1)
+        << "the call did not start the daemon again";
     EXPECT_TRUE(isAlive());
 }
 
@@ -220,7 +221,7 @@ TEST_F(InstalledHost, AStuckDaemonIsKilledAndRestarted)
     EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1);
     EXPECT_TRUE(journal().contains("Watchdog timeout (limit 2s)!"));
     EXPECT_TRUE(journal().contains("Main process exited, code=killed, status=9/KILL"))
-        << "by a signal that leaves no core file";
+        << "SIGKILL, which leaves no core file, did not end the daemon";
 }
 
 TEST_F(InstalledHost, ABusyDaemonIsNotKilled)

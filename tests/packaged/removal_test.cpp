@@ -28,7 +28,7 @@ protected:
         // One of them belongs to root, the other to the attacker.
         ASSERT_EQ(chown("/srv/directory/precious", user::ordinary, user::ordinary), 0);
         const Caller otto{user::ordinary};
-        EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1) << "the daemon runs";
+        EXPECT_EQ(call("getEventTotalCount", {}, otto).status, -1) << "the daemon does not answer";
         EXPECT_NE(daemonPid(), 0);
         ASSERT_FALSE(exists(place));
     }
@@ -148,7 +148,7 @@ TEST_F(Removal, RemovesAFullDirectoryButNotTheTargetsOfItsLinks)
     asOtto({"ln", "-s", "/srv/precious", QString(place) + "/a/file"});
     asOtto({"ln", "-s", "/srv/directory", QString(place) + "/a/directory"});
     asOtto({"ln", "-s", "..", QString(place) + "/a/b/parent"});
-    asOtto({"mkfifo", QString(place) + "/pipe"});
+    asOtto({"mkfifo", QString(place) + "/fifo"});
     host::writeFile("/tmp/own", "precious\n", 0640);
     ASSERT_EQ(link("/tmp/own", (std::string(place) + "/hard").c_str()), 0);
     EXPECT_EQ(remove(), "");

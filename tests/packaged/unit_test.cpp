@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The settings of the unit that the other tests of the package do not need.
+// Tests of the settings of the unit that no other test of the package covers.
 //
 // Where possible, programs that the daemon runs show what is denied. But the booted host itself has
 // no device filter, and it denies some system calls and capabilities to all its units. For these
@@ -89,7 +89,7 @@ TEST_F(Unit, ADeniedSystemCallFailsWithEperm)
 TEST_F(Unit, CallsOfEachUnneededGroupAreDenied)
 {
     const QByteArray filter = show("SystemCallFilter");
-    ASSERT_TRUE(filter.startsWith('~')) << "a deny-list";
+    ASSERT_TRUE(filter.startsWith('~')) << "the filter is no deny-list";
     for (const char *denied :
          {"clock_settime", "modify_ldt", "uselib", "iopl", "kexec_load", "swapon"}) {
         EXPECT_TRUE(setOf(filter.mid(1)).contains(denied)) << denied;
@@ -105,14 +105,15 @@ TEST_F(Unit, TheExecutionDomainIsLocked)
 #ifdef __x86_64__
 TEST_F(Unit, ACallOfAnotherArchitectureEndsItsProcess)
 {
-    EXPECT_TRUE(tryElsewhere("x32").endsWith("\n0\n")) << "refused by the kernel at most";
+    EXPECT_TRUE(tryElsewhere("x32").endsWith("\n0\n"))
+        << "the call ends the process outside the unit too";
     EXPECT_EQ(tryInDaemon("x32"), QByteArray::number(128 + SIGSYS) + '\n');
 }
 #endif
 
 TEST_F(Unit, TheDaemonHasAllCapabilitiesExceptThoseThatNothingNeeds)
 {
-    // The last two set the clock.
+    // ProtectClock= removes the last two.
     const std::map<QString, int> unneeded{
         {"cap_audit_control", CAP_AUDIT_CONTROL},
         {"cap_audit_read", CAP_AUDIT_READ},

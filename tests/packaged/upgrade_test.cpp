@@ -107,7 +107,8 @@ TEST_F(Upgrade, AbortsTheRunningCallAndServesTheNextCall)
     const QStringList command =
         frontEndCommand(anna, {"--json", "setInterventionConfig", "block", "timeout", "60"});
     caller.start(command.first(), command.mid(1));
-    ASSERT_TRUE(waitFor([] { return QFile::exists("/run/asked"); })) << "the call is under way";
+    ASSERT_TRUE(waitFor([] { return QFile::exists("/run/asked"); }))
+        << "the call has not reached the status tool";
 
     installPackage();
     ASSERT_TRUE(caller.waitForFinished(patienceMs));
@@ -127,7 +128,7 @@ TEST_F(Upgrade, AnswersACallerWhoCallsAllTheTime)
     installPackage();
     ASSERT_TRUE(waitFor([this] { return daemonPid() != 0 && daemonPid() != oldPid; }));
     poller.readAllStandardOutput();
-    ASSERT_TRUE(poller.waitForReadyRead(patienceMs)) << "the new daemon answers";
+    ASSERT_TRUE(poller.waitForReadyRead(patienceMs)) << "the new daemon does not answer";
     poller.kill();
     poller.waitForFinished();
     expectTodaysPackage();
@@ -143,9 +144,9 @@ TEST_F(InstalledHost, ARemovedOrPurgedPackageCanBeInstalledAgain)
                   "org.freedesktop.DBus.Error.ServiceUnknown")
             << way;
         installPackage();
-        EXPECT_EQ(daemonPid(), 0) << "no call has started the daemon";
+        EXPECT_EQ(daemonPid(), 0) << "the daemon runs although no call has started it";
         EXPECT_EQ(call("setInterventionConfig", {"block", "timeout", "30"}, anna), Reply{0})
-            << "anna is still an administrator";
+            << "anna is no longer an administrator";
     }
 }
 

@@ -127,7 +127,7 @@ TEST_F(CapturedOutput, ABackgroundJobThatHasClosedItsOutputsIsNotWaitedFor)
     expectManyQuickRuns("(echo failed; exec sleep 1000 >/dev/null 2>&1) &");
 }
 
-TEST_F(CapturedOutput, ABackgroundJobThatKeepsOneOutputOpenIsNotWaitedFor)
+TEST_F(CapturedOutput, TheEndOfABackgroundJobThatKeepsOneOutputOpenIsNotWaitedFor)
 {
     EXPECT_TRUE(run("(exec 2>&-; sleep 1000; echo late) &"));
     EXPECT_TRUE(output.isNull());

@@ -146,7 +146,7 @@ TEST_F(CommandRunner, AKilledShellFailsWithTheSignalNumberAsExitCode)
               QStringList{R"(debug: "Command failed (exit code 9): kill -9 $$\nError: ")"});
 }
 
-TEST_F(CommandRunner, AShellThatCannotBeStartedGivesTheFailureTextWithoutAMessage)
+TEST_F(CommandRunner, AShellThatCannotBeStartedGivesAnErrorTextAndLogsNothing)
 {
     ASSERT_TRUE(QFile::remove("/bin/sh"));
     EXPECT_FALSE(run("echo hello"));
@@ -211,7 +211,7 @@ TEST_F(CommandRunner, MoreOutputThanAPipeHoldsIsReadCompletely)
     EXPECT_EQ(errorText, QString(300000, 'y'));
 }
 
-TEST_F(CommandRunner, ABackgroundJobIsNotWaitedForAndContinues)
+TEST_F(CommandRunner, ABackgroundJobContinuesAndItsEndIsNotWaitedFor)
 {
     // The job keeps both pipes open, so reading them to their end would block.
     EXPECT_TRUE(run("sh -c 'echo $$ >/run/job; exec sleep 1000' &"));

@@ -45,7 +45,7 @@ TEST(IdleMemory, IsReturnedOneTimeWhenASecondHasPassedSinceTheLastCall)
     }
     EXPECT_EQ(trimsAfter(milliseconds(200)), 1);
     for (int second = 0; second < 3; ++second) {
-        EXPECT_EQ(trimsAfter(milliseconds(1100)), 1) << "nobody has called";
+        EXPECT_EQ(trimsAfter(milliseconds(1100)), 1) << "although nobody has called";
     }
     EXPECT_EQ(service.generateLogFile(), -999);
     EXPECT_EQ(trimsAfter(milliseconds(1100)), 2);

@@ -86,7 +86,7 @@ TEST_F(VirtualCable, AnInterfaceThatIsUpWithoutACarrierIsNotActive)
     EXPECT_FALSE(hasActiveNetworkInterface());
 }
 
-TEST_F(VirtualCable, ARunningInterfaceIsActiveEvenWithoutAnAddress)
+TEST_F(VirtualCable, ARunningInterfaceIsActiveEvenWithoutAnIpv4Address)
 {
     runIp("link set one up");
     runIp("link set other up");

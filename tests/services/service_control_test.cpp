@@ -31,8 +31,8 @@ protected:
         host::writeStandIn("/usr/bin/pellmar");
     }
 
-    /// Expects that @p messages are the two warnings about a refused name: the reason, which ends
-    /// with the allowed names in any order, and the refusal.
+    /// Expects that @p messages are the two warnings about a refused name: the first begins with
+    /// @p first (the allowed names may follow, in any order), and the second is @p second.
     static void expectNameWarnings(const QStringList &messages, const QString &first,
                                    const QString &second)
     {
@@ -126,7 +126,7 @@ TEST_F(ServiceControl, TheEngineIsSwitchedThroughItsPackageToolForBothTypes)
 {
     EXPECT_EQ(setServiceStatus("halvex.net.ai", 0, 0), 0);
     EXPECT_EQ(setServiceStatus("halvex.net.ai", 0, 1), 0);
-    EXPECT_EQ(setServiceStatus("halvex.net.ai", 1, 1), -2) << "no interface is up";
+    EXPECT_EQ(setServiceStatus("halvex.net.ai", 1, 1), -2) << "although no interface is up";
     EXPECT_EQ(host::standInCalls(),
               (QStringList{"pellmar <kill> <halvex.net.ai>", "pellmar <kill> <halvex.net.ai>"}));
 }

@@ -93,7 +93,8 @@ TEST_F(ServiceStatus, MissingLineFeedsAndCarriageReturnsAreIgnored)
     systemctlPrints("active\r\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1);
     systemctlPrints("act\rive\n");
-    EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1) << "carriage returns are ignored";
+    EXPECT_EQ(getServiceStatus("halvex-ebpf", 0), 1)
+        << "a carriage return inside the word is not ignored";
 }
 
 TEST_F(ServiceStatus, TheErrorOutputOfSystemctlIsIgnored)
@@ -131,8 +132,7 @@ TEST_F(ServiceStatus, AnotherTypeIsInvalidAndRunsNothing)
     systemctlPrints("active\n");
     EXPECT_EQ(getServiceStatus("halvex-ebpf", 3), -1);
     EXPECT_EQ(getServiceStatus("halvex-ebpf", UINT_MAX), -1);
-    EXPECT_EQ(getServiceStatus("halvex.net.ai ", 7), -1)
-        << "the trailing blank makes it another name";
+    EXPECT_EQ(getServiceStatus("halvex.net.ai ", 7), -1) << "the trailing blank is ignored";
     EXPECT_EQ(log.messages(),
               (QStringList{"warning: Invalid type value.", "warning: Invalid type value.",
                            "warning: Invalid type value."}));

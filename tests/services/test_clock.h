@@ -20,6 +20,6 @@ public:
     /// Sets how fast the clock runs from now on. A slow clock runs at a fifth of the real speed.
     static void setPace(Pace pace);
 
-    /// Advances the clock by @p time at once.
+    /// Advances the clock by @p time at once. Has no effect at the pace Real.
     static void advance(std::chrono::milliseconds time);
 };

@@ -86,13 +86,13 @@ TEST(TimeLimits, KillLateProgramsAndTheirChildren)
 
     EXPECT_TRUE(commandInTimeSucceeds.get());
     EXPECT_EQ(outputInTime, "in time\n");
-    EXPECT_EQ(stop.get(), 0) << "a change has half a minute";
+    EXPECT_EQ(stop.get(), 0) << "a change of less than half a minute failed";
     EXPECT_FALSE(commandSucceeds.get());
     EXPECT_EQ(output, "untouched");
     EXPECT_EQ(errorText, "Command execution timed out:" + command);
     EXPECT_EQ(start.get(), -1);
     EXPECT_EQ(restart.get(), -1);
-    EXPECT_EQ(status.get(), 1) << "a status query has no limit";
+    EXPECT_EQ(status.get(), 1) << "a status query of more than half a minute failed";
 
     expectGone("command");
     expectGone("start");

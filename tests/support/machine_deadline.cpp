@@ -35,8 +35,8 @@ MachineDeadline::MachineDeadline(int limitMs) : leftMs(limitMs)
 
 bool MachineDeadline::hasExpired()
 {
-    // If the machine did not let this process run for a while, its speed in that time is unknown:
-    // count only a part of it.
+    // If this process did not run for a while, the machine's speed in that time is unknown. Count
+    // at most two steps of that time.
     const double gone = double(std::min<qint64>(sinceQuestion.elapsed(), 2 * stepMs));
     leftMs -= gone * std::min(1.0, fastJobMs / jobMs());
     sinceQuestion.start();

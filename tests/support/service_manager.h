@@ -7,14 +7,15 @@
 #include <QByteArray>
 #include <QStringList>
 
-/// Stands in for the service manager during its lifetime: receives the daemon's watchdog messages.
+/// Stands in for the service manager during its lifetime, and receives the messages that the daemon
+/// sends to it.
 class ServiceManager
 {
 public:
     ServiceManager();
 
     /// The environment variables that tell the daemon about this service manager. With them, an
-    /// idle daemon sends a watchdog message every second.
+    /// idle daemon sends a keep-alive message every second.
     [[nodiscard]] static QStringList variables();
 
     /// The daemon's next message; empty if none arrives within @p timeoutMs. The socket keeps only

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Preloaded into the daemon by a test: makes the daemon's monotonic clock run ten times slower. The
-// two seconds that a site has for its answer become twenty, which a slow machine may need.
+// internet probe waits for two seconds by that clock. These are twenty seconds in fact, so that a
+// slow machine can answer in time.
 #include <chrono>
 #include <ctime>
 #include <sys/syscall.h>

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A throwaway host with the suite installed except for the daemon. It has the suite's users, and
-// stand-ins for the status tool and the front end at the paths of a real host. Also calls the
-// daemon as a front end does.
+// A throwaway host without a daemon. It has a user for each role, and stand-ins for the status tool
+// and the front end at the paths of a real host.
 #pragma once
 
 #include "support/command.h"
@@ -18,7 +17,7 @@
 #include <climits>
 #include <ostream>
 
-/// The users of the host besides root.
+/// The user ids with which the tests call.
 namespace user {
 constexpr unsigned root = 0;
 constexpr unsigned secAdmin = 600;        ///< the separated administrator role
@@ -61,14 +60,16 @@ struct Caller
 constexpr int readingMethods = 7;
 constexpr int changingMethods = 6;
 
-/// All methods: valid arguments for each, and whether it changes the system.
+/// A method of the interface, with valid arguments.
 struct MethodCall
 {
     const char *name;
     QStringList arguments;
-    int outTexts;
-    bool changes;
+    int outTexts; ///< the number of out-values that are texts
+    bool changes; ///< whether it changes the system
 };
+
+/// All methods, in the order of the interface description.
 const QList<MethodCall> &allMethodCalls();
 
 /// Adds to @p environment the settings that a build with sanitizers or coverage counters needs.

@@ -188,7 +188,7 @@ TEST_F(AiSettingsModule, AScalarOnTheKeysPathBecomesAMap)
     EXPECT_EQ(changed("a: 1\nb: 2\n", "a.c", "5"), "a:\n  c: 5\nb: 2");
 }
 
-TEST_F(AiSettingsModule, AFullStopAtTheEndOfAKeyAddsAnEmptyName)
+TEST_F(AiSettingsModule, AFullStopAtTheEndOfAKeyAddsAnEmptyComponent)
 {
     EXPECT_EQ(changed("a: 1\n", "b.", "5"), "a: 1\nb:\n  \"\": 5");
     EXPECT_EQ(changed("a: 1\n", "..", "5"), "a: 1\n\"\":\n  \"\":\n    \"\": 5");
@@ -246,10 +246,11 @@ TEST_F(AiSettingsModule, AFileWithContentAfterTheFirstDocumentIsNotWritten)
     }
     EXPECT_TRUE(isRefused(utf16, "a"));
     EXPECT_EQ(changed("a: 1 # ---\nb: \"---\"\n", "a", "2"), "a: 2\nb: \"---\"");
-    EXPECT_EQ(changed("{a: &x 1, b: *x}\n", "a", "2"), "a: 2\nb: 1") << "no document follows";
+    EXPECT_EQ(changed("{a: &x 1, b: *x}\n", "a", "2"), "a: 2\nb: 1")
+        << "although no document follows";
 }
 
-TEST_F(AiSettingsModule, KeysThatAreNotScalarsDoNoHarm)
+TEST_F(AiSettingsModule, AFileWithMapOrListKeysIsReadButNotWrittenAndANullKeyIsWrittenAsText)
 {
     const QByteArray yaml = "? {a: b}\n: 1\n? [c]\n: 2\n? ~\n: 3\nd: 4\n";
     EXPECT_EQ(statusOf(yaml, "d"), 0);
@@ -259,7 +260,7 @@ TEST_F(AiSettingsModule, KeysThatAreNotScalarsDoNoHarm)
     EXPECT_EQ(changed("~: 3\nd: 4\n", "d", "5"), "\"null\": 3\nd: 5");
 }
 
-TEST_F(AiSettingsModule, AnAliasThatContainsItselfDoesNoHarm)
+TEST_F(AiSettingsModule, AFileWithAnAliasThatContainsItselfIsReadButWrittenOnlyIfTheAliasIsReplaced)
 {
     EXPECT_EQ(statusOf("a: &a {b: *a, c: 1}\n", "a.b.b.b.c"), 0);
     EXPECT_EQ(value, "1");
@@ -291,7 +292,7 @@ TEST_F(AiSettingsModule, EscapingMayMakeALongKeyOrValueFourTimesAsLong)
     EXPECT_TRUE(changed("a: 1\n", before, "2") == "a: 1\n? \"" + after + "\"\n: 2");
 }
 
-TEST_F(AiSettingsModule, AKeyThatEscapingMakesTooLongForOneLineIsReadBack)
+TEST_F(AiSettingsModule, AKeyOfMoreThan1024BytesAfterEscapingIsWrittenAsAnExplicitKeyAndReadBack)
 {
     for (const int length : {255, 256}) {
         const QByteArray key(length, '\1');
@@ -441,7 +442,7 @@ TEST_F(AiSettingsModule, AKeyOfMillionsOfFullStopsIsRefused)
     EXPECT_TRUE(isRefused("a: 1\n", key));
 }
 
-TEST_F(AiSettingsModule, ANameOfAMillionCharactersIsReadBack)
+TEST_F(AiSettingsModule, AComponentOfAMillionCharactersIsReadBack)
 {
     const QString key(1000000, 'k');
     changed("b: 1\n", key, "x");

@@ -54,7 +54,7 @@ TEST(AiTree, AKeyLeadsThroughMaps)
     EXPECT_EQ(textAt("a: 1\na: 2", "a"), "1");
 }
 
-TEST(AiTree, EmptyComponentsAreNames)
+TEST(AiTree, EmptyComponentsOfAKeyAreLookedUp)
 {
     EXPECT_EQ(textAt("a: {'': {'': 1}}", "a.."), "1");
     EXPECT_EQ(textAt("'': {a: 1}", ".a"), "1");
@@ -118,7 +118,7 @@ TEST(AiTree, ANodeOnTheKeysPathBecomesAMap)
     EXPECT_EQ(changed("a:\nc: 2", {"a", "b"}, "5"), "a:\n  b: 5\nc: 2");
 }
 
-TEST(AiTree, AnEmptyComponentIsAName)
+TEST(AiTree, AnEntryIsSetUnderAnEmptyComponent)
 {
     EXPECT_EQ(changed("a: 1", {"b", ""}, "5"), "a: 1\nb:\n  \"\": 5");
     EXPECT_EQ(changed("'': 1", {""}, "5"), "\"\": 5");
@@ -149,7 +149,7 @@ TEST(AiTree, AnEntryOfANodeThatContainsItselfCanBeReplaced)
     EXPECT_EQ(changed("a: &a [1, *a]", {"a"}, "5"), "a: 5");
     EXPECT_EQ(changed("&a {x: *a, y: 1}", {"x", "x"}, "5"), "x:\n  x: 5\n  y: 1\ny: 1");
     EXPECT_THROW(changed("&a {x: *a, y: *a}", {"x"}, "5"), std::length_error)
-        << "y still contains the old node";
+        << "although y still contains the old node";
     EXPECT_EQ(changed("&a {x: *a}", {"x", "x"}, "5"), "x:\n  x: 5");
 }
 

@@ -341,8 +341,8 @@ protected:
 
 TEST_F(SwappedExport, ChangesNoFileThroughAHardLinkThatIsMadeAndRemoved)
 {
-    // The critical moment is rare: the opened file has one link left, but not at this path. The
-    // tests of the export's steps meet it each time.
+    // The critical moment is rare: the opened file has one link left, but not at this path.
+    // export_steps_test.cpp produces this moment in every run.
     exportWhile([] {
         static_cast<void>(link(victimPath, exportPath));
         unlink(exportPath);

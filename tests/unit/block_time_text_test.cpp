@@ -22,7 +22,7 @@ TEST(BlockTimeText, ATimeoutLineBeginsWithTheKeyInCapitals)
     EXPECT_FALSE(isTimeoutLine(""));
 }
 
-TEST(BlockTimeText, TheCountConsistsOfAllDigitsOfTheValue)
+TEST(BlockTimeText, TheTimeoutConsistsOfAllDigitsOfTheValue)
 {
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=\"timeout 600s\""), 600);
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=600"), 600);
@@ -54,7 +54,7 @@ TEST(BlockTimeText, EmptyAndUnparsableValuesHaveDifferentResults)
     EXPECT_EQ(parseTimeoutValue(""), -1);
 }
 
-TEST(BlockTimeText, ACountBeyond32BitsIsUnparsable)
+TEST(BlockTimeText, ATimeoutAbove2147483647IsUnparsable)
 {
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=2147483647"), 2147483647);
     EXPECT_EQ(parseTimeoutValue("TIMEOUT=2147483648"), -1);

@@ -53,7 +53,7 @@ TEST(BusContract, TheServiceDeclaresItsSignalsAndSlotsInOrder)
                            "QString)"}));
 }
 
-TEST(BusContract, TheAdapterDeclaresItsSignalsAndSlotsInAlphabeticalOrder)
+TEST(BusContract, TheAdaptorDeclaresItsSignalsAndSlotsInAlphabeticalOrder)
 {
     EXPECT_EQ(ownMethods(halvexDesktopDaemonAdapter::staticMetaObject),
               (QStringList{"signal public void installFinished(int,QStringList,QString,QString)",
@@ -73,7 +73,7 @@ TEST(BusContract, TheAdapterDeclaresItsSignalsAndSlotsInAlphabeticalOrder)
                            "slot public int setServiceStatus(QString,int,int)"}));
 }
 
-TEST(BusContract, TheAdapterDeclaresOnlyTheInterfaceNameAndTheIntrospection)
+TEST(BusContract, TheAdaptorDeclaresOnlyTheInterfaceNameAndTheIntrospection)
 {
     const QMetaObject &adapter = halvexDesktopDaemonAdapter::staticMetaObject;
     ASSERT_EQ(adapter.classInfoCount() - adapter.classInfoOffset(), 2);
@@ -109,7 +109,7 @@ TEST_F(ServiceObject, ACallThatDoesNotComeOverTheBusIsRefused)
                                            "warning: Not a DBus call"}));
 }
 
-TEST_F(ServiceObject, TheAdapterForwardsTheStatusAndDoesNotChangeOutValues)
+TEST_F(ServiceObject, TheAdaptorForwardsTheStatusAndDoesNotChangeOutValues)
 {
     halvexDesktopDaemonService service;
     halvexDesktopDaemonAdapter adapter(&service);

@@ -85,7 +85,7 @@ TEST_F(CallerPrivilege, AnEmptyGroupHasNoMembers)
     EXPECT_EQ(isWheelMember("anna"), 0);
 }
 
-TEST_F(CallerPrivilege, AUserWithoutAnAccountIsPrintedAndIsNoAdministrator)
+TEST_F(CallerPrivilege, WithoutAnAccountAMessageIsPrintedAndTheUserIsNoAdministrator)
 {
     const std::string printed = printedBy([] {
         EXPECT_EQ(isWheelMemberByUid(2999), -1);
@@ -95,7 +95,7 @@ TEST_F(CallerPrivilege, AUserWithoutAnAccountIsPrintedAndIsNoAdministrator)
                        "Failed to get passwd struct for 2999: Success\n");
 }
 
-TEST_F(CallerPrivilege, AMissingGroupWheelIsPrintedAndMakesNoAdministrator)
+TEST_F(CallerPrivilege, WithoutTheGroupWheelAMessageIsPrintedAndTheUserIsNoAdministrator)
 {
     host::writeFile("/etc/group", "root:x:0:\n");
     const std::string printed = printedBy([] {

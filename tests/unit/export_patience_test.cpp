@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The time limit for the writes of an export. Another user can delay each write, so the delays
-// count in total. The functions below stand in the place of the C library's, and advance the test
-// clock.
+// count in total. The functions below replace those of the C library, and advance the test clock.
 #include "services/test_clock.h"
 #include "stats/export_file.h"
 #include "util/socket_io.h"
@@ -37,11 +36,11 @@ constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 constexpr std::size_t blockSize = 1UL << 20; ///< the size of the writer's writes
 const std::string block(blockSize, 'x');
 
-/// The time limit that the size of one block adds.
+/// The time by which one block extends the time limit.
 constexpr milliseconds blockTime(blockSize / halvex::minExportBytesPerMs);
 
 int delayedFile = -1;
-milliseconds delay; ///< of each write to it
+milliseconds delay; ///< of each write to the delayed file
 
 } // namespace
 
@@ -85,7 +84,7 @@ protected:
     [[nodiscard]] std::vector<int> limits() const
     {
         std::vector<int> found;
-        bool isLimited = true; // until the writer exists
+        bool isLimited = true; // the writer's constructor removes this first limit
         Word word{};
         while (recv(connection[0].get(), &word, sizeof word, MSG_DONTWAIT) == sizeof word) {
             EXPECT_EQ(word.kind, isLimited ? Word::Kind::NoLimit : Word::Kind::Patience);
@@ -105,7 +104,7 @@ protected:
     ExportWriter writer{output, exportPath, control, exportPatienceMs};
 };
 
-TEST_F(ExportPatience, OfAllLaterWritesIsReducedByEachDelay)
+TEST_F(ExportPatience, EachDelayReducesTheTimeLimitOfAllLaterWrites)
 {
     delay = blockTime + milliseconds(500);
     for (int i = 0; i < 4; ++i) {
@@ -118,7 +117,7 @@ TEST_F(ExportPatience, OfAllLaterWritesIsReducedByEachDelay)
               (std::vector<int>{2000 + allowed, 1500 + allowed, 1000 + allowed, 500 + allowed, 0}));
 }
 
-TEST_F(ExportPatience, OfALogThatTheKernelCopiesIsReducedByEachDelay)
+TEST_F(ExportPatience, EachDelayReducesTheTimeLimitOfACopyWithinTheKernel)
 {
     const std::string logPath = "/tmp/a.log";
     const FileDescriptor log(open(logPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
@@ -130,7 +129,7 @@ TEST_F(ExportPatience, OfALogThatTheKernelCopiesIsReducedByEachDelay)
     EXPECT_EQ(limits(), (std::vector<int>{2000 + 3 * allowed, 1500 + 2 * allowed, 1000 + allowed}));
 }
 
-TEST_F(ExportPatience, IsTheSameAfterWritesThatTakeNoLongerThanAllowed)
+TEST_F(ExportPatience, WritesThatTakeNoLongerThanAllowedKeepTheTimeLimit)
 {
     constexpr int count = 20;
     for (const milliseconds duration : {milliseconds(0), blockTime}) {
@@ -148,10 +147,10 @@ constexpr int blocks = 40;
 
 std::string writeBlocks(const std::string &path, const JobControl &control)
 {
-    const FileDescriptor pipe(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    const FileDescriptor fifo(open(path.c_str(), O_WRONLY | O_CLOEXEC));
     control.setInterimResult("given up");
     try {
-        ExportWriter writer(pipe, path, control, exportPatienceMs);
+        ExportWriter writer(fifo, path, control, exportPatienceMs);
         for (int i = 0; i < blocks; ++i) {
             writer.append(block);
         }
@@ -161,13 +160,13 @@ std::string writeBlocks(const std::string &path, const JobControl &control)
     return "complete";
 }
 
-TEST(DelayedExport, WhoseWritesAreShortButTakeTooLongInTotalIsGivenUp)
+TEST(DelayedExport, WhoseWritesAreDelayedTooLongInTotalIsGivenUp)
 {
     halvex::ExpendableWorker worker("halvex-test");
-    constexpr const char *path = "/tmp/pipe";
+    constexpr const char *path = "/tmp/fifo";
     ASSERT_EQ(mkfifo(path, 0600), 0);
-    const FileDescriptor pipe(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    ASSERT_EQ(fcntl(pipe.get(), F_SETPIPE_SZ, blockSize), int(blockSize));
+    const FileDescriptor fifo(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    ASSERT_EQ(fcntl(fifo.get(), F_SETPIPE_SZ, blockSize), int(blockSize));
     std::atomic<bool> isReading = true;
     // Each write waits until the reader has read the previous block, which takes far less than the
     // limit.
@@ -176,7 +175,7 @@ TEST(DelayedExport, WhoseWritesAreShortButTakeTooLongInTotalIsGivenUp)
         while (isReading) {
             constexpr milliseconds pause(300);
             std::this_thread::sleep_for(pause);
-            static_cast<void>(read(pipe.get(), bytes.data(), bytes.size()));
+            static_cast<void>(read(fifo.get(), bytes.data(), bytes.size()));
         }
     });
     EXPECT_EQ(worker.run(writeBlocks, path, exportPatienceMs), "given up");

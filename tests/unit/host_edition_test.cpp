@@ -120,7 +120,7 @@ TEST_F(HostEdition, TheGenerationIsZeroUntilItIsClassified)
     EXPECT_EQ(halvex::hostGeneration, 0);
     host::writeFile(buildFile, "Build 20210801\n");
     halvex::classifyHostGeneration();
-    EXPECT_EQ(halvex::hostGeneration, 0) << "this build does not change it";
+    EXPECT_EQ(halvex::hostGeneration, 0) << "this build changes it";
 }
 
 class HostGeneration : public HostEdition

@@ -225,7 +225,7 @@ TEST_F(InterventionSettingsModule, AFieldOnTheHeadersLineIsFound)
               "action \"a\" name = \"x\"\nname = 2\n");
 }
 
-TEST_F(InterventionSettingsModule, TheSearchMayBeginInsideAHeaderWithWideCharacters)
+TEST_F(InterventionSettingsModule, TheSearchMayBeginInsideAHeaderWithMultibyteCharacters)
 {
     // The name has five ö and ends with text that looks like a field. Because of the five ö, the
     // search begins five bytes before the header's end.
@@ -240,7 +240,7 @@ TEST_F(InterventionSettingsModule, TheRestOfTheFileIsKeptByteForByte)
     EXPECT_EQ(changed(before + "n = 1" + after, "a", "n", "x"), before + "n = \"x\"" + after);
 }
 
-TEST_F(InterventionSettingsModule, AnActionWithoutAHeaderFailsAndTheFileIsUnchanged)
+TEST_F(InterventionSettingsModule, AMissingActionFailsAndTheFileIsUnchanged)
 {
     host::writeFile(configPath, original);
     EXPECT_EQ(set("log", "timeout", "1"), -1);

@@ -163,7 +163,7 @@ TEST(InterventionText, TheSearchForAFieldStartsAfterTheFirstHeader)
     EXPECT_EQ(fieldSearchStart("", "block"), std::nullopt);
 }
 
-TEST(InterventionText, WideCharactersInTheNameLeaveTheStartInsideTheHeader)
+TEST(InterventionText, WithMultibyteCharactersInTheNameTheSearchStartsInsideTheHeader)
 {
     // ö has one UTF-16 unit and two bytes. The emoji has two units and four bytes.
     EXPECT_EQ(fieldSearchStart("action \"\xc3\xb6\xf0\x9f\x98\x80\"\n", "ö😀"), 12);

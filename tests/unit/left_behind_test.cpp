@@ -37,10 +37,10 @@ TEST(LeftBehind, AWorkerIsFoundByItsNameWhileItRuns)
 {
     {
         ExpendableWorker worker(name);
-        EXPECT_EQ(found(), 0U) << "only the template process exists yet";
+        EXPECT_EQ(found(), 0U) << "although only the template process exists yet";
         ASSERT_EQ(worker.run(repeat, "abc", std::chrono::minutes(1)), "abc");
         EXPECT_EQ(found(), 1U);
-        EXPECT_EQ(found(name, 0), 0U) << "none may be returned";
+        EXPECT_EQ(found(name, 0), 0U) << "more processes were returned than requested";
         EXPECT_EQ(found("halvex-tes"), 0U);
     }
     EXPECT_TRUE(waitFor([] { return found() == 0; }));

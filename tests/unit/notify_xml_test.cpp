@@ -235,7 +235,7 @@ TEST(NotifyXml, WritingTheSameValuesAgainChangesNothing)
     EXPECT_EQ(changed(once), once);
 }
 
-TEST(NotifyXml, AHundredThousandNestedElementsDoNoHarm)
+TEST(NotifyXml, AHundredThousandNestedElementsAreReadAndWritten)
 {
     constexpr int depth = 100000;
     const QByteArray nested =

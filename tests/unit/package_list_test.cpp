@@ -9,16 +9,16 @@ namespace {
 
 using testing::UnorderedElementsAre;
 
-/// The text before the allow-list in a rejection's warning. The order of the list itself is not
-/// fixed.
+/// The text before the allow-list in the warning about a refusal. The order of the list itself is
+/// not fixed.
 constexpr const char *allowedPart = " . Allowed packages are: (";
 
 class PackageList : public testing::Test
 {
 protected:
-    /// Expects one message: the rejection of @p invalid, the list of entries as the warning shows
-    /// it.
-    void expectRejectionOf(const QString &invalid) const
+    /// Expects one message, the refusal. It shows @p invalid as the list of invalid entries, and
+    /// then all allowed packages in any order.
+    void expectRefusalOf(const QString &invalid) const
     {
         ASSERT_EQ(log.messages().size(), 1);
         QString text = log.messages().first();
@@ -44,7 +44,7 @@ TEST_F(PackageList, EachOfTheSuitesPackagesMayBeInstalled)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(PackageList, AnEmptyListIsRejected)
+TEST_F(PackageList, AnEmptyListIsRefused)
 {
     EXPECT_FALSE(halvex::validatePackages({}));
     EXPECT_EQ(log.messages(), QStringList{"warning: No packages to install"});
@@ -62,7 +62,7 @@ TEST_F(PackageList, ARepeatedNameIsAccepted)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(PackageList, SimilarNamesAreRejected)
+TEST_F(PackageList, SimilarNamesAreRefused)
 {
     for (const char *entry :
          {"Halvex.net.ai", "HALVEX-NET-AI", "/opt/halvex.net.ai.deb", "halvex.net.ai.deb",
@@ -78,22 +78,22 @@ TEST_F(PackageList, SimilarNamesAreRejected)
     }
 }
 
-TEST_F(PackageList, EmptyAndBlankEntriesAreRejected)
+TEST_F(PackageList, EmptyAndBlankEntriesAreRefused)
 {
     EXPECT_FALSE(halvex::validatePackages({"", " "}));
-    expectRejectionOf(R"(("", " "))");
+    expectRefusalOf(R"(("", " "))");
 }
 
-TEST_F(PackageList, OneUnknownEntryRejectsTheListAndOnlyThisEntryIsNamedWithItsBlanks)
+TEST_F(PackageList, AListWithOneUnknownEntryIsRefusedAndOnlyThisEntryIsNamedWithItsBlanks)
 {
     EXPECT_FALSE(halvex::validatePackages({"halvex-net-ai", "  bash ", "norva.ai.dga.detect"}));
-    expectRejectionOf(R"(("  bash "))");
+    expectRefusalOf(R"(("  bash "))");
 }
 
 TEST_F(PackageList, EveryUnknownEntryIsNamedInOrder)
 {
     EXPECT_FALSE(halvex::validatePackages({"zsh", "halvex-net-ai", "bash", "zsh"}));
-    expectRejectionOf(R"(("zsh", "bash", "zsh"))");
+    expectRefusalOf(R"(("zsh", "bash", "zsh"))");
 }
 
 } // namespace

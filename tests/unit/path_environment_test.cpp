@@ -43,14 +43,14 @@ TEST_F(PathEnvironment, ASafeDirectoryBesideACoreDirectoryIsAccepted)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(PathEnvironment, AnUnsetPathIsRefused)
+TEST_F(PathEnvironment, AnUnsetPathMustBeReplaced)
 {
     qunsetenv("PATH");
     EXPECT_TRUE(halvex::checkPathEnvironment());
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH环境变量为空"});
 }
 
-TEST_F(PathEnvironment, AnEmptyPathIsRefused)
+TEST_F(PathEnvironment, AnEmptyPathMustBeReplaced)
 {
     EXPECT_TRUE(mustBeReplaced(""));
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH环境变量为空"});
@@ -62,7 +62,7 @@ TEST_F(PathEnvironment, EmptyItemsAreIgnored)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(PathEnvironment, APathOfOnlySeparatorsIsRefused)
+TEST_F(PathEnvironment, APathOfOnlySeparatorsMustBeReplaced)
 {
     EXPECT_TRUE(mustBeReplaced(":::"));
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH缺失系统核心目录"});
@@ -167,7 +167,7 @@ TEST_F(PathEnvironment, AGroupWritableDirectoryIsAccepted)
     EXPECT_FALSE(mustBeReplaced("/srv/group:/usr/bin"));
 }
 
-TEST_F(PathEnvironment, ASafePathWithoutACoreDirectoryIsRefused)
+TEST_F(PathEnvironment, ASafePathWithoutACoreDirectoryMustBeReplaced)
 {
     EXPECT_TRUE(mustBeReplaced("/usr/local/bin"));
     EXPECT_EQ(log.messages(), QStringList{"warning: [PATH安全警告] PATH缺失系统核心目录"});

@@ -96,7 +96,7 @@ TEST_F(SwitchReader, TheFirstOfTwoKeysInALineCounts)
     EXPECT_FALSE(isOn("three admin: off three admin: on\n"));
 }
 
-TEST_F(SwitchReader, AColonInsideTheKeyCounts)
+TEST_F(SwitchReader, AColonInsideTheKeyBeginsTheValue)
 {
     EXPECT_TRUE(isOn("mode: on\n", "mode:"));
     EXPECT_FALSE(isOn("a:b: on\n", "a:b"));

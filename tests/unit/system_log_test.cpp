@@ -51,8 +51,8 @@ TEST(SystemLogLine, IsLostIfTheLoggerDoesNotRead)
     while (recv(log.get(), line.data(), line.size(), MSG_DONTWAIT) > 0) {
         ++kept;
     }
-    EXPECT_GT(kept, 0) << "the first lines are kept";
-    EXPECT_LT(kept, 200) << "the queue has room for other programs";
+    EXPECT_GT(kept, 0) << "the first lines are lost too";
+    EXPECT_LT(kept, 200) << "the lines leave no room for other programs in the queue";
 }
 
 TEST(SystemLogLine, WaitsForAReaderThatIsSlow)

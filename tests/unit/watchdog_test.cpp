@@ -178,13 +178,13 @@ TEST_F(Watchdog, ADeliveredEventSendsAMessageAtMostOnceASecond)
         QCoreApplication::sendEvent(&receiver, &event);
     };
     deliver();
-    EXPECT_FALSE(hasMessage()) << "the first second has not passed";
+    EXPECT_FALSE(hasMessage()) << "a message was sent in the first second";
     QThread::msleep(1100);
-    EXPECT_FALSE(hasMessage()) << "nothing was delivered";
+    EXPECT_FALSE(hasMessage()) << "a message was sent although no event was delivered";
     deliver();
     deliver();
     EXPECT_TRUE(hasMessage());
-    EXPECT_FALSE(hasMessage()) << "at most one message a second";
+    EXPECT_FALSE(hasMessage()) << "more than one message was sent in a second";
 }
 
 TEST_F(Watchdog, SendsNoMessageBeforeItsCheckHasSucceeded)
@@ -250,7 +250,8 @@ TEST_F(Watchdog, AFailedCheckTriggersTheWatchdogAndStopsTheEventLoop)
         EXPECT_EQ(nextMessage(), "WATCHDOG=trigger");
         EXPECT_TRUE(waitFor([&daemon] { return sleeps(daemon.pid); }));
         char byte = 0;
-        EXPECT_EQ(read(ends[0], &byte, 1), -1) << "the daemon continued before it slept";
+        EXPECT_EQ(read(ends[0], &byte, 1), -1)
+            << "the event loop delivered an event after the failed check";
     }
     close(ends[0]);
     close(ends[1]);
