@@ -14,19 +14,19 @@
 //                          last TEXT is "variant:", the large text is sent in a variant
 //   --list COUNT           the large messages have a list of COUNT texts of one character each,
 //                          instead of the text of 33 MB
-//   --descriptors KIND N   attach N descriptors to each message; KIND is a path, or "lingering"
+//   --descriptors PATH N   attach N descriptors of the file PATH to each message
 //   --connections N        do all of this through N connections at once
 //   --seconds N            repeat all of this for N seconds; each connection prints "round"
 //                          after its first round
 //   --answers              wait for each message's answer and print it before the next is sent
 //   --stay                 stay on the bus; print "sent" when the bus has taken all messages
 #include "bus_message.h"
-#include "descriptors.h"
 
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -43,7 +43,7 @@ struct Orders
     int small = 0;
     int large = 0;
     int listed = 0;
-    std::string descriptorKind;
+    std::string descriptorPath;
     int descriptors = 0;
     int connections = 1;
     std::chrono::seconds time{0};
@@ -85,7 +85,7 @@ Orders readOrders(int argc, char **argv)
         } else if (word == "--list") {
             orders.listed = std::stoi(value());
         } else if (word == "--descriptors") {
-            orders.descriptorKind = value();
+            orders.descriptorPath = value();
             orders.descriptors = std::stoi(value());
         } else if (word == "--connections") {
             orders.connections = std::stoi(value());
@@ -107,13 +107,23 @@ Orders readOrders(int argc, char **argv)
     return orders;
 }
 
+int openForReading(const std::string &path)
+{
+    const int descriptor = open(path.c_str(), O_RDONLY);
+    if (descriptor < 0) {
+        std::perror(path.c_str());
+        std::exit(2);
+    }
+    return descriptor;
+}
+
 /// Sends the messages of each round through one connection, the small ones first.
 class Sender
 {
 public:
     explicit Sender(const Orders &given)
         : orders(given), bus(connectToBus()),
-          descriptor(given.descriptors == 0 ? -1 : openDescriptor(given.descriptorKind))
+          descriptor(given.descriptors == 0 ? -1 : openForReading(given.descriptorPath))
     {
         std::vector<std::string> destinations{orders.address.destination};
         if (orders.pid != 0) {
@@ -215,9 +225,7 @@ int main(int argc, char **argv)
         }
     }
     attack(orders);
-    if (orders.descriptorKind != "lingering") {
-        while (wait(nullptr) > 0) {
-        }
+    while (wait(nullptr) > 0) {
     }
     // Exits without cleaning up, like a program that is killed.
     _exit(0);

@@ -2,22 +2,18 @@
 //
 // A user's FUSE file system with one file that hangs.
 //
-//   hanging-file DIRECTORY [PID]
+//   hanging-file DIRECTORY
 //       mounts the file system at DIRECTORY, and serves DIRECTORY/file until this program is
 //       killed or its input ends.
-//       Reads of the file never return. Closes never return either; if PID is given, this holds
-//       only for closes by that process.
+//       Reads and closes of the file never return.
 //
 // Prints "ready", and then "read" or "flush" for each request that starts to hang.
 #include "one_file.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <unistd.h>
 
 namespace {
-
-pid_t pidThatHangs = 0;
 
 [[noreturn]] void hang(const char *request)
 {
@@ -41,9 +37,6 @@ int readFile(const char * /*path*/, char * /*bytes*/, std::size_t /*size*/, off_
 
 int flushFile(const char * /*path*/, fuse_file_info * /*file*/)
 {
-    if (pidThatHangs != 0 && fuse_get_context()->pid != pidThatHangs) {
-        return 0;
-    }
     hang("flush");
 }
 
@@ -58,10 +51,9 @@ int writeFile(const char * /*path*/, const char * /*bytes*/, std::size_t size, o
 int main(int argc, char **argv)
 {
     if (argc < 2) {
-        std::fputs("usage: hanging-file DIRECTORY [PID]\n", stderr);
+        std::fputs("usage: hanging-file DIRECTORY\n", stderr);
         return 2;
     }
-    pidThatHangs = argc > 2 ? std::atoi(argv[2]) : 0;
     fuse_operations operations{};
     operations.open = openFile;
     operations.read = readFile;

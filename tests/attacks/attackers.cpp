@@ -76,10 +76,10 @@ QStringList Attackers::run(const QStringList &command, unsigned uid)
     return QString::fromUtf8(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
 }
 
-QProcess &Attackers::startHangingFile(unsigned uid, qint64 pid)
+QProcess &Attackers::startHangingFile(unsigned uid)
 {
     EXPECT_EQ(chown(mountPoint, uid, uid), 0);
-    QProcess &process = start({"hanging-file", mountPoint, QString::number(pid)}, uid);
+    QProcess &process = start({"hanging-file", mountPoint}, uid);
     files.push_back(std::move(processes.back()));
     processes.pop_back();
     EXPECT_EQ(linesUntil(process, "ready", patienceMs), QStringList())

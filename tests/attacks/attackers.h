@@ -34,9 +34,7 @@ public:
     QStringList run(const QStringList &command, unsigned uid);
 
     /// Starts hanging-file as the user @p uid, and waits until its file is there.
-    ///
-    /// @param pid  the only process for which closing the file hangs; 0 for all
-    QProcess &startHangingFile(unsigned uid, qint64 pid = 0);
+    QProcess &startHangingFile(unsigned uid);
 
     /// The file that hangs.
     [[nodiscard]] static QString hangingFile() { return "/srv/hanging/file"; }

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Messages that fill the daemon's queue at the bus. The bus then drops its own answers to the gate.
+// Messages that fill the queues of the daemon's connections at the bus. The bus then drops its own
+// answers to the gate. The bus policy denies some of these messages, but it is overridden here, so
+// that the daemon itself must withstand them.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
+#include "support/process_resources.h"
 #include "support/settings_paths.h"
 
 namespace {
@@ -30,12 +33,14 @@ protected:
     {
         AttackedHost::SetUp();
         host::writeFile(notifyPath, notifySettings);
+        overridePolicy();
     }
 
     /// Makes a stranger send large messages through six connections. Returns when each has sent
-    /// some.
+    /// some, and the daemon has received one.
     QProcess &startFlood(int seconds)
     {
+        const int before = peakMemory();
         QStringList options = GetParam().options;
         options.replaceInStrings("PID", QString::number(daemon.processId()));
         QProcess &flood = attackers.start(QStringList{"flood", "--large", "1", "--connections",
@@ -46,8 +51,12 @@ protected:
         for (int i = 0; i < connections; ++i) {
             EXPECT_EQ(linesUntil(flood, "round", patienceMs), QStringList());
         }
+        EXPECT_TRUE(waitFor([this, before] { return peakMemory() > before + messageKib; }))
+            << "the flood does not reach the daemon";
         return flood;
     }
+
+    [[nodiscard]] int peakMemory() const { return memoryOf(daemon.processId(), "VmHWM"); }
 
     QProcess &startCaller(const QStringList &way, int calls)
     {
@@ -66,15 +75,16 @@ protected:
         EXPECT_EQ(host::readFile(notifyPath), notifySettings);
     }
 
+    static constexpr int messageKib = 32000; // rounded down
     static constexpr int longerThanATest = 3600;
     static constexpr int answerMs = 15000;
-    /// A daemon that waited 25 s for each answer, as bus libraries do, would ask its second
-    /// question after 25 s and its third after 50 s. The flood goes on until 40 s, so only those
-    /// two answers are lost.
+    /// If the gate does not answer within answerMs, the flood goes on for this time, 40 s in total.
+    /// A gate that waits 25 s for each answer then loses the answers to its first and second
+    /// question, but gets the third, which it asks after 50 s.
     static constexpr int secondQuestionMs = 25000;
 };
 
-TEST_P(FloodedGate, RefusesAnOrdinaryUserWhoBlocksItUntilTheFlood)
+TEST_P(FloodedGate, RefusesAnOrdinaryUserWhoIsUnreadableUntilTheFloodBegins)
 {
     QProcess &file = attackers.startHangingFile(user::ordinary);
     QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1);

@@ -149,6 +149,7 @@ TEST_F(StartUp, TheDaemonItselfHasTheSamePathAsItsChildren)
                          QString("LD_PRELOAD=") + ENVIRONMENT_TELLER,
                          "ASAN_OPTIONS=verify_asan_link_order=0"});
     EXPECT_THAT(daemonMessages(), Contains("at start: PATH=/usr/bin LC_ALL=en_US.UTF-8"));
+    EXPECT_THAT(pathsAndLocalesOfChildren(), allSee("/usr/bin"));
 }
 
 TEST_F(StartUp, TheEnvironmentCanBeReadUntilTheProcessHasExited)

@@ -14,7 +14,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         for (const QString &package : packages) {
             fuzz::requireThat(!package.contains('/') && !package.contains('_') &&
                                   package.trimmed().size() < 20,
-                              "an allowed package is a known add-on");
+                              "an allowed package has fewer than 20 characters, no '/' and no '_'");
         }
     }
     return 0;

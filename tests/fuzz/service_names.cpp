@@ -11,7 +11,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         QString::fromUtf8(reinterpret_cast<const char *>(data), static_cast<int>(size));
     if (halvex::checkServiceNames(names)) {
         fuzz::requireThat(!names.contains('/') && !names.contains("--") && !names.contains('@'),
-                          "an allowed name is a plain unit name");
+                          "allowed names have no '/', no \"--\" and no '@'");
     }
     return 0;
 }

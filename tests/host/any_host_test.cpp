@@ -74,7 +74,7 @@ TEST_P(AnyHost, MissingNamespacesAreReported)
 
 TEST_P(AnyHost, AnOverlayThatCannotBeMountedIsReported)
 {
-    // Without /.layers, the new root would be an overlay over two nested overlays: one too many.
+    // Without the mounts below /.layers, the lower directory of the new root does not exist.
     const auto result = host::run({"unshare", "--mount", "--", "/bin/sh", "-c",
                                    "umount --recursive /.layers && exec \"$0\" true", script()});
     EXPECT_EQ(result.exitCode, 125);

@@ -22,6 +22,10 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    /// Makes the bus pass on all messages to the daemon, against its policy, so that only the
+    /// daemon itself can withstand them.
+    static void overridePolicy();
+
     /// Starts the daemon and waits until it serves the bus.
     ///
     /// @param wrapper  a command that starts the daemon, such as setpriv

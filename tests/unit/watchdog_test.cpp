@@ -68,6 +68,16 @@ protected:
         }
     }
 
+    /// Empties the queue that fillQueue() has filled, and returns the next message.
+    QByteArray nextMessageAfterTheFiller()
+    {
+        QByteArray message;
+        do {
+            message = nextMessage();
+        } while (message == "x");
+        return message;
+    }
+
     bool hasMessage()
     {
         char message = 0;
@@ -200,26 +210,23 @@ TEST_F(Watchdog, SendsNoMessageBeforeItsCheckHasSucceeded)
     EXPECT_GE(checks, 1);
 }
 
-/// A process with a watchdog, whose check calls @p duringCheck and fails.
-class FailingDaemon
+/// A process with a watchdog, whose check is @p check.
+class WatchedDaemon
 {
 public:
-    explicit FailingDaemon(const std::function<void()> &duringCheck) : pid(fork())
+    explicit WatchedDaemon(const std::function<bool()> &check) : pid(fork())
     {
         if (pid == 0) {
             qputenv("WATCHDOG_PID", QByteArray::number(getpid()));
             const auto watchdog = halvex::startWatchdog();
-            watchdog->setCheck([&duringCheck] {
-                duringCheck();
-                return false;
-            });
+            watchdog->setCheck(check);
             QEventLoop loop;
             _exit(loop.exec());
         }
     }
-    FailingDaemon(const FailingDaemon &) = delete;
-    FailingDaemon &operator=(const FailingDaemon &) = delete;
-    ~FailingDaemon()
+    WatchedDaemon(const WatchedDaemon &) = delete;
+    WatchedDaemon &operator=(const WatchedDaemon &) = delete;
+    ~WatchedDaemon()
     {
         EXPECT_EQ(kill(pid, SIGKILL), 0);
         EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
@@ -243,9 +250,10 @@ TEST_F(Watchdog, AFailedCheckTriggersTheWatchdogAndStopsTheEventLoop)
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
     {
-        const FailingDaemon daemon([&ends] {
+        const WatchedDaemon daemon([&ends] {
             // The event loop would deliver this event next, before it sleeps.
             QTimer::singleShot(0, [&ends] { static_cast<void>(write(ends[1], "x", 1)); });
+            return false;
         });
         EXPECT_EQ(nextMessage(), "WATCHDOG=trigger");
         EXPECT_TRUE(waitFor([&daemon] { return sleeps(daemon.pid); }));
@@ -262,29 +270,39 @@ TEST_F(Watchdog, ATriggerThatDoesNotFitIntoTheManagersQueueIsRepeated)
     fillQueue();
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
-    const FailingDaemon daemon([&ends] { static_cast<void>(write(ends[1], "x", 1)); });
+    const WatchedDaemon daemon([&ends] {
+        static_cast<void>(write(ends[1], "x", 1));
+        return false;
+    });
     char byte = 0;
     ASSERT_EQ(read(ends[0], &byte, 1), 1);
     ASSERT_TRUE(waitFor([&daemon] { return sleeps(daemon.pid); }));
-    QByteArray message;
-    do {
-        message = nextMessage();
-    } while (message == "x");
-    EXPECT_EQ(message, "WATCHDOG=trigger");
+    EXPECT_EQ(nextMessageAfterTheFiller(), "WATCHDOG=trigger");
     close(ends[0]);
     close(ends[1]);
 }
 
-TEST_F(Watchdog, AManagerThatDoesNotReadDoesNotBlockTheDaemon)
+TEST_F(Watchdog, AManagerThatDoesNotReadDoesNotBlockTheDaemonAndGetsMessagesLater)
 {
     fillQueue();
-    const auto watchdog = halvex::startWatchdog();
-    QEventLoop loop;
-    QTimer::singleShot(100, &loop, &QEventLoop::quit);
-    EXPECT_EQ(loop.exec(), 0);
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
+    {
+        const WatchedDaemon daemon([&ends] { return write(ends[1], "x", 1) == 1; });
+        int checks = 0;
+        // The watchdog sends a message after each check.
+        EXPECT_TRUE(waitFor([&ends, &checks] {
+            char byte = 0;
+            checks += read(ends[0], &byte, 1) == 1 ? 1 : 0;
+            return checks >= 3;
+        })) << "the first message blocked the daemon";
+        EXPECT_EQ(nextMessageAfterTheFiller(), "WATCHDOG=1");
+    }
+    close(ends[0]);
+    close(ends[1]);
 }
 
-TEST_F(Watchdog, AMissingManagerOrATooLongSocketNameDoesNoHarm)
+TEST_F(Watchdog, WithAMissingManagerOrATooLongSocketNameTheEventLoopGoesOn)
 {
     manager = {};
     for (const QByteArray &name : {QByteArray("/run/notify"), QByteArray(200, 'x')}) {
@@ -292,9 +310,15 @@ TEST_F(Watchdog, AMissingManagerOrATooLongSocketNameDoesNoHarm)
         qputenv("NOTIFY_SOCKET", name);
         const auto watchdog = halvex::startWatchdog();
         ASSERT_TRUE(watchdog);
-        QEventLoop loop;
-        QTimer::singleShot(100, &loop, &QEventLoop::quit);
-        EXPECT_EQ(loop.exec(), 0);
+        int checks = 0;
+        watchdog->setCheck([&checks] {
+            ++checks;
+            return true;
+        });
+        EXPECT_TRUE(waitFor([&checks] {
+            QCoreApplication::processEvents();
+            return checks >= 3;
+        })) << name.constData();
     }
 }
 
