@@ -5,7 +5,7 @@
 //
 //   calls                         prints the rows of the table about calls
 //   calls start DAEMON REFERENCE  prints the row that compares the starts of two programs
-//   calls one STATUS              prints the duration in seconds of one call that returns STATUS
+//   calls one STATUS              prints the mean duration in seconds of a call that returns STATUS
 //   calls environment KIB         prints a row about calls with an environment of KIB KiB
 //   calls older ADDRESS           prints the rows that compare the daemon with an older daemon,
 //                                 which is on the bus at ADDRESS

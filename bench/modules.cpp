@@ -176,9 +176,10 @@ void measureGrowth(const char *what, const char *unit,
         }
     }
     for (const int units : {16, 64}) {
-        bench::printRow(
-            qPrintable(QString("%1, %2 of %3, against one alone").arg(what, unit).arg(units)),
-            bench::medianOf(times[units]), bench::medianOf(times[1]), "constant");
+        bench::printRow(qPrintable(QString("%1, time per %2 for %3 of them, against one alone")
+                                       .arg(what, unit)
+                                       .arg(units)),
+                        bench::medianOf(times[units]), bench::medianOf(times[1]), "constant");
     }
 }
 
@@ -187,21 +188,21 @@ void measureGrowths()
     const QString path = "/srv/bench/file";
     QString value;
     measureGrowth(
-        "intervention field read", "a MiB",
+        "intervention field read", "MiB",
         [&](int mebibytes) {
             write(path, "action \"a\"\n" + QByteArray("x = \"1\"\n").repeated(mebibytes << 17) +
                             "last = \"1\"\n");
         },
         [&] { static_cast<void>(halvex::getInterventionConfig(path, "", "a", "last", value)); });
     measureGrowth(
-        "intervention field written", "a MiB",
+        "intervention field written", "MiB",
         [&](int mebibytes) {
             write(path, "action \"a\"\n" + QByteArray("x = \"1\"\n").repeated(mebibytes << 17) +
                             "last = \"1\"\n");
         },
         [&] { static_cast<void>(halvex::setInterventionConfig(path, "", "a", "last", "2")); });
     measureGrowth(
-        "event total", "a MiB",
+        "event total", "MiB",
         [&](int mebibytes) {
             write(path, QByteArray("events_dropped='0'\n").repeated((mebibytes << 20) / 19) +
                             "events_processed='1'\n");

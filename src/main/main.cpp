@@ -37,7 +37,8 @@ int main(int argc, char **argv)
         QCoreApplication::exit(1);
     }
     if (!service->isAnsweredByTheBus() || !bus.registerService(halvex::busName)) {
-        // The contract prints the error of a new connection, not that of the failed claim.
+        // The contract with the front ends requires the error of a new connection here, not that of
+        // the failed claim.
         const auto fresh =
             QDBusConnection::connectToBus(QDBusConnection::SystemBus, halvex::busName);
         qDebug() << fresh.lastError().message() << Qt::endl;

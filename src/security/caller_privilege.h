@@ -45,7 +45,7 @@ struct PrivilegeBasis
                                const QString &busName);
 
 /// Asks the status tool whether the three administrator roles are separated. If the tool is
-/// missing, fails or does not mention these roles, the answer is no.
+/// missing, cannot be started or does not mention these roles, the answer is no.
 [[nodiscard]] bool isThreeAdminMode();
 
 /// Tells whether @p uid is an administrator on a host without separated roles.

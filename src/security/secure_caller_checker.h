@@ -11,7 +11,8 @@
 // Reads /proc and asks the bus daemon again at every call; keeps nothing. The time-out is
 // busAnswerTimeoutMs for each answer of the bus daemon. It is callerReadTimeoutMs for the
 // environment and the namespaces together, and again for the program. On time-out the caller is
-// refused. The status tool has no time-out. Never writes to the system log.
+// refused, except that a method that only reads does not need the answer about the user. The status
+// tool has no time-out. Never writes to the system log.
 #pragma once
 
 #include "util/expendable_worker.h"
