@@ -3,8 +3,8 @@
 // Runs the daemon's fixed shell commands, each identified by a number, with a clean environment and
 // time limits. Only the texts in `commandTable` are passed to the shell, and no caller's text is
 // ever stored in that table. A call waits for at most 30 s for the start of the shell, and then for
-// at most 30 s for its exit. If the command ends in "&", the call then waits for
-// the background job for at most half a second.
+// at most 30 s for its exit. If the command ends in "&", the call then waits for the background job
+// for at most half a second.
 #pragma once
 
 #include <QString>
