@@ -10,16 +10,16 @@
 ///
 ///   environment BYTES        its environment is BYTES of memory that was never touched
 ///   environment-of FILE      its environment extends into FILE, whose pages never arrive
-///   memory-lock FILE         it waits for a page of FILE while it holds its memory lock
-///   exec-lock FILE PROGRAM   it executes PROGRAM, but the kernel, which then closes FILE,
-///                            waits for ever
+///   memory-lock FILE         it waits for a page of FILE, and holds its mmap_lock meanwhile
+///   exec-lock FILE PROGRAM   it executes PROGRAM, and holds its exec_update_lock while the kernel
+///                            closes FILE, which never returns
 ///   starved GIB              it keeps changing the protection of GIB GiB of memory, while other
 ///                            processes take its processor time
 ///   waiting                  it only waits, and other processes can examine it
 ///
-/// Writes one byte to the pipe @p ready when the state is reached; in the ways memory-lock,
-/// exec-lock and starved, just before. isHeldUp() then tells when the state is reached in the first
-/// two of these. Exits the program on failure.
+/// Writes one byte to the pipe @p ready once the state is reached. In the ways memory-lock,
+/// exec-lock and starved, writes it immediately before. For memory-lock and exec-lock, isHeldUp()
+/// tells whether the state is reached. Exits the program on failure.
 [[noreturn]] void getStuck(const std::string &way, const std::vector<std::string> &parameters,
                            int ready);
 

@@ -53,8 +53,7 @@ TEST_F(Descriptors, AreRefusedByTheBusInCallsThatItAllowsWithoutThem)
 
 TEST_F(Descriptors, AreRefusedByTheBusInSignalsToEachConnectionOfRoot)
 {
-    // This test runs as root. Its connection owns no name, just like the daemon's connections at
-    // first.
+    // This test runs as root. Its connection owns no name, like the daemon's connections at first.
     ASSERT_TRUE(QDBusConnection::systemBus().isConnected());
     const QString pid = QString::number(getpid());
     for (const char *count : {"1", "16"}) {
@@ -86,7 +85,8 @@ TEST_F(Descriptors, TooFewForTheStatusToolDoNotLetAWheelMemberMakeChanges)
             ++readsWithoutTool;
         }
     }
-    EXPECT_GT(readsWithoutTool, 0) << "a reading call does not need the tool's answer";
+    EXPECT_GT(readsWithoutTool, 0)
+        << "no limit was found at which the tool cannot run and a reading call is served";
     setOpenFilesLimit(openFilesLimit);
     EXPECT_EQ(changeAs(user::secAdmin), Reply{0});
 }

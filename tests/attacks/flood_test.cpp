@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// Messages that fill the queues of the daemon's connections at the bus. The bus then drops its own
-// answers to the gate. The bus policy denies some of these messages, but it is overridden here, so
-// that the daemon itself must withstand them.
+// Messages that fill the queues of the daemon's connections at the bus. The bus drops its own
+// answers to a connection whose queue is full. The bus policy denies some of these messages, but it
+// is overridden here, so that the daemon itself must withstand them.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
 #include "support/settings_paths.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <csignal>
+#include <sys/types.h>
 
 namespace {
 
@@ -37,10 +43,9 @@ protected:
     }
 
     /// Makes a stranger send large messages through six connections. Returns when each has sent
-    /// some, and the daemon has received one.
+    /// some.
     QProcess &startFlood(int seconds)
     {
-        const int before = peakMemory();
         QStringList options = GetParam().options;
         options.replaceInStrings("PID", QString::number(daemon.processId()));
         QProcess &flood = attackers.start(QStringList{"flood", "--large", "1", "--connections",
@@ -51,12 +56,61 @@ protected:
         for (int i = 0; i < connections; ++i) {
             EXPECT_EQ(linesUntil(flood, "round", patienceMs), QStringList());
         }
-        EXPECT_TRUE(waitFor([this, before] { return peakMemory() > before + messageKib; }))
-            << "the flood does not reach the daemon";
         return flood;
     }
 
+    /// Expects that the daemon receives a message of the flood. Its peak memory was @p before KiB.
+    void expectFloodArrives(int before) const
+    {
+        EXPECT_TRUE(waitFor([this, before] { return peakMemory() > before + messageKib; }))
+            << "the flood does not reach the daemon";
+    }
+
     [[nodiscard]] int peakMemory() const { return memoryOf(daemon.processId(), "VmHWM"); }
+
+    /// Starts a caller that cannot be read, and stops the daemon while the gate reads it. If the
+    /// gate gives up reading before, tries it with another caller.
+    QProcess &stopDaemonDuringReading()
+    {
+        constexpr int attempts = 10;
+        const auto daemonId = static_cast<pid_t>(daemon.processId());
+        for (int i = 1;; ++i) {
+            QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1);
+            EXPECT_EQ(linesUntil(caller, "calling", patienceMs), QStringList());
+            EXPECT_TRUE(waitFor([i] {
+                return stateOf("halvex-gate") == 'D' || countOfMessages("file.read failed") == i;
+            }));
+            kill(daemonId, SIGSTOP);
+            EXPECT_TRUE(waitFor([] { return stateOf("halvex-desktop-") == 'T'; }));
+            if (stateOf("halvex-gate") == 'D' || i == attempts) {
+                return caller;
+            }
+            kill(daemonId, SIGCONT);
+            EXPECT_EQ(linesUntil(caller, "done", patienceMs).size(), 1);
+        }
+    }
+
+    /// The state, as in /proc/PID/stat, of the process of this host with the name @p name; 0 if
+    /// there is none. The gate reads callers in the process halvex-gate: its state is 'D' while it
+    /// waits for a lock of the caller, and 'S' after it has sent its result.
+    static char stateOf(const QByteArray &name)
+    {
+        for (const QString &entry : QDir("/proc").entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            QFile file("/proc/" + entry + "/stat"); // missing if the process has exited
+            const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+            const QByteArray nameInStat = " (" + name + ") ";
+            if (text.contains(nameInStat)) {
+                return text[text.indexOf(nameInStat) + nameInStat.size()];
+            }
+        }
+        return 0;
+    }
+
+    /// How often the text @p message is in the daemon's messages.
+    static int countOfMessages(const char *message)
+    {
+        return host::readFile("/run/daemon.err").count(message);
+    }
 
     QProcess &startCaller(const QStringList &way, int calls)
     {
@@ -79,18 +133,24 @@ protected:
     static constexpr int longerThanATest = 3600;
     static constexpr int answerMs = 15000;
     /// If the gate does not answer within answerMs, the flood goes on for this time, 40 s in total.
-    /// A gate that waits 25 s for each answer then loses the answers to its first and second
-    /// question, but gets the third, which it asks after 50 s.
+    /// A gate that waits 25 s for each answer, as bus libraries do, then loses the answer to its
+    /// question about the user. The flood has ended when it asks for the confirmation.
     static constexpr int secondQuestionMs = 25000;
 };
 
-TEST_P(FloodedGate, RefusesAnOrdinaryUserWhoIsUnreadableUntilTheFloodBegins)
+// The gate then has the answer to its question about the process id. It asks the other questions
+// during the flood.
+TEST_P(FloodedGate, RefusesAnOrdinaryUserIfTheFloodBeginsWhileItReadsTheCaller)
 {
     QProcess &file = attackers.startHangingFile(user::ordinary);
-    QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1);
-    ASSERT_EQ(linesUntil(caller, "calling", patienceMs), QStringList());
+    QProcess &caller = stopDaemonDuringReading();
+    ASSERT_EQ(stateOf("halvex-gate"), 'D') << "the gate has given up each caller before the flood";
+    const int before = peakMemory();
     QProcess &flood = startFlood(longerThanATest);
     file.kill(); // From here on the caller can be read.
+    ASSERT_TRUE(waitFor([this] { return stateOf("halvex-gate") == 'S'; }));
+    kill(static_cast<pid_t>(daemon.processId()), SIGCONT);
+    expectFloodArrives(before);
     QStringList answers = linesUntil(caller, "done", answerMs);
     if (answers.contains("no done")) {
         ADD_FAILURE() << "the gate does not give up a question within seconds";
@@ -100,11 +160,15 @@ TEST_P(FloodedGate, RefusesAnOrdinaryUserWhoIsUnreadableUntilTheFloodBegins)
     }
     EXPECT_EQ(answers.size(), 1) << qPrintable(answers.join(" "));
     expectOnlyRefusals(answers);
+    EXPECT_EQ(countOfMessages("environVars ("), 1)
+        << "the gate has not read the caller, so it has not asked the other questions";
 }
 
 TEST_P(FloodedGate, RefusesAnOrdinaryUserAtEveryMoment)
 {
+    const int before = peakMemory();
     QProcess &flood = startFlood(10);
+    expectFloodArrives(before);
     QProcess &caller = startCaller({"waiting"}, 200);
     flood.waitForFinished(patienceMs);
     QStringList answers = linesUntil(caller, "done", patienceMs);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Environments larger than a program can be started with, and the largest with which it can. The
-// sanitizers keep freed memory, so these cases are not part of a sanitized build.
+// Environments that are larger than the kernel allows at the start of a program, and the largest
+// environment that it allows. The sanitizers keep freed memory, so these cases are not part of a
+// sanitized build.
 #include "attacks/attacked_host.h"
 #include "support/process_resources.h"
 

@@ -79,7 +79,7 @@ protected:
     Attackers attackers;
 };
 
-TEST_F(WorkersLeftBehind, AreNoMoreThanTheLimitUntilTheyCanEnd)
+TEST_F(WorkersLeftBehind, AtTheLimitPreventNewJobsUntilTheyExit)
 {
     constexpr int limit = halvex::maxLeftBehind;
     host::writeFile(heldPath, "", 0666);

@@ -182,7 +182,7 @@ TEST_F(RealUnits, AStaticUnitRunsButIsNeverEnabled)
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", IsEnabled), 0);
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", HasStatus), 1);
     EXPECT_EQ(setServiceStatus("halvex-rootcheck", 1, 1), 0)
-        << "no success, although systemctl only prints a hint";
+        << "the change fails, although systemctl only prints a hint and exits with 0";
     EXPECT_EQ(getServiceStatus("halvex-rootcheck", IsEnabled), 0);
 }
 

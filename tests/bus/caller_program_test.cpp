@@ -110,7 +110,7 @@ TEST_F(CallerGate, AFrontEndThatWasReplacedAfterItsStartIsRefused)
     EXPECT_FALSE(wasLetIn(reply));
 }
 
-TEST_F(CallerGate, ADeletedProgramIsRefusedEvenIfItsDeletedNameLinksToAFrontEnd)
+TEST_F(CallerGate, ADeletedProgramIsRefusedEvenIfItsPathWithTheKernelsSuffixLinksToAFrontEnd)
 {
     copyFrontEnd("/srv/stranger");
     for (const MethodCall &each : allMethodCalls()) {

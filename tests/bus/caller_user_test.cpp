@@ -42,7 +42,7 @@ TEST_F(CallerGate, AWheelMemberByPrimaryGroupOnlyIsRefused)
     EXPECT_EQ(daemonOutput(), QStringList());
 }
 
-TEST_F(CallerGate, TheSeparatedAdministratorMayNotChangeTheSystemWhileTheRolesAreNotSeparated)
+TEST_F(CallerGate, User600MayNotChangeTheSystemWhileTheRolesAreNotSeparated)
 {
     EXPECT_EQ(letsChange(runBy(user::secAdmin)), "none");
 }

@@ -172,7 +172,7 @@ TEST_F(InterventionSettings, ACommentedHeaderOfAnotherActionDoesNotCloseTheSecti
     EXPECT_EQ(get("warn", "timeout"), (Reply{0, {"30"}}))
         << "a header in a comment does not open its section";
     EXPECT_EQ(get("block", "hosts"), (Reply{0, {""}}))
-        << "the header before it does not close the section";
+        << "the header of \"warn\" does not close the section of \"block\"";
 }
 
 TEST_F(InterventionSettings, ACommentedHeaderOfTheActionOpensItsSection)

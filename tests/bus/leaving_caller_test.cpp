@@ -130,7 +130,7 @@ TEST_F(LeavingCaller, IsRefusedAtWhateverMomentItLeaves)
         << "the upgrade service was called";
 }
 
-TEST_F(LeavingCaller, ThatHasLeftTheBusIsRefusedWithADebugMessage)
+TEST_F(LeavingCaller, ThatHasLeftTheBusIsRefusedWithAWarning)
 {
     startDaemon();
     QProcess held;
@@ -143,7 +143,7 @@ TEST_F(LeavingCaller, ThatHasLeftTheBusIsRefusedWithADebugMessage)
     EXPECT_EQ(daemonMessages(), (QStringList{"dbus service start ", "Failed to get caller PID"}));
 }
 
-TEST_F(LeavingCaller, WhoseProcessHasEndedIsRefusedWithADebugMessage)
+TEST_F(LeavingCaller, WhoseProcessHasExitedIsRefusedWithAMessage)
 {
     startDaemon();
     QProcess held;

@@ -198,7 +198,7 @@ TEST_F(StartUp, AnObjectPathThatIsTakenIsLoggedAndTheDaemonKeepsRunning)
                                              "dbus service start "}));
 }
 
-TEST_F(StartUp, ADaemonThatMayNotOwnItsProtectingNamesServesAndWarnsForEachName)
+TEST_F(StartUp, ADaemonThatMayOwnOnlyTheServicesNameServesAndWarnsForEachOtherName)
 {
     // The policy of version 1.0.0: root may own the service's name only.
     host::writeFile("/etc/dbus-1/system.d/com.norva.halvex.desktop.conf",

@@ -9,7 +9,7 @@
 #include <QStringList>
 #include <QVariant>
 
-/// Base of every test that needs the upgrade service. startUpgradeService() starts the stand-in.
+/// Base of tests of the daemon with the upgrade service. startUpgradeService() starts the stand-in.
 /// Before that, the service's name has no owner.
 class UpgradeHost : public DaemonHost
 {

@@ -14,7 +14,8 @@
 
 namespace {
 
-/// One failure delays a call for thirty seconds at most: the time limit of a command.
+/// One failure delays a call for thirty seconds at most: a command then reaches one of its two time
+/// limits, for its start or for its exit.
 constexpr int servedWithinMs = 35000;
 constexpr int usualMs = 3000;
 constexpr int refused = -999;
@@ -55,7 +56,7 @@ QString faultOfReply(const Scenario &scenario, const std::optional<Reply> &reply
     if (mayBeServed || !reply || reply->status == refused || !reply->error.isEmpty()) {
         return {};
     }
-    return QString::fromStdString("the caller is let in: " + shown(reply));
+    return QString::fromStdString("the caller is accepted: " + shown(reply));
 }
 
 /// Whether the bus library takes @p fault for the loss of a connection to the bus. The daemon then

@@ -51,8 +51,8 @@ protected:
     /// Lets a pausing front end continue, and returns the daemon's answer.
     [[nodiscard]] static Reply finishOdd(QProcess &process);
 
-    /// Holds the next caller in the gate until releaseGate(): the status tool that the gate runs
-    /// waits.
+    /// Holds the next caller in the gate until releaseGate(). The gate runs the status tool, and
+    /// the tool waits.
     static void holdGate();
     static void awaitHeldGate();
     static void releaseGate();

@@ -21,7 +21,7 @@
 //   hand-over=PATH   start PATH, another copy of this program, which takes over the connection
 //   adopt=NUMBER     (first step only) use the connection with this descriptor; do not connect
 //
-// --stop stops the process as soon as the bus has passed the call on.
+// --stop stops the process as soon as the call has been written to the bus's socket.
 #include "forgeries/arguments.h"
 #include "forgeries/bus_socket.h"
 

@@ -23,9 +23,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     if (!span) {
         return 0;
     }
-    fuzz::requireThat(span->start >= *start && span->start <= span->end &&
-                          span->end < content.size() && content[span->end] == '\n',
-                      "the value ends with its line, after the header");
+    fuzz::requireThat(
+        span->start >= *start && span->start <= span->end && span->end < content.size() &&
+            content[span->end] == '\n',
+        "the value begins at or after the search's start, and ends before a line feed");
     fuzz::requireThat(!content.mid(span->start, span->end - span->start).contains('\n'),
                       "the value contains no line feed");
     content.replace(span->start, span->end - span->start, value);

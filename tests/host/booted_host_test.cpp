@@ -53,7 +53,7 @@ TEST(BootedHost, AKilledCommandHasTheExitStatus128PlusTheSignal)
     EXPECT_EQ(runOnHost("kill -9 $$").exitCode, 137);
 }
 
-TEST(BootedHost, AMissingCommandHasTheExitStatus127)
+TEST(BootedHost, ACommandThatDoesNotExistHasTheExitStatus127)
 {
     EXPECT_EQ(host::run({BOOTED_HOST, "/no/such/command"}).exitCode, 127);
 }

@@ -75,24 +75,24 @@ std::optional<TimeoutPlace> canonicalTimeout(const QString &line)
 QString changedTimeoutLine(const QString &line, const QString &value, std::set<std::string> &turns)
 {
     if (value == "-1") {
-        turns.insert("write time: value emptied");
+        turns.insert("set block time: value emptied");
         return timeoutKey;
     }
     if (line.mid(timeoutKey.size()).trimmed().isEmpty()) {
-        turns.insert("write time: empty value filled");
+        turns.insert("set block time: empty value filled");
         return timeoutKey + "\"timeout " + value + "\"";
     }
     const auto timeout = canonicalTimeout(line);
     if (!timeout) {
-        turns.insert("write time: line left unchanged");
+        turns.insert("set block time: line left unchanged");
         return line;
     }
-    turns.insert("write time: timeout replaced");
+    turns.insert("set block time: timeout replaced");
     if (timeout->matchBegin != 0 || timeout->matchEnd != line.size()) {
-        turns.insert("write time: rest of the line dropped");
+        turns.insert("set block time: rest of the line dropped");
     }
     if (!value.isEmpty() && value.back().isLowSurrogate()) {
-        turns.insert("write time: half of a character cut off");
+        turns.insert("set block time: half of a character cut off");
     }
     return line.mid(timeout->matchBegin, timeout->begin - timeout->matchBegin) +
            value.left(std::max(0, value.size() - 1)) +
@@ -105,31 +105,32 @@ Prediction readTimeout(Prediction call)
 {
     if (!call.files.blockTime) {
         call.status = -1;
-        call.turns.insert("read time: no file");
+        call.turns.insert("get block time: no file");
         return call;
     }
     const std::vector<QString> all = textLines(*call.files.blockTime);
     const auto first = std::find_if(all.begin(), all.end(), isTimeoutLine);
     if (first == all.end()) {
-        call.turns.insert("read time: no timeout line");
+        call.turns.insert("get block time: no timeout line");
         return call;
     }
     const QString value = first->mid(timeoutKey.size()).trimmed();
     if (value.isEmpty()) {
         call.fieldValue = "-1";
-        call.turns.insert("read time: empty value");
+        call.turns.insert("get block time: empty value");
         return call;
     }
     const QString digits = digitsOf(value);
     const auto timeout = asTimeout(digits);
     if (digits.isEmpty() || !timeout) {
         call.status = -1;
-        call.turns.insert(digits.isEmpty() ? "read time: no digits" : "read time: out of range");
+        call.turns.insert(digits.isEmpty() ? "get block time: no digits"
+                                           : "get block time: out of range");
     } else if (*timeout == "0") {
-        call.turns.insert("read time: zero");
+        call.turns.insert("get block time: zero");
     } else {
         call.fieldValue = *timeout + "s";
-        call.turns.insert("read time: timeout");
+        call.turns.insert("get block time: timeout");
     }
     return call;
 }
@@ -138,8 +139,8 @@ Prediction writeTimeout(Prediction call, const QString &value)
 {
     if (!call.files.blockTime || !call.files.writable) {
         call.status = -1;
-        call.turns.insert(call.files.blockTime ? "write time: not writable"
-                                               : "write time: no file");
+        call.turns.insert(call.files.blockTime ? "set block time: not writable"
+                                               : "set block time: no file");
         return call;
     }
     QString content;
@@ -150,8 +151,8 @@ Prediction writeTimeout(Prediction call, const QString &value)
         content += (isTimeout ? changedTimeoutLine(line, value, call.turns) : line) + "\n";
     }
     if (timeoutLines != 1) {
-        call.turns.insert(timeoutLines == 0 ? "write time: no timeout line"
-                                            : "write time: several timeout lines");
+        call.turns.insert(timeoutLines == 0 ? "set block time: no timeout line"
+                                            : "set block time: several timeout lines");
     }
     call.files.blockTime = content.toUtf8();
     return call;

@@ -65,7 +65,7 @@ TEST(WithoutSystemd, ACallDoesNotStartTheDaemonWithoutItsUnit)
     bus.start("dbus-daemon",
               {"--system", "--nofork", "--nopidfile", "--nosyslog", "--print-address"});
     ASSERT_TRUE(bus.waitForReadyRead(patienceMs));
-    // The bus starts the program of the service file.
+    // Without systemd, the bus itself executes Exec= of the service file, which is /bin/false.
     const auto result =
         host::run({"dbus-send", "--system", "--print-reply", "--dest=com.norva.halvex.desktop",
                    "/com/norva/halvex/desktop",

@@ -362,7 +362,8 @@ TEST_F(EngineState, AnEngineThatIsNotListedIsNotInstalled)
 
 TEST_F(EngineState, APackageThatOnlyThePatternMatchesIsNotTheEngine)
 {
-    // A dot in the pattern matches any character, but a dot in the name does not.
+    // To grep, a dot in the pattern means any character. The daemon then looks for the name itself,
+    // with its dots.
     host::writeStandIn(pellmar, "echo halvex-net-ai\n");
     EXPECT_EQ(state(), 2);
     EXPECT_EQ(log.messages(), QStringList());

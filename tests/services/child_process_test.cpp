@@ -212,7 +212,7 @@ TEST_F(ChildProcess, AFailureToMakeAPipeAffectsOnlyOneCall)
     failEach(SYS_pipe2, {EMFILE, ENFILE});
 }
 
-TEST_F(ChildProcess, AFailureToMakeAnEventCounterAffectsOnlyOneCall)
+TEST_F(ChildProcess, AFailureToMakeAnEventfdAffectsOnlyOneCall)
 {
     failEach(SYS_eventfd2, {EMFILE, ENOMEM});
 }

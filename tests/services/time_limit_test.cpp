@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Tests each time limit of half a minute once: all at the same time, each in its own thread.
+// Tests that commands and changes by systemctl must exit within half a minute, and that a status
+// query may take longer: all at the same time, each in its own thread.
 #include "services/service_control.h"
 #include "services/service_status.h"
 #include "support/host_files.h"

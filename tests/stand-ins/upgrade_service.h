@@ -69,7 +69,7 @@ private:
     }
 };
 
-/// The service of an edition of the system whose method has no reply.
+/// The service, but with a method that is declared to have no reply (see --never-replies).
 class OneWayUpgradeService : public QObject
 {
     Q_OBJECT

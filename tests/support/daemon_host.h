@@ -13,9 +13,9 @@
 /// An environment whose PATH the daemon accepts as it is.
 inline const QStringList soundEnvironment{"PATH=/usr/bin:/bin:/usr/sbin:/sbin"};
 
-/// Base of every test that needs the daemon. A test prepares the host, then calls startDaemon() and
-/// call(). When the test ends, the daemon must still run, and no sanitizer may have reported an
-/// error in it.
+/// Base of tests in which the daemon is a child process of the test. A test prepares the host, then
+/// calls startDaemon() and call(). When the test ends, the daemon must still run, and no sanitizer
+/// may have reported an error in it.
 class DaemonHost : public SuiteHost
 {
 protected:

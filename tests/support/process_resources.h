@@ -8,8 +8,8 @@
 /// line is a test failure.
 [[nodiscard]] int memoryOf(qint64 pid, const char *field);
 
-/// Programs that this process starts from now on get no transparent huge pages. Otherwise the
-/// kernel may back memory that a program has returned with huge pages again (see khugepaged).
+/// Programs that this process starts from now on get no transparent huge pages. Otherwise, memory
+/// that a program has returned may become resident again as part of a huge page (see khugepaged).
 void disableHugePages();
 
 /// How many files the process @p pid has open. If it is this process itself, the directory that the

@@ -143,7 +143,8 @@ TEST(ExpendableWorker, ReturnsTheInterimResultOfAJobThatTimesOut)
         return "whole";
     };
     EXPECT_EQ(worker.run(whole, "", ample), "whole");
-    EXPECT_EQ(worker.run(hang, "", brief), std::nullopt) << "no interim result of an earlier job";
+    EXPECT_EQ(worker.run(hang, "", brief), std::nullopt)
+        << "the interim result of an earlier job is returned";
 }
 
 TEST(ExpendableWorker, SurvivesAJobThatCrashesThrowsOrExits)

@@ -200,7 +200,7 @@ TEST_F(InterventionSettingsModule, AnEqualsSignAtTheLinesEndMakesTheNextLineTheV
               "action \"a\"\nname =\n\"x\"\n");
 }
 
-TEST_F(InterventionSettingsModule, AnyCharacterAfterTheEqualsSignIsKept)
+TEST_F(InterventionSettingsModule, TheFirstCharacterAfterTheEqualsSignIsKept)
 {
     EXPECT_EQ(changed("action \"a\"\nname =\"1\"\n", "a", "name", "x"),
               "action \"a\"\nname =\"\"x\"\n");
@@ -219,7 +219,7 @@ TEST_F(InterventionSettingsModule, TheSearchContinuesAfterALaterCommentedOutFiel
         "action \"a\"\nname = 1\naction \"b\"\n# name = 2\nname = \"x\"\n");
 }
 
-TEST_F(InterventionSettingsModule, AFieldOnTheHeadersLineIsFound)
+TEST_F(InterventionSettingsModule, AFieldOnItsActionsHeaderLineIsChanged)
 {
     EXPECT_EQ(changed("action \"a\" name = 1\nname = 2\n", "a", "name", "x"),
               "action \"a\" name = \"x\"\nname = 2\n");

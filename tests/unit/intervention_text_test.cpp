@@ -202,7 +202,8 @@ TEST(InterventionText, TheSearchContinuesAfterACommentedOutField)
     EXPECT_EQ(replaceable("# timeouts = 1\ntimeout = 2\n"), "2");
     EXPECT_EQ(replaceable("timeout = 1\nx\n# timeout\ntimeout = 3\n"), "3");
     EXPECT_EQ(replaceable("timeout = 1\n# timeout = 2\n"), "(nothing)");
-    // Only the first comment is skipped, and only if it has exactly one blank.
+    // The search continues after the first such comment only. A comment counts only if exactly one
+    // blank is between "#" and the field.
     EXPECT_EQ(replaceable("# timeout = 1\n# timeout = 2\ntimeout = 3\n"), "2");
     EXPECT_EQ(replaceable("#timeout = 1\n"), "1");
     EXPECT_EQ(replaceable("#  timeout = 1\n"), "1");

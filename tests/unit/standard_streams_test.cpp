@@ -12,7 +12,7 @@
 
 namespace {
 
-TEST(StandardStreams, NeverBlockIfTheyAreSockets)
+TEST(StandardStreams, StandardErrorNeverBlocksIfItIsASocket)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
@@ -33,7 +33,7 @@ TEST(StandardStreams, NeverBlockIfTheyAreSockets)
     close(ends[1]);
 }
 
-TEST(StandardStreams, StayBlockingIfTheyAreNotSockets)
+TEST(StandardStreams, StandardErrorStaysBlockingIfItIsNoSocket)
 {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
