@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <linux/prctl.h>
@@ -205,6 +206,14 @@ bool doesNotGetOn(int pid)
     return before.find("State:\tR") == std::string::npos && look() == before;
 }
 
+/// Tells whether the process @p pid, which ran the program of this process, has the memory of
+/// another one. The kernel takes the exec_update_lock before.
+bool hasExecuted(int pid)
+{
+    return std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe") !=
+           std::filesystem::read_symlink("/proc/self/exe");
+}
+
 } // namespace
 
 void getStuck(const std::string &way, const std::vector<std::string> &parameters, int ready)
@@ -230,5 +239,8 @@ void getStuck(const std::string &way, const std::vector<std::string> &parameters
 
 bool isHeldUp(const std::string &way, int pid)
 {
-    return (way != "memory-lock" && way != "exec-lock") || doesNotGetOn(pid);
+    if (way == "exec-lock") {
+        return hasExecuted(pid) && doesNotGetOn(pid);
+    }
+    return way != "memory-lock" || doesNotGetOn(pid);
 }

@@ -30,15 +30,18 @@ protected:
     /// right: the bus library may stop reading from the bus for good.
     bool servesOrAsksForItsEnd() const
     {
-        return waitFor([this] {
-            QByteArray message;
-            while (!(message = manager.nextMessage(0)).isEmpty()) {
-                if (message == "WATCHDOG=trigger") {
-                    return true;
-                }
+        return waitFor([this] { return asksForItsEnd() || isServedWithin(500); });
+    }
+
+    bool asksForItsEnd() const
+    {
+        QByteArray message;
+        while (!(message = manager.nextMessage(0)).isEmpty()) {
+            if (message == "WATCHDOG=trigger") {
+                return true;
             }
-            return bool(isServedWithin(500));
-        });
+        }
+        return false;
     }
 
     [[nodiscard]] int mebibytes(const char *field) const
@@ -85,7 +88,9 @@ TEST_F(LargeMessages, OfMillionsOfTextsToABlockedDaemonTakeLimitedMemoryAndAreFr
     expectLimitedMemory(
         {"flood", "--member", "setNotifyConfig", "--large", "4", "--list", "4000000", "--stay"},
         1536);
-    EXPECT_TRUE(waitFor([this] { return mebibytes("VmRSS") < 100; })) << mebibytes("VmRSS");
+    // A restart, for which the daemon asks again each second, frees the memory too.
+    EXPECT_TRUE(waitFor([this] { return mebibytes("VmRSS") < 100 || asksForItsEnd(); }))
+        << mebibytes("VmRSS");
 }
 
 TEST_F(LargeMessages, OfMillionsOfEmptyListsToABlockedDaemonTakeLimitedMemory)
