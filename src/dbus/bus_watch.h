@@ -44,15 +44,17 @@ public:
     /// Sends a ping if none is pending, else checks the pending one. Does not wait.
     ///
     /// @return false if the connection is lost, or if the ping timed out: at least minChecks checks
-    ///         found no answer, and answerTimeoutMs has passed, not counting the time that was
-    ///         spent in accepted calls. Always true while a call is being served.
+    ///         found no answer, and answerTimeoutMs has passed. The time that was spent in accepted
+    ///         calls does not count, unless the answer is missing although no message is queued.
+    ///         Always true while a call is being served.
     [[nodiscard]] bool check();
 
 private:
     void ping();
 
     QDBusConnection connection;
-    QTimer tick; ///< wakes the event loop each second while a ping is pending
+    QTimer tick;       ///< wakes the event loop each second while a ping is pending
+    int lateTicks = 0; ///< ticks after answerTimeoutMs; each found no message in the queue
     QElapsedTimer sincePing;
     qint64 servedMs = 0; ///< the time since the ping that was spent in accepted calls
     int checks = 0;      ///< the number of checks of the pending ping

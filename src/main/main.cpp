@@ -2,6 +2,7 @@
 #include "dbus/bus_names.h"
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
+#include "security/bus_name_claim.h"
 #include "security/process_environment.h"
 #include "util/standard_streams.h"
 #include "util/watchdog.h"
@@ -37,6 +38,7 @@ int main(int argc, char **argv)
         QCoreApplication::exit(1);
     }
     if (!service->isAnsweredByTheBus() || !bus.registerService(halvex::busName)) {
+        halvex::pingOwner(bus, halvex::busName, halvex::objectPath);
         // The contract with the front ends requires the error of a new connection here, not that of
         // the failed claim.
         const auto fresh =

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "security/bus_name_claim.h"
 
+#include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusError>
+#include <QDBusMessage>
 #include <QDBusReply>
 #include <QDebug>
 
@@ -15,6 +17,15 @@ bool claimBusName(QDBusConnectionInterface &bus, const QString &name)
         qWarning() << "The bus policy does not protect the daemon:" << error.message();
     }
     return error.type() != QDBusError::NoReply;
+}
+
+void pingOwner(const QDBusConnection &bus, const QString &name, const QString &path)
+{
+    constexpr int timeoutMs = 1000;
+    // The answer does not matter: a living owner keeps the name.
+    static_cast<void>(
+        bus.call(QDBusMessage::createMethodCall(name, path, "org.freedesktop.DBus.Peer", "Ping"),
+                 QDBus::Block, timeoutMs));
 }
 
 } // namespace halvex

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+class QDBusConnection;
 class QDBusConnectionInterface;
 class QString;
 
@@ -13,5 +14,13 @@ namespace halvex {
 /// @return false if the bus does not answer: messages that came before the answer fill the queue of
 ///         the bus library
 [[nodiscard]] bool claimBusName(QDBusConnectionInterface &bus, const QString &name);
+
+/// Pings the object @p path of the owner of the name @p name. Waits for the answer for a second at
+/// most.
+///
+/// This frees the name if its owner has exited, but the bus has not noticed it. The bus stops
+/// reading from a connection while too many messages of that connection wait for receivers that do
+/// not read them. The bus then notices the exit only when it writes to the connection.
+void pingOwner(const QDBusConnection &bus, const QString &name, const QString &path);
 
 } // namespace halvex

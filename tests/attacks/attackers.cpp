@@ -41,8 +41,9 @@ void end(QProcess &process)
 
 Attackers::Attackers()
 {
-    for (const char *program : {"blocked-write", "early-signals", "flood", "hanging-file",
-                                "late-calls", "overlay-program", "slow-log", "stuck-process"}) {
+    for (const char *program :
+         {"blocked-write", "early-signals", "flood", "hanging-file", "late-calls",
+          "overlay-program", "slow-log", "stuck-process", "unread-replies"}) {
         host::writeFile(QString(directory) + program,
                         host::readFile(QString(ATTACKERS "/") + program), 0755);
     }

@@ -30,6 +30,15 @@ protected:
             timeoutMs, frontEndCommand(bystander::caller, {"--json", bystander::method}));
     }
 
+    /// The process id of the owner of the daemon's name; 0 if there is none.
+    static int ownerOfName()
+    {
+        const auto answer =
+            host::run({"busctl", "call", "org.freedesktop.DBus", "/", "org.freedesktop.DBus",
+                       "GetConnectionUnixProcessID", "s", "com.norva.halvex.desktop"});
+        return answer.output.mid(2).trimmed().toInt(); // "u PID"
+    }
+
     Attackers attackers;
 };
 
@@ -55,6 +64,21 @@ TEST_F(Burst, OfCallsByAnUnreadableProcessEndsAtMostTenSecondsAfterItExits)
     EXPECT_TRUE(isServedWithin(2 * burstMs)) << "while the sender still runs";
     attackers.endAll();
     EXPECT_TRUE(isServedWithin(burstMs));
+}
+
+TEST_F(Burst, OfCallsWhoseRepliesStayUnreadEndsWithANewDaemon)
+{
+    const int oldPid = daemonPid();
+    QProcess &sender = attackers.start({"unread-replies"}, user::ordinary);
+    ASSERT_EQ(linesUntil(sender, "piled up", patienceMs), QStringList());
+    // Call nobody before the daemon owns its name. A message to the name would make the bus notice
+    // that the process of the old owner has exited.
+    EXPECT_TRUE(waitFor([oldPid] {
+        const int owner = ownerOfName();
+        return owner != 0 && owner != oldPid && owner == daemonPid();
+    }));
+    EXPECT_TRUE(isServedWithin(burstMs));
+    EXPECT_EQ(sender.state(), QProcess::Running);
 }
 
 TEST_F(Burst, OfRefusalsDelaysNobodyWhileTheJournalIsStopped)

@@ -5,6 +5,7 @@
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/machine_deadline.h"
+#include "support/service_manager.h"
 #include "support/settings_paths.h"
 
 namespace {
@@ -40,7 +41,7 @@ protected:
         host::writeFile(notifyPath, notifySettings);
         relay.start(BUS_RELAY, {relayPath});
         ASSERT_EQ(nextLineOfRelay(), "ready");
-        startDaemon(soundEnvironment +
+        startDaemon(soundEnvironment + ServiceManager::variables() +
                     QStringList{QString("DBUS_SYSTEM_BUS_ADDRESS=unix:path=%1").arg(relayPath)});
     }
 
@@ -64,6 +65,16 @@ protected:
     }
 
     void expectOrderObeyed() { EXPECT_EQ(nextLineOfRelay(), "obeyed"); }
+
+    /// Whether the daemon has already asked the service manager to restart it.
+    [[nodiscard]] bool asksForItsEnd() const
+    {
+        QByteArray message;
+        do {
+            message = manager.nextMessage(0);
+        } while (!message.isEmpty() && message != "WATCHDOG=trigger");
+        return !message.isEmpty();
+    }
 
     [[nodiscard]] Reply changeAs(unsigned uid) { return call("setNotifyConfig", change, {uid}); }
 
@@ -95,6 +106,7 @@ private:
     }
 
     QProcess relay;
+    const ServiceManager manager;
 };
 
 TEST_F(UnansweredQuestions, AnOrdinaryUserIsRefusedAChangeIfTheReplyAboutItsIdIsHeldBack)
@@ -173,6 +185,24 @@ TEST_F(UnansweredQuestions, AreGivenUpWithinSeconds)
         caller.kill();
         caller.waitForFinished();
     }
+}
+
+/// The ping that the daemon sends to the bus from time to time.
+constexpr Question ping{"GetId", 1};
+
+TEST_F(UnansweredQuestions, AnUnansweredPingEndsADaemonThatSpendsNearlyAllItsTimeInAcceptedCalls)
+{
+    host::writeScript("/usr/sbin/getstatus", "sleep 0.4\n");
+    holdReply(ping);
+    expectOrderObeyed();
+    // These calls take at least twenty seconds together. The ping may take five.
+    constexpr int maxCalls = 50;
+    int calls = 0;
+    while (calls < maxCalls && !asksForItsEnd()) {
+        ++calls;
+        EXPECT_EQ(readAs(user::ordinary), served);
+    }
+    EXPECT_LT(calls, maxCalls);
 }
 
 } // namespace
