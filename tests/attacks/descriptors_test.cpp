@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Descriptors attached to messages. The receiver has to close them, which may block for ever, and
-// its open files are limited. The daemon cannot refuse them, so the bus policy does. If too few
-// descriptors are left for another reason, the gate must still refuse callers.
+// its open files are limited. The daemon cannot refuse them, so the bus policy does. If the daemon
+// has too few free descriptors to run the status tool, it must still refuse the callers whom the
+// tool's answer would refuse.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"

@@ -134,12 +134,13 @@ protected:
     static constexpr int answerMs = 15000;
     /// If the gate does not answer within answerMs, the flood goes on for this time, 40 s in total.
     /// A gate that waits 25 s for each answer, as bus libraries do, then loses the answer to its
-    /// question about the user. The flood has ended when it asks for the confirmation.
+    /// question about the user. When this gate asks for the user again, to confirm the id, the
+    /// flood has ended.
     static constexpr int secondQuestionMs = 25000;
 };
 
-// The gate then has the answer to its question about the process id. It asks the other questions
-// during the flood.
+// While the gate reads the caller, it already has the answer to its question about the process id.
+// It asks the other questions during the flood.
 TEST_P(FloodedGate, RefusesAnOrdinaryUserIfTheFloodBeginsWhileItReadsTheCaller)
 {
     QProcess &file = attackers.startHangingFile(user::ordinary);
@@ -179,9 +180,9 @@ TEST_P(FloodedGate, RefusesAnOrdinaryUserAtEveryMoment)
 }
 
 const Flood floods[] = {
-    {"OfAPathThatDoesNotExist", {"--path", "/no/such/path"}},
-    {"OfAMethod", {"--member", "setNotifyConfig", "1", "2"}},
-    {"OfSignalsToItsConnections", {"--signal", "--pid", "PID"}},
+    {"WithCallsOfAPathThatDoesNotExist", {"--path", "/no/such/path"}},
+    {"WithCallsOfAMethod", {"--member", "setNotifyConfig", "1", "2"}},
+    {"WithSignalsToItsConnections", {"--signal", "--pid", "PID"}},
 };
 
 INSTANTIATE_TEST_SUITE_P(, FloodedGate, testing::ValuesIn(floods),

@@ -37,8 +37,8 @@ bool waitsForLock(pid_t thread)
     return state.find(") D ") != std::string::npos;
 }
 
-/// Writes to the file @p path. As soon as the write waits for the file's lock, the process tells
-/// the daemon to wait no longer than a millisecond, and so is given up.
+/// Writes to the file @p path. As soon as the write waits for the file's lock, the worker process
+/// tells its parent to wait no longer than a millisecond. So the parent gives it up.
 std::string writeTo(const std::string &path, const JobControl &control)
 {
     const int file = open(path.c_str(), O_WRONLY | O_CLOEXEC);

@@ -57,7 +57,7 @@ protected:
             user::ordinary);
     }
 
-    /// The answers from the gate's connection and from the main connection.
+    /// The bus's answers to a message to the gate's connection and to one to the main connection.
     const QStringList bothDeny{"error org.freedesktop.DBus.Error.AccessDenied",
                                "error org.freedesktop.DBus.Error.AccessDenied"};
     Attackers attackers;

@@ -27,7 +27,7 @@ protected:
 TEST_F(StoppedDaemon, IsNotStartedByASignalOfAUser)
 {
     expectDenied({"--signal", "--member", "other"}, user::ordinary);
-    // Only calls of these members are allowed.
+    // The policy allows calls of the following members, but not signals with their names.
     for (const MethodCall &each : allMethodCalls()) {
         expectDenied({"--signal", "--member", each.name}, user::ordinary);
     }

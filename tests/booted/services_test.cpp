@@ -212,7 +212,7 @@ TEST_F(RealUnits, AnUnknownUnitHasNoStatusAndCannotBeChanged)
     EXPECT_EQ(log.messages(), QStringList());
 }
 
-TEST_F(RealUnits, TheStatusOfAnyUnitCanBeReadButNotChanged)
+TEST_F(RealUnits, AnyUnitCanBeQueriedButAUnitOutsideTheSuiteCannotBeChanged)
 {
     EXPECT_EQ(getServiceStatus("dbus", IsActive), 1);
     EXPECT_EQ(getServiceStatus("sysinit.target", HasStatus), 1);

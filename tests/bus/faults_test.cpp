@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the daemon does when disks, tools or the bus fail, or when thousands of calls arrive. Except
-// without the bus, it must still answer the next call each time.
+// What the daemon does when disks, tools or the bus fail, or when thousands of calls arrive. After
+// each of these, except the loss of the bus, it must answer the next call.
 #include "support/daemon_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
@@ -192,7 +192,7 @@ TEST_F(Faults, TheGateWaitsForASlowStatusTool)
 {
     host::writeScript("/usr/sbin/getstatus", "sleep 1; echo three admin: on\n");
     EXPECT_EQ(call("restartService", {"halvex-ebpf"}), Reply{-999})
-        << "the tool's answer does not apply to root";
+        << "the gate has not waited for the tool's answer";
     expectItServes();
 }
 

@@ -46,8 +46,8 @@ struct SeenCall
     bool failedOnPurpose = false;
 };
 
-/// The calls in strace's output @p written, in their order. strace omits the thread's number if it
-/// watches one thread only; this is @p onlyThread then.
+/// The calls in strace's output @p written, in their order. If strace watches one thread only, it
+/// omits the thread's number, which is then @p onlyThread.
 [[nodiscard]] QList<SeenCall> seenCalls(const QByteArray &written, pid_t onlyThread);
 
 /// A system call that is to fail. The calls of one name in one thread are numbered from 1. If a

@@ -44,7 +44,7 @@ public:
 
     void send(const std::string &bytes) const;
 
-    /// The next line, with its end, while the connection is authenticated; empty when the other
+    /// The next line of the authentication, including its line feed; empty when the other
     /// side has closed the connection.
     [[nodiscard]] std::string receiveLine() const;
 

@@ -90,7 +90,7 @@ TEST_F(ForgedReplies, ThatClaimAFrontEndsProcessIdAreRefusedByTheBus)
 {
     QProcess frontEnd;
     const pid_t process = startOdd(frontEnd, QStringList{"pause"} + reading, runBy(user::root));
-    // With the front end's process id, any user may read.
+    // If the gate believed this process id, it would let the stranger read.
     expectNeverLetIn(reading, stranger(), {QString("u=%1").arg(process)});
     expectLetIn(finishOdd(frontEnd));
 }

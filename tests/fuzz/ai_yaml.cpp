@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Whether @p text contains a Unicode non-character. Each one is written as another character, so
-/// the written key differs from the requested one.
+/// Whether @p text contains a Unicode non-character. In quotes, it is written as U+FFFD, so the
+/// written key may differ from the requested one.
 bool holdsNonCharacters(const QString &text)
 {
     const auto characters = text.toUcs4();

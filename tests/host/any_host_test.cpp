@@ -82,7 +82,7 @@ TEST_P(AnyHost, AnOverlayThatCannotBeMountedIsReported)
                                      "(see the last lines of dmesg)"));
 }
 
-TEST_P(AnyHost, HostsNestMoreDeeplyThanOverlays)
+TEST_P(AnyHost, AHostInsideThreeOtherHostsCanBeMade)
 {
     const QString throwaway = HOSTS "/throwaway-host";
     host::writeFile("/etc/planted", "outermost");

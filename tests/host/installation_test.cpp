@@ -114,7 +114,7 @@ TEST_F(InstallationOfABuild, MovesSystemdsDirectoriesWithThePrefix)
               "/opt/b/libexec/halvex-desktop-daemon");
 }
 
-TEST_F(InstallationOfABuild, UsesASystemdDirectoryOutsideThePrefixOnlyIfThePrefixIsThatOfSystemd)
+TEST_F(InstallationOfABuild, UsesADirectoryOfSystemdOutsideThePrefixOnlyIfSystemdHasTheSamePrefix)
 {
     tellDirectories("/lib/systemd/system");
     EXPECT_TRUE(installed({"-DCMAKE_INSTALL_PREFIX=/usr"})

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Tests that commands and changes by systemctl must exit within half a minute, and that a status
-// query may take longer: all at the same time, each in its own thread.
+// The time limits of programs. A command, or a change by systemctl, must exit within half a minute;
+// a status query may take longer. The test runs all of them at the same time, each in its own
+// thread.
 #include "services/service_control.h"
 #include "services/service_status.h"
 #include "support/host_files.h"

@@ -22,8 +22,8 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    /// Makes the bus pass on all messages to the daemon, against its policy, so that only the
-    /// daemon itself can withstand them.
+    /// Overrides the bus policy: the bus then passes on all messages to the daemon, and the daemon
+    /// itself must withstand them.
     static void overridePolicy();
 
     /// Starts the daemon and waits until it serves the bus.

@@ -3,9 +3,9 @@
 
 #include <QtGlobal>
 
-/// One line of the memory use of the process @p pid in /proc/PID/status, in KiB. @p field is the
-/// line's name: "VmRSS" is the current resident memory, "VmHWM" its largest size so far. A missing
-/// line is a test failure.
+/// The value in KiB of one line about memory in /proc/PID/status of the process @p pid. @p field is
+/// the line's name: "VmRSS" is the current resident memory, "VmHWM" its largest size so far. A
+/// missing line is a test failure.
 [[nodiscard]] int memoryOf(qint64 pid, const char *field);
 
 /// Programs that this process starts from now on get no transparent huge pages. Otherwise, memory

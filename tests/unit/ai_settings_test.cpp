@@ -247,7 +247,7 @@ TEST_F(AiSettingsModule, AFileWithContentAfterTheFirstDocumentIsNotWritten)
     EXPECT_TRUE(isRefused(utf16, "a"));
     EXPECT_EQ(changed("a: 1 # ---\nb: \"---\"\n", "a", "2"), "a: 2\nb: \"---\"");
     EXPECT_EQ(changed("{a: &x 1, b: *x}\n", "a", "2"), "a: 2\nb: 1")
-        << "although no document follows";
+        << "the file is refused although no document follows";
 }
 
 TEST_F(AiSettingsModule, AFileWithMapOrListKeysIsReadButNotWrittenAndANullKeyIsWrittenAsText)

@@ -29,7 +29,8 @@ constexpr const char *exportPath = "/tmp/halvex_alerts.log";
 std::function<void(const char *path, int flags)> beforeOpen;
 
 /// Somebody else is removing the export's name: the link count is lowered, and the name is still
-/// there. A rename in the directory waits until the name is removed.
+/// there. As in the kernel, a rename() in the directory returns only after the name has been
+/// removed.
 bool isNameBeingRemoved = false;
 
 } // namespace

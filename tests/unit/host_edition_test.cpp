@@ -120,7 +120,7 @@ TEST_F(HostEdition, TheGenerationIsZeroUntilItIsClassified)
     EXPECT_EQ(halvex::hostGeneration, 0);
     host::writeFile(buildFile, "Build 20210801\n");
     halvex::classifyHostGeneration();
-    EXPECT_EQ(halvex::hostGeneration, 0) << "this build changes it";
+    EXPECT_EQ(halvex::hostGeneration, 0) << "a build without a level has changed the generation";
 }
 
 class HostGeneration : public HostEdition
