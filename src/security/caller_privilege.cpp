@@ -24,7 +24,7 @@ constexpr unsigned separatedAdminUid = 600;
 constexpr const char *statusTool = "/usr/sbin/getstatus";
 constexpr const char *threeAdminKey = "three admin";
 
-/// Tells whether there is no program at @p path.
+/// Tells whether there is no executable program at @p path.
 bool isMissing(const char *path)
 {
     return access(path, X_OK) != 0 && (errno == ENOENT || errno == ENOTDIR || errno == EACCES);
