@@ -30,8 +30,8 @@ bool isMissing(const char *path)
     return access(path, X_OK) != 0 && (errno == ENOENT || errno == ENOTDIR || errno == EACCES);
 }
 
-/// Asks the status tool. Returns nothing if the tool exists, but could not be started or its output
-/// could not be read to the end.
+/// Asks the status tool. Returns nothing if the tool is executable, but could not be started or its
+/// output could not be read to the end.
 std::optional<bool> readThreeAdminMode()
 {
     // With "exec", the shell starts the tool without a fork. A failed fork could stay unnoticed.
