@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <linux/prctl.h>
@@ -90,8 +89,8 @@ void *reserve(std::size_t bytes, int protection)
     return area;
 }
 
-/// Maps a page of the file. The process id selects one of 256 pages, so that processes that start
-/// one after the other wait for different pages.
+/// Maps a page of the file. The process id selects the page, so that no two processes wait for the
+/// same one.
 void *mapFile(const std::string &path, void *where, int flags)
 {
     const off_t offset = static_cast<off_t>(getpid() % 256) << 18U;
@@ -206,14 +205,6 @@ bool doesNotGetOn(int pid)
     return before.find("State:\tR") == std::string::npos && look() == before;
 }
 
-/// Tells whether the process @p pid, which ran the program of this process, has the memory of
-/// another one. The kernel takes the exec_update_lock before.
-bool hasExecuted(int pid)
-{
-    return std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe") !=
-           std::filesystem::read_symlink("/proc/self/exe");
-}
-
 } // namespace
 
 void getStuck(const std::string &way, const std::vector<std::string> &parameters, int ready)
@@ -239,8 +230,5 @@ void getStuck(const std::string &way, const std::vector<std::string> &parameters
 
 bool isHeldUp(const std::string &way, int pid)
 {
-    if (way == "exec-lock") {
-        return hasExecuted(pid) && doesNotGetOn(pid);
-    }
-    return way != "memory-lock" || doesNotGetOn(pid);
+    return (way != "memory-lock" && way != "exec-lock") || doesNotGetOn(pid);
 }
