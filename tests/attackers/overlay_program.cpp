@@ -137,7 +137,7 @@ FileDescriptor openFromOverlay()
     }
     const int device = open("/dev/fuse", O_RDWR | O_CLOEXEC);
     check(device >= 0, "/dev/fuse");
-    const std::string options = "rootmode=40000,default_permissions,fd=" + std::to_string(device) +
+    const std::string options = "rootmode=40755,default_permissions,fd=" + std::to_string(device) +
                                 ",user_id=" + std::to_string(getuid()) +
                                 ",group_id=" + std::to_string(getgid());
     check(mount("fuse", "/mnt/fuse", "fuse", 0, options.c_str()) == 0, "mounting by FUSE");

@@ -39,11 +39,16 @@ void tell(int ready)
     }
 }
 
+std::string readProcessFile(int pid, const char *name)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + '/' + name);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
 /// The fields of /proc/PID/stat that follow the program's name, which is in parentheses.
 std::vector<std::string> statusFieldsOf(int pid)
 {
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    const std::string text = readProcessFile(pid, "stat");
     std::vector<std::string> fields;
     std::size_t start = text.rfind(')') + 2;
     while (start < text.size()) {
@@ -194,15 +199,19 @@ void startBusyChild()
 }
 
 /// Tells whether the process @p pid is blocked: it sleeps, and did not run between two looks at it.
-bool doesNotGetOn(int pid)
+bool isBlocked(int pid)
 {
-    const auto look = [&] {
-        std::ifstream file("/proc/" + std::to_string(pid) + "/status");
-        return std::string((std::istreambuf_iterator<char>(file)), {});
-    };
-    const std::string before = look();
+    const std::string before = readProcessFile(pid, "status");
     usleep(50000);
-    return before.find("State:\tR") == std::string::npos && look() == before;
+    return before.find("State:\tR") == std::string::npos &&
+           readProcessFile(pid, "status") == before;
+}
+
+/// Tells whether the process @p pid holds its exec lock and closes the close-on-exec descriptors.
+/// Its command line is empty from then on, until the new program's is known.
+bool isExecuting(int pid)
+{
+    return readProcessFile(pid, "cmdline").empty();
 }
 
 } // namespace
@@ -230,5 +239,8 @@ void getStuck(const std::string &way, const std::vector<std::string> &parameters
 
 bool isHeldUp(const std::string &way, int pid)
 {
-    return (way != "memory-lock" && way != "exec-lock") || doesNotGetOn(pid);
+    if (way == "memory-lock") {
+        return isBlocked(pid);
+    }
+    return way != "exec-lock" || isExecuting(pid);
 }
