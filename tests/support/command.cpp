@@ -7,6 +7,13 @@
 
 namespace host {
 
+namespace {
+
+/// A command may consist of thousands of short steps, such as random calls.
+constexpr int longestRunMs = 3 * patienceMs;
+
+} // namespace
+
 CommandResult run(const QStringList &command, const QStringList &environment,
                   const QByteArray &input)
 {
@@ -16,7 +23,7 @@ CommandResult run(const QStringList &command, const QStringList &environment,
     process.write(input);
     process.closeWriteChannel();
     CommandResult result;
-    if (process.waitForFinished(patienceMs) && process.exitStatus() == QProcess::NormalExit) {
+    if (process.waitForFinished(longestRunMs) && process.exitStatus() == QProcess::NormalExit) {
         result.exitCode = process.exitCode();
     }
     result.output = process.readAllStandardOutput();
