@@ -27,8 +27,7 @@ namespace halvex {
 /// up. The data that was copied before stays in the file.
 ///
 /// @param worker  does the work; the export is given up if its writes to the export file block for
-///                more than exportPatienceMs in total, plus a second for each
-///                32 MiB
+///                more than exportPatienceMs in total, plus a second for each 32 MiB
 /// @return 0 if exported; -1, without a message, if the export file cannot be prepared
 [[nodiscard]] int generateLogFile(ExpendableWorker &worker, const QString &alertsDirPath,
                                   const QString &exportPath);

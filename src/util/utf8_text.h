@@ -7,8 +7,7 @@
 namespace halvex {
 
 /// Decodes all of @p bytes from UTF-8. Unlike QString::fromUtf8(), keeps a byte-order mark at the
-/// start, and the bytes after the first NUL. Returns a null QString for a null
-/// QByteArray.
+/// start, and the bytes after the first NUL. Returns a null QString for a null QByteArray.
 [[nodiscard]] inline QString utf8Text(const QByteArray &bytes)
 {
     constexpr const char *byteOrderMark = "\xef\xbb\xbf";

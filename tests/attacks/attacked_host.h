@@ -16,7 +16,7 @@ protected:
 
     [[nodiscard]] static testing::AssertionResult isServedWithin(int timeoutMs);
 
-    /// Expects the daemon to end at once when it is killed, whatever it is doing.
+    /// Expects the daemon to exit when it is killed, whatever it is doing.
     void expectItCanBeKilled();
 
     /// How many threads the daemon and its descendants have.

@@ -136,10 +136,13 @@ TEST_F(OtherMembers, SignalsToTheDaemonsNameAreRefused)
 TEST_F(OtherMembers, AllMethodsOfTheInterfaceAndIntrospectAndPingAreLetThrough)
 {
     for (const MethodCall &each : allMethodCalls()) {
-        EXPECT_NE(send({"--member", each.name}), denied) << each.name;
-        EXPECT_NE(send({"--interface", "", "--member", each.name}), denied) << each.name;
+        // No arguments are sent. Any other error would not be the daemon's answer.
+        const std::string answer = each.arguments.isEmpty()
+                                       ? "status -999"
+                                       : "error org.freedesktop.DBus.Error.UnknownMethod";
+        EXPECT_EQ(send({"--member", each.name}), answer) << each.name;
+        EXPECT_EQ(send({"--interface", "", "--member", each.name}), answer) << each.name;
     }
-    EXPECT_EQ(send({"--interface", "", "--member", bystander::method}), "status -999");
     for (const QString &path : existingPaths) {
         EXPECT_EQ(send({"--path", path, "--interface", introspectable, "--member", "Introspect"}),
                   "answer")

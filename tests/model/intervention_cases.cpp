@@ -99,7 +99,7 @@ QByteArray relative(Random &random, const QByteArray &name, const QByteArray &st
     }
 }
 
-/// An action whose name ends in text that looks like the field. If a header contains wide
+/// An action whose name ends in text that looks like the field. If a header contains multibyte
 /// characters, the search for the field begins before the header's end, so the search can find this
 /// text.
 QByteArray actionNameAround(Random &random, const QByteArray &field)

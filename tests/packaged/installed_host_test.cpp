@@ -407,8 +407,8 @@ TEST_F(InstalledHost, APackageInAnotherRootDoesNotAffectThisHost)
     EXPECT_TRUE(QFile::exists("/tmp/halvex_alerts.log"));
 }
 
-/// All files on the host's disk, sorted, except for those of dpkg, logs, caches and /var/tmp, where
-/// other programs may write at any time.
+/// The files in all directories that a package may change, sorted. Left out are those of dpkg, logs
+/// and caches, and those where other programs may write at any time.
 QStringList filesOfTheHost()
 {
     QStringList files;

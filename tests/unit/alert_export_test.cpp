@@ -274,7 +274,7 @@ TEST_F(AlertExportModule, MemoryGrowsNeitherWithALinesLengthNorWithTheNumberOfLo
     EXPECT_EQ(status.st_size, lineLength + 1 + 2L * logs);
 }
 
-/// A thread that changes what is at a path, again and again, while the daemon works on it.
+/// A thread that changes what is at a path, again and again, while the export works on it.
 class Swapper
 {
 public:

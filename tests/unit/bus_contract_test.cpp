@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Tests the Qt meta-objects of the daemon's classes. The tests in tests/bus cover the bus interface
-// that front ends see.
+// Tests the Qt meta-objects of the daemon's classes, and the service object without a bus. The
+// tests in tests/bus cover the bus interface that front ends see.
 #include "dbus/daemon_service.h"
 #include "halvex_desktop_daemon_adapter.h"
 #include "security/secure_caller_checker.h"

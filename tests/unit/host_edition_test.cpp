@@ -115,7 +115,7 @@ TEST_F(HostEdition, ALineOfMegabytesIsRead)
     EXPECT_TRUE(halvex::detectServerEdition());
 }
 
-TEST_F(HostEdition, TheGenerationIsZeroUntilItIsClassified)
+TEST_F(HostEdition, TheGenerationIsZeroUntilABuildWithALevelIsClassified)
 {
     EXPECT_EQ(halvex::hostGeneration, 0);
     host::writeFile(buildFile, "Build 20210801\n");
