@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stuck_ways.h"
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +12,7 @@
 #include <iterator>
 #include <linux/prctl.h>
 #include <sched.h>
+#include <string_view>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <thread>
@@ -99,7 +102,7 @@ void *reserve(std::size_t bytes, int protection)
 void *mapFile(const std::string &path, void *where, int flags)
 {
     const off_t offset = static_cast<off_t>(getpid() % 256) << 18U;
-    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    const int file = open(path.c_str(), O_RDWR); // stays open at exec: closing it never returns
     void *area = mmap(where, pageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | flags, file, offset);
     if (file < 0 || area == MAP_FAILED) {
         fail(path.c_str());
@@ -125,33 +128,107 @@ void *mapFile(const std::string &path, void *where, int flags)
     rest();
 }
 
-/// A thread waits for a page of the file, and holds the memory lock for reading meanwhile. The main
-/// thread waits for the same lock for writing, and all later readers queue up behind it.
-[[noreturn]] void holdMemoryLock(const std::string &path, int ready)
+/// A write to a page that never arrives, through /proc/self/mem. The kernel holds the mmap_lock for
+/// reading meanwhile.
+class BlockedWrite
 {
-    void *page = mapFile(path, nullptr, 0);
-    const int memory = open("/proc/self/mem", O_RDWR | O_CLOEXEC);
-    std::thread reader([=] {
-        char byte = 'x';
+public:
+    explicit BlockedWrite(const std::string &path)
+        : page(mapFile(path, nullptr, 0)), memory(open("/proc/self/mem", O_RDWR | O_CLOEXEC))
+    {}
+
+    void run() const
+    {
+        const char byte = 'x';
         static_cast<void>(
             pwrite(memory, &byte, 1, static_cast<off_t>(reinterpret_cast<std::uintptr_t>(page))));
-    });
-    tell(ready);
+    }
+
+private:
+    void *page;
+    int memory;
+};
+
+/// Takes the mmap_lock for writing again and again. While this waits for the lock, all other
+/// processes that take it wait too.
+[[noreturn]] void keepTakingMemoryLock()
+{
     for (;;) {
         munmap(reserve(pageBytes, PROT_READ), pageBytes);
     }
 }
 
+[[noreturn]] void holdMemoryLock(const std::string &path, int ready)
+{
+    std::thread writer(&BlockedWrite::run, BlockedWrite(path));
+    tell(ready);
+    keepTakingMemoryLock();
+}
+
+/// Starts a process that shares this process's memory and runs @p work. It is killed when this
+/// process exits.
+pid_t startWithSharedMemory(int (*work)(void *), void *argument)
+{
+    constexpr std::size_t stackBytes = 16 * pageBytes;
+    char *stack = static_cast<char *>(reserve(stackBytes, PROT_READ | PROT_WRITE));
+    const pid_t pid = clone(work, stack + stackBytes, CLONE_VM | SIGCHLD, argument);
+    if (pid < 0) {
+        fail("clone");
+    }
+    return pid;
+}
+
+/// Executes @p program once the process @p taker waits for the mmap_lock that it shares with this
+/// process.
+[[noreturn]] void executeDuringWait(pid_t taker, char *program)
+{
+    std::array<char, 64> path{};
+    std::array<char, 512> text{};
+    std::snprintf(path.data(), path.size(), "/proc/%d/stat", taker);
+    char *arguments[] = {program, nullptr};
+    char *environment[] = {nullptr};
+    execve("", arguments, environment); // fails; but the dynamic loader now knows the function
+    constexpr int enough = 10;
+    for (int waits = 0; waits < enough;) {
+        usleep(10000);
+        const int file = open(path.data(), O_RDONLY | O_CLOEXEC);
+        const ssize_t size = read(file, text.data(), text.size());
+        close(file);
+        const std::string_view status(text.data(),
+                                      static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+        waits = status.find(") D ") == std::string_view::npos ? 0 : waits + 1;
+    }
+    execve(program, arguments, environment);
+    fail(program);
+}
+
+/// Two other processes hold and take the mmap_lock of this process's memory. The kernel takes the
+/// exec_update_lock of a process and then waits for this lock.
+///
+/// From the first wait for the lock, this process must not take the lock itself: it uses only
+/// memory that it has touched, and functions that it has called.
 [[noreturn]] void holdExecLock(const std::string &path, std::string program, int ready)
 {
-    if (open(path.c_str(), O_RDONLY | O_CLOEXEC) < 0) {
-        fail(path.c_str());
-    }
+    // Later, execve() must not wait for the disk: waitsForLock() could not tell the difference.
+    std::ifstream file(program);
+    const std::string content((std::istreambuf_iterator<char>(file)), {});
+
+    BlockedWrite write(path);
+    const pid_t taker = startWithSharedMemory(
+        [](void *) -> int {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            keepTakingMemoryLock();
+        },
+        nullptr);
+    startWithSharedMemory(
+        [](void *blockedWrite) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            static_cast<const BlockedWrite *>(blockedWrite)->run();
+            return 0;
+        },
+        &write);
     tell(ready);
-    char *arguments[] = {program.data(), nullptr};
-    char *environment[] = {nullptr};
-    execve(program.c_str(), arguments, environment);
-    fail(program.c_str());
+    executeDuringWait(taker, program.data());
 }
 
 void pinToFirstProcessor()
@@ -198,20 +275,14 @@ void startBusyChild()
     }
 }
 
-/// Tells whether the process @p pid is blocked: it sleeps, and did not run between two looks at it.
-bool isBlocked(int pid)
+/// Tells whether the process @p pid waits for a lock of the kernel: its sleep is not interruptible,
+/// and it did not run between two looks at it.
+bool waitsForLock(int pid)
 {
     const std::string before = readProcessFile(pid, "status");
     usleep(50000);
-    return before.find("State:\tR") == std::string::npos &&
+    return before.find("State:\tD") != std::string::npos &&
            readProcessFile(pid, "status") == before;
-}
-
-/// Tells whether the process @p pid holds its exec lock and closes the close-on-exec descriptors.
-/// Its command line is empty from then on, until the new program's is known.
-bool isExecuting(int pid)
-{
-    return readProcessFile(pid, "cmdline").empty();
 }
 
 } // namespace
@@ -239,8 +310,5 @@ void getStuck(const std::string &way, const std::vector<std::string> &parameters
 
 bool isHeldUp(const std::string &way, int pid)
 {
-    if (way == "memory-lock") {
-        return isBlocked(pid);
-    }
-    return way != "exec-lock" || isExecuting(pid);
+    return (way != "memory-lock" && way != "exec-lock") || waitsForLock(pid);
 }
