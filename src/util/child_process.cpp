@@ -96,7 +96,7 @@ bool ChildProcess::watchForExit()
         return false;
     }
     exitNotice = openProcess(static_cast<pid_t>(processId()));
-    return exitNotice.isOpen() || errno == ESRCH; // ESRCH: it has exited, and Qt has reaped it
+    return exitNotice.isOpen() || errno == ESRCH; // ESRCH: Qt has reaped it
 }
 
 bool ChildProcess::settle()

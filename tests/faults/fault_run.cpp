@@ -177,7 +177,11 @@ QList<SeenCall> FaultRun::watchedCalls(const Scenario &scenario)
     EXPECT_TRUE(strace.watch(threads));
     const Outcome outcome = callOnce(scenario);
     const QList<SeenCall> calls = strace.finish();
-    EXPECT_EQ(outcome.reply, usualReply(scenario, scenario.role));
+    QString trace;
+    for (const SeenCall &call : calls) {
+        trace += call.text + '\n';
+    }
+    EXPECT_EQ(outcome.reply, usualReply(scenario, scenario.role)) << qPrintable(trace);
     return calls;
 }
 

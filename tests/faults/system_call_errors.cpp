@@ -139,7 +139,7 @@ const QList<Row> rows{
     {"openat", {}, "EACCES EINTR EIO ELOOP EMFILE ENFILE ENOENT ENOMEM ENOTDIR EPERM"},
     {"openat2", {FileKind::Proc}, "EACCES EINTR EMFILE ENFILE ENOENT ENOMEM EPERM ESRCH"},
     {"openat2", {}, "EACCES EAGAIN EINTR EIO ELOOP EMFILE ENFILE ENOENT ENOMEM ENOTDIR EPERM"},
-    {"pidfd_open", {}, "EMFILE ENFILE ENODEV ENOMEM ESRCH"},
+    {"pidfd_open", {}, "EINVAL EMFILE ENFILE ENODEV ENOMEM ESRCH"},
     {"pidfd_send_signal", {}, "EPERM ESRCH"},
     {"pipe2", {}, "EMFILE ENFILE"},
     {"poll", {}, "EINTR ENOMEM"},

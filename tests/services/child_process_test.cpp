@@ -7,14 +7,19 @@
 #include "support/host_files.h"
 #include "support/process_resources.h"
 #include "support/stand_in.h"
+#include "support/wait_for.h"
+#include "util/child_process.h"
 #include "util/command_runner.h"
 
 #include <gmock/gmock.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstring>
+#include <dlfcn.h>
 #include <functional>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -118,6 +123,26 @@ ssize_t read(int file, void *buffer, size_t size)
 pid_t wait4(pid_t pid, int *status, int options, rusage *usage) noexcept
 {
     return pid_t(callUnlessItFails(SYS_wait4, pid, status, options, usage));
+}
+
+/// As in the kernel 6.1, a pidfd of a reaped process whose group still exists fails with EINVAL.
+long syscall(long number, ...) noexcept
+{
+    static const auto original = reinterpret_cast<decltype(&syscall)>(dlsym(RTLD_NEXT, "syscall"));
+    va_list list;
+    va_start(list, number);
+    std::array<long, 6> arguments{};
+    for (long &argument : arguments) {
+        argument = va_arg(list, long);
+    }
+    va_end(list);
+    const long result = original(number, arguments[0], arguments[1], arguments[2], arguments[3],
+                                 arguments[4], arguments[5]);
+    if (number == SYS_pidfd_open && result < 0 && errno == ESRCH) {
+        const bool hasGroup = kill(-static_cast<pid_t>(arguments[0]), 0) == 0;
+        errno = hasGroup ? EINVAL : ESRCH;
+    }
+    return result;
 }
 
 int waitid(idtype_t type, id_t id, siginfo_t *info, int options)
@@ -256,6 +281,20 @@ TEST_F(ChildProcess, AFailureToReapAffectsOnlyOneCall)
 {
     // Qt forgets this child and leaks the pipe that would have reported the child's exit.
     failEach(SYS_wait4, {EINTR}, 1);
+}
+
+TEST_F(ChildProcess, AShellThatHasBeenReapedSucceedsAndLeavesItsJobAlone)
+{
+    halvex::ChildProcess shell;
+    ASSERT_TRUE(
+        shell.startCapturing("/bin/sh", {"-c", "sleep 3600 & echo job"}, QIODevice::ReadOnly));
+    ASSERT_TRUE(shell.waitForStarted());
+    const auto pid = static_cast<pid_t>(shell.processId());
+    ASSERT_TRUE(waitFor([pid] { return kill(pid, 0) != 0; }));
+    EXPECT_TRUE(shell.waitForExit(patienceMs));
+    EXPECT_EQ(shell.standardOutput(), "job\n");
+    shell.close();
+    EXPECT_EQ(kill(-pid, SIGKILL), 0) << "the job has been killed before";
 }
 
 TEST_F(ChildProcess, AShortageOfDescriptorsAffectsOnlyOneCall)
