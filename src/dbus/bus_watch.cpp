@@ -13,7 +13,7 @@ namespace {
 
 constexpr qint64 answerTimeoutMs = 5000;
 /// If the daemon was stopped by SIGSTOP, the time-out has passed when it continues, although the
-/// answer may have arrived. So one check is not enough.
+/// answer may have arrived. So one check or one tick is not enough.
 constexpr int minChecks = 3;
 
 } // namespace
@@ -37,8 +37,9 @@ BusWatch::BusWatch(QDBusConnection bus) : connection(std::move(bus))
 {
     tick.setInterval(std::chrono::seconds(1));
     // The event loop serves all queued messages before a timer. So at a tick, the answer to the
-    // ping has not arrived. Without this rule, a user could make one accepted call after the other
-    // while the bus does not read from the daemon, and the time in these calls would never count.
+    // ping has not arrived. Such a tick counts even if the time was spent in accepted calls.
+    // Otherwise a user could make one accepted call after the other while the bus does not read
+    // from the daemon, and the daemon would never ask for a restart.
     QObject::connect(&tick, &QTimer::timeout, this, [this] {
         if (sincePing.isValid() && sincePing.elapsed() > answerTimeoutMs) {
             ++lateTicks;

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Checks whether the daemon still receives messages from the bus in time. Three things can prevent
-// this: the connection is lost, the thread that reads the bus hangs, or so many messages are queued
-// that serving them takes minutes, even after their sender has left the bus. In each of these
+// Checks whether the daemon and the bus still read each other's messages in time. Four things can
+// prevent this: the connection is lost, the thread that reads the bus hangs, so many messages are
+// queued that serving them takes minutes, even after their sender has left the bus, or the bus does
+// not read from the daemon, because receivers do not read the daemon's replies. In each of these
 // cases, a restarted daemon serves callers sooner.
 #pragma once
 
@@ -45,8 +46,9 @@ public:
     ///
     /// @return false if the connection is lost, or if the ping timed out: at least minChecks checks
     ///         found no answer, and answerTimeoutMs has passed. The time that was spent in accepted
-    ///         calls does not count, unless the answer is missing although no message is queued.
-    ///         Always true while a call is being served.
+    ///         calls does not count. But the ping also times out if minChecks ticks after
+    ///         answerTimeoutMs found no message in the queue. Always true while a call is being
+    ///         served.
     [[nodiscard]] bool check();
 
 private:

@@ -37,10 +37,12 @@ int main(int argc, char **argv)
         // claiming the name below fails, and the daemon exits there.
         QCoreApplication::exit(1);
     }
-    if (!service->isAnsweredByTheBus() || !bus.registerService(halvex::busName)) {
-        halvex::pingOwner(bus, halvex::busName, halvex::objectPath);
-        // The contract with the front ends requires the error of a new connection here, not that of
-        // the failed claim.
+    const bool isAnswered = service->isAnsweredByTheBus();
+    if (!isAnswered || !bus.registerService(halvex::busName)) {
+        if (isAnswered) {
+            halvex::pingOwner(bus, halvex::busName, halvex::objectPath);
+        }
+        // The message has always had the error of a new connection, not that of the failed claim.
         const auto fresh =
             QDBusConnection::connectToBus(QDBusConnection::SystemBus, halvex::busName);
         qDebug() << fresh.lastError().message() << Qt::endl;

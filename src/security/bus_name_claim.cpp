@@ -22,10 +22,11 @@ bool claimBusName(QDBusConnectionInterface &bus, const QString &name)
 void pingOwner(const QDBusConnection &bus, const QString &name, const QString &path)
 {
     constexpr int timeoutMs = 1000;
+    QDBusMessage ping =
+        QDBusMessage::createMethodCall(name, path, "org.freedesktop.DBus.Peer", "Ping");
+    ping.setAutoStartService(false);
     // The answer does not matter: a living owner keeps the name.
-    static_cast<void>(
-        bus.call(QDBusMessage::createMethodCall(name, path, "org.freedesktop.DBus.Peer", "Ping"),
-                 QDBus::Block, timeoutMs));
+    static_cast<void>(bus.call(ping, QDBus::Block, timeoutMs));
 }
 
 } // namespace halvex

@@ -18,9 +18,10 @@ namespace halvex {
 /// Pings the object @p path of the owner of the name @p name. Waits for the answer for a second at
 /// most.
 ///
-/// This frees the name if its owner has exited, but the bus has not noticed it. The bus stops
-/// reading from a connection while too many messages of that connection wait for receivers that do
-/// not read them. The bus then notices the exit only when it writes to the connection.
+/// If the owner has exited and the bus has not noticed this, the ping makes the bus notice it and
+/// free the name. The bus stops reading from a connection while too many messages of that
+/// connection wait for receivers that do not read them. It then notices the exit of the process
+/// only when it writes to the connection.
 void pingOwner(const QDBusConnection &bus, const QString &name, const QString &path);
 
 } // namespace halvex

@@ -92,7 +92,7 @@ int SecureCallerChecker::verifyCaller(const QDBusMessage &message,
     if (!checkCallerEnvironment(pid)) {
         return refused;
     }
-    // The contract with the front ends requires this request. Its reply is not used, because
+    // This request is part of the gate's fixed sequence. Its reply is not used, because
     // isPrivilegedCaller() makes the same request again. So do not wait for it. Both requests are
     // made for every caller who was not refused above, also for a method that only reads.
     static_cast<void>(bus->asyncCall("GetConnectionUnixUser", sender));

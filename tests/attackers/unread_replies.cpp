@@ -5,11 +5,12 @@
 //   unread-replies
 //       calls Introspect through two connections, which never read the replies. Prints "piled up"
 //       once a third connection gets no answer any more. Then stays on the bus without sending
-//       anything. Exits with 2 if every call is answered.
+//       anything. Exits with 2 if every call is answered, or if a call fails otherwise.
 #include "bus_message.h"
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 namespace {
@@ -25,8 +26,13 @@ bool isAnswered(DBusConnection *bus, DBusMessage *call)
     // Shorter than the time after which the daemon asks for a restart.
     constexpr int timeoutMs = 2000;
     const Message copy(dbus_message_copy(call));
+    DBusError error = DBUS_ERROR_INIT;
     const Message reply(
-        dbus_connection_send_with_reply_and_block(bus, copy.get(), timeoutMs, nullptr));
+        dbus_connection_send_with_reply_and_block(bus, copy.get(), timeoutMs, &error));
+    if (reply == nullptr && !dbus_error_has_name(&error, DBUS_ERROR_NO_REPLY)) {
+        std::fprintf(stderr, "unread-replies: %s\n", error.message);
+        std::exit(2);
+    }
     return reply != nullptr;
 }
 

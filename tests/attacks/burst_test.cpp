@@ -71,8 +71,8 @@ TEST_F(Burst, OfCallsWhoseRepliesStayUnreadEndsWithANewDaemon)
     const int oldPid = daemonPid();
     QProcess &sender = attackers.start({"unread-replies"}, user::ordinary);
     ASSERT_EQ(linesUntil(sender, "piled up", patienceMs), QStringList());
-    // Call nobody before the daemon owns its name. A message to the name would make the bus notice
-    // that the process of the old owner has exited.
+    // Send nothing to the name until a new daemon owns it: any message to the name would make the
+    // bus notice that the old owner has exited.
     EXPECT_TRUE(waitFor([oldPid] {
         const int owner = ownerOfName();
         return owner != 0 && owner != oldPid && owner == daemonPid();

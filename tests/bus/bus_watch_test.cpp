@@ -36,18 +36,6 @@ protected:
         return message;
     }
 
-    /// Whether the daemon has already asked the service manager to end the daemon, by the message
-    /// WATCHDOG=trigger.
-    [[nodiscard]] bool asksForItsEnd() const
-    {
-        bool asks = false;
-        for (QByteArray message = manager.nextMessage(0); !message.isEmpty();
-             message = manager.nextMessage(0)) {
-            asks = asks || message == "WATCHDOG=trigger";
-        }
-        return asks;
-    }
-
     /// Makes each call take 0.4 seconds in the gate, and logs when it begins and ends there.
     static void slowTheGateDown()
     {
@@ -124,15 +112,15 @@ TEST_F(BusWatch, ADaemonWithAQueueOfRefusedCallsAsksForItsEndBetweenTwoCalls)
     bool hasAsked = false;
     for (int begun = 1; begun < calls && !hasAsked; ++begun) {
         ASSERT_TRUE(waitFor([&] {
-            hasAsked = hasAsked || asksForItsEnd();
+            hasAsked = hasAsked || manager.isAskedForRestart();
             return hasAsked || noted("begin") == begun;
         }));
         // The call has begun, so all messages that the daemon sent before it have arrived. Take
         // them.
-        hasAsked = hasAsked || asksForItsEnd();
+        hasAsked = hasAsked || manager.isAskedForRestart();
         if (!hasAsked) {
             QThread::msleep(400); // time in which the daemon could ask
-            EXPECT_FALSE(asksForItsEnd()) << "the daemon asks in the middle of a call";
+            EXPECT_FALSE(manager.isAskedForRestart()) << "the daemon asks in the middle of a call";
             host::writeFile("/run/gate", "\n");
         } else {
             EXPECT_GT(begun, 1);

@@ -65,8 +65,9 @@ const char *const changeErrors = "EACCES EDQUOT EIO ENOENT ENOMEM ENOSPC EPERM E
 const char *const descriptorErrors = "EMFILE ENFILE ENOMEM";
 
 /// The first row that matches applies. Two groups of errors are left out: those of wrong arguments
-/// (EBADF, EFAULT and, except for readlink, EINVAL), and those of stream sockets whose other end is
-/// closed (ECONNRESET, EPIPE, ENOTCONN). Another test covers the loss of the bus.
+/// (EBADF, EFAULT and, except for pidfd_open and readlink, EINVAL), and those of stream sockets
+/// whose other end is closed (ECONNRESET, EPIPE, ENOTCONN). Another test covers the loss of the
+/// bus.
 const QList<Row> rows{
     {"access", {FileKind::Proc}, procErrors},
     {"access", {}, pathErrors},

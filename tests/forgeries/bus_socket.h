@@ -44,8 +44,8 @@ public:
 
     void send(const std::string &bytes) const;
 
-    /// The next line of the authentication, including its line feed; empty when the other
-    /// side has closed the connection.
+    /// The next line of the authentication, including its line feed; empty when the other side has
+    /// closed the connection.
     [[nodiscard]] std::string receiveLine() const;
 
     /// The next message from the bus; null when the bus has closed the connection.

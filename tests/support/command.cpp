@@ -10,7 +10,7 @@ namespace host {
 namespace {
 
 /// A command may consist of thousands of short steps, such as random calls.
-constexpr int longestRunMs = 3 * patienceMs;
+constexpr int maxRunMs = 3 * patienceMs;
 
 } // namespace
 
@@ -23,7 +23,7 @@ CommandResult run(const QStringList &command, const QStringList &environment,
     process.write(input);
     process.closeWriteChannel();
     CommandResult result;
-    if (process.waitForFinished(longestRunMs) && process.exitStatus() == QProcess::NormalExit) {
+    if (process.waitForFinished(maxRunMs) && process.exitStatus() == QProcess::NormalExit) {
         result.exitCode = process.exitCode();
     }
     result.output = process.readAllStandardOutput();

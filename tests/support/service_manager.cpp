@@ -29,3 +29,12 @@ QByteArray ServiceManager::nextMessage(int timeoutMs) const
     const auto length = recv(socket.get(), message.data(), message.size(), 0);
     return {message.data(), static_cast<int>(length)};
 }
+
+bool ServiceManager::isAskedForRestart() const
+{
+    bool isAsked = false;
+    for (QByteArray message = nextMessage(0); !message.isEmpty(); message = nextMessage(0)) {
+        isAsked = isAsked || message == "WATCHDOG=trigger";
+    }
+    return isAsked;
+}

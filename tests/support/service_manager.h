@@ -22,6 +22,10 @@ public:
     /// a few messages that have not been taken.
     [[nodiscard]] QByteArray nextMessage(int timeoutMs = patienceMs) const;
 
+    /// Takes all messages that have arrived. Returns whether the daemon asks for a restart by one
+    /// of them, WATCHDOG=trigger.
+    [[nodiscard]] bool isAskedForRestart() const;
+
 private:
     halvex::FileDescriptor socket;
 };
