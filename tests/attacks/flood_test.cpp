@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Messages that fill the queues of the daemon's connections at the bus. The bus drops its own
-// answers to a connection whose queue is full. The bus policy denies some of these messages, but it
-// is overridden here, so that the daemon itself must withstand them.
+// answers to a connection whose queue is full.
 #include "attacks/attacked_host.h"
 #include "support/host_files.h"
 #include "support/process_resources.h"
@@ -32,25 +31,23 @@ void PrintTo(const Flood &flood, std::ostream *stream)
     *stream << flood.name;
 }
 
-class FloodedGate : public AttackedHost, public testing::WithParamInterface<Flood>
+class FloodedDaemon : public AttackedHost
 {
 protected:
     void SetUp() override
     {
         AttackedHost::SetUp();
         host::writeFile(notifyPath, notifySettings);
-        overridePolicy();
     }
 
-    /// Makes a stranger send large messages through six connections. Returns when each has sent
-    /// some.
-    QProcess &startFlood(int seconds)
+    /// Makes a stranger send large messages through six connections, until the flood is killed.
+    /// Returns when each has sent some.
+    QProcess &startFlood(QStringList options)
     {
-        QStringList options = GetParam().options;
         options.replaceInStrings("PID", QString::number(daemon.processId()));
         QProcess &flood = attackers.start(QStringList{"flood", "--large", "1", "--connections",
                                                       QString::number(connections), "--seconds",
-                                                      QString::number(seconds)} +
+                                                      QString::number(longerThanATest)} +
                                               options,
                                           user::ordinary);
         for (int i = 0; i < connections; ++i) {
@@ -68,14 +65,14 @@ protected:
 
     [[nodiscard]] int peakMemory() const { return memoryOf(daemon.processId(), "VmHWM"); }
 
-    /// Starts a caller that cannot be read, and stops the daemon while the gate reads it. If the
-    /// gate gives up reading before, tries it with another caller.
-    QProcess &stopDaemonDuringReading()
+    /// Starts a caller of the user @p uid that cannot be read, and stops the daemon while the gate
+    /// reads it. If the gate gives up reading before, tries it with another caller.
+    QProcess &stopDaemonDuringReading(unsigned uid)
     {
         constexpr int attempts = 10;
         const auto daemonId = static_cast<pid_t>(daemon.processId());
         for (int i = 1;; ++i) {
-            QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1);
+            QProcess &caller = startCaller({"memory-lock", Attackers::hangingFile()}, 1, uid);
             EXPECT_EQ(linesUntil(caller, "calling", patienceMs), QStringList());
             EXPECT_TRUE(waitFor([i] {
                 return stateOf("halvex-gate") == 'D' || countOfMessages("file.read failed") == i;
@@ -112,12 +109,41 @@ protected:
         return host::readFile("/run/daemon.err").count(message);
     }
 
-    QProcess &startCaller(const QStringList &way, int calls)
+    QProcess &startCaller(const QStringList &way, int calls, unsigned uid)
     {
         return attackers.startAsFrontEnd(
             QStringList{"stuck-process"} + way +
                 QStringList{"--", QString::number(calls), "setNotifyConfig", "1", "2", "3"},
-            user::ordinary);
+            uid);
+    }
+
+    /// Makes a caller of the user @p uid call while a flood of messages with @p options begins.
+    /// When it begins, the gate has only the answer to its question about the process id. It asks
+    /// the other questions during the flood.
+    ///
+    /// @return the answer
+    QStringList callDuringFlood(const QStringList &options, unsigned uid)
+    {
+        QProcess &file = attackers.startHangingFile(uid);
+        QProcess &caller = stopDaemonDuringReading(uid);
+        EXPECT_EQ(stateOf("halvex-gate"), 'D')
+            << "the gate has given up each caller before the flood";
+        const int before = peakMemory();
+        QProcess &flood = startFlood(options);
+        file.kill(); // From here on the caller can be read.
+        EXPECT_TRUE(waitFor([] { return stateOf("halvex-gate") == 'S'; }));
+        kill(static_cast<pid_t>(daemon.processId()), SIGCONT);
+        expectFloodArrives(before);
+        QStringList answers = linesUntil(caller, "done", answerMs);
+        if (answers.contains("no done")) {
+            ADD_FAILURE() << "the gate does not give up a question within seconds";
+            flood.waitForFinished(secondQuestionMs);
+            flood.kill();
+            answers = linesUntil(caller, "done", patienceMs);
+        }
+        EXPECT_EQ(countOfMessages("environVars ("), 1)
+            << "the gate has not read the caller, so it has not asked the other questions";
+        return answers;
     }
 
     static void expectOnlyRefusals(const QStringList &answers)
@@ -139,40 +165,40 @@ protected:
     static constexpr int secondQuestionMs = 25000;
 };
 
-// While the gate reads the caller, it already has the answer to its question about the process id.
-// It asks the other questions during the flood.
+TEST_F(FloodedDaemon, MakesAnAdministratorsChange)
+{
+    EXPECT_EQ(callDuringFlood({"--member", "setNotifyConfig", "1", "2"}, user::root),
+              QStringList{"status 0"});
+    EXPECT_NE(host::readFile(notifyPath), notifySettings);
+}
+
+/// A daemon that also receives the messages that the bus policy denies, and must withstand them.
+class FloodedGate : public FloodedDaemon, public testing::WithParamInterface<Flood>
+{
+protected:
+    void SetUp() override
+    {
+        FloodedDaemon::SetUp();
+        overridePolicy();
+    }
+};
+
 TEST_P(FloodedGate, RefusesAnOrdinaryUserIfTheFloodBeginsWhileItReadsTheCaller)
 {
-    QProcess &file = attackers.startHangingFile(user::ordinary);
-    QProcess &caller = stopDaemonDuringReading();
-    ASSERT_EQ(stateOf("halvex-gate"), 'D') << "the gate has given up each caller before the flood";
-    const int before = peakMemory();
-    QProcess &flood = startFlood(longerThanATest);
-    file.kill(); // From here on the caller can be read.
-    ASSERT_TRUE(waitFor([this] { return stateOf("halvex-gate") == 'S'; }));
-    kill(static_cast<pid_t>(daemon.processId()), SIGCONT);
-    expectFloodArrives(before);
-    QStringList answers = linesUntil(caller, "done", answerMs);
-    if (answers.contains("no done")) {
-        ADD_FAILURE() << "the gate does not give up a question within seconds";
-        flood.waitForFinished(secondQuestionMs);
-        flood.kill();
-        answers = linesUntil(caller, "done", patienceMs);
-    }
+    const QStringList answers = callDuringFlood(GetParam().options, user::ordinary);
     EXPECT_EQ(answers.size(), 1) << qPrintable(answers.join(" "));
     expectOnlyRefusals(answers);
-    EXPECT_EQ(countOfMessages("environVars ("), 1)
-        << "the gate has not read the caller, so it has not asked the other questions";
 }
 
 TEST_P(FloodedGate, RefusesAnOrdinaryUserAtEveryMoment)
 {
     const int before = peakMemory();
-    QProcess &flood = startFlood(10);
+    QProcess &flood = startFlood(GetParam().options);
     expectFloodArrives(before);
-    QProcess &caller = startCaller({"waiting"}, 200);
-    flood.waitForFinished(patienceMs);
+    QProcess &caller = startCaller({"waiting"}, 200, user::ordinary);
     QStringList answers = linesUntil(caller, "done", patienceMs);
+    EXPECT_EQ(flood.state(), QProcess::Running);
+    flood.kill();
     ASSERT_EQ(answers.takeFirst(), "calling");
     EXPECT_EQ(answers.size(), 200);
     expectOnlyRefusals(answers);

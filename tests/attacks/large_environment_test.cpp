@@ -32,7 +32,7 @@ TEST_F(LargeEnvironment, IsRefusedAndNotKeptInMemory)
     EXPECT_LT(memoryOf(daemon.processId(), "VmHWM"), maxMemoryKib);
 }
 
-TEST_F(LargeEnvironment, OfGigabytesIsRefusedAtOnce)
+TEST_F(LargeEnvironment, OfGigabytesIsRefusedAndNotKeptInMemory)
 {
     // If the daemon kept the environment nevertheless, this limit would protect the tests that run
     // beside this one.

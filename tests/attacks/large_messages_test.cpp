@@ -39,13 +39,14 @@ protected:
     }
 
     /// Waits until the daemon, whose gate is blocked, has read all that it reads in this state.
+    /// These are messages of more than 63 MiB, which need several times as much memory.
     void awaitMessages() const
     {
         EXPECT_TRUE(waitFor([this] {
             const auto pid = static_cast<pid_t>(daemon.processId());
             const auto before = processorTime(pid);
             QThread::msleep(500);
-            return processorTime(pid) == before && mebibytes("VmRSS") > 100;
+            return processorTime(pid) == before && mebibytes("VmRSS") > 400;
         })) << mebibytes("VmRSS");
     }
 

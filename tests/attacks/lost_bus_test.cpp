@@ -58,7 +58,9 @@ TEST_F(LostBus, ADaemonWhoseBusThreadIsStoppedIsRestarted)
     QProcess stopper;
     stopper.start(ATTACKERS "/stop-thread", {QString::number(thread)});
     ASSERT_EQ(linesUntil(stopper, "stopped", patienceMs), QStringList());
+    ASSERT_EQ(daemonPid(), pid);
     expectItIsBack();
+    EXPECT_TRUE(journal().contains("result 'watchdog'")) << journal().toStdString();
     stopper.kill();
     stopper.waitForFinished();
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A build by plain cmake, without a preset.
+// A build by plain cmake, without a preset, and the tests that it has.
 #include "support/command.h"
 #include "support/host_files.h"
 
@@ -93,6 +93,16 @@ TEST(PlainBuild, RepeatsNoFlagThatTheBuilderHasSet)
     for (const char *flag : {"-z,relro", "-z,now"}) {
         EXPECT_EQ(linkingOfTheDaemon(commands).count(flag), 1) << flag;
     }
+}
+
+TEST(PlainTests, PassWithoutRoot)
+{
+    // An ordinary user may not be able to enter the directory of the build.
+    const QString program = "/srv/plain-tests";
+    host::writeFile(program, host::readFile(BUILD "/tests/plain-tests"), 0755);
+    const auto result = host::run({"setpriv", "--reuid", "65534", "--regid", "65534",
+                                   "--clear-groups", program, "--gtest_shuffle"});
+    EXPECT_EQ(result.exitCode, 0) << result.output.constData();
 }
 
 } // namespace

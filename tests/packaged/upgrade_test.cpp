@@ -128,7 +128,10 @@ TEST_F(Upgrade, AnswersACallerWhoCallsAllTheTime)
     installPackage();
     ASSERT_TRUE(waitFor([this] { return daemonPid() != 0 && daemonPid() != oldPid; }));
     poller.readAllStandardOutput();
-    ASSERT_TRUE(poller.waitForReadyRead(patienceMs)) << "the new daemon does not answer";
+    EXPECT_TRUE(waitFor([&] {
+        poller.waitForReadyRead(100);
+        return parseReply(poller.readLine()) == (Reply{0, {"30"}});
+    })) << "the new daemon does not answer";
     poller.kill();
     poller.waitForFinished();
     expectTodaysPackage();
