@@ -11,8 +11,8 @@
 ///   environment BYTES        its environment is BYTES of memory that was never touched
 ///   environment-of FILE      its environment extends into FILE, whose pages never arrive
 ///   memory-lock FILE         it waits for a page of FILE, and holds its mmap_lock meanwhile
-///   exec-lock FILE PROGRAM   it executes PROGRAM, and holds its exec_update_lock while it waits for
-///                            the mmap_lock, which another process holds as above
+///   exec-lock FILE PROGRAM   it executes PROGRAM, and holds its exec_update_lock while it waits
+///                            for the mmap_lock, which another process holds as above
 ///   starved GIB              it keeps changing the protection of GIB GiB of memory, while other
 ///                            processes take its processor time
 ///   waiting                  it only waits, and other processes can examine it
