@@ -313,14 +313,14 @@ TEST_F(InstalledHost, SystemdFindsNothingWrongWithTheUnit)
     EXPECT_EQ(host::run({"systemd-analyze", "security", "--threshold=80", unit}).exitCode, 0);
 }
 
-// If the daemon's unit reached a limit of tasks, a status tool that starts another program would
-// fail. The daemon would take this as the answer that the administrator roles are not separated.
 TEST_F(InstalledHost, PassesThePackagesOwnTest)
 {
     ASSERT_TRUE(QFile::remove("/usr/sbin/halvex-desktop"));
     mustRun({SOURCE "/debian/tests/callers"});
 }
 
+// If the daemon's unit reached a limit of tasks, a status tool that starts another program would
+// fail. The daemon would take this as the answer that the administrator roles are not separated.
 TEST_F(InstalledHost, TheUnitHasNoLimitOfTasks)
 {
     EXPECT_EQ(show("TasksMax"), "infinity");
