@@ -97,8 +97,8 @@ void *reserve(std::size_t bytes, int protection)
     return area;
 }
 
-/// Maps a page of the file. The process id selects the page, so that no two processes wait for the
-/// same one.
+/// Maps a page of the file. The process id selects one of 256 pages, so that processes that start
+/// one after the other wait for different pages.
 void *mapFile(const std::string &path, void *where, int flags)
 {
     const off_t offset = static_cast<off_t>(getpid() % 256) << 18U;
