@@ -52,7 +52,8 @@ TEST(LeftBehind, AnotherProgramWithTheWorkersNameIsNotFound)
     QProcess program;
     program.start("/srv/halvex-test", {"infinity"});
     ASSERT_TRUE(program.waitForStarted());
-    ASSERT_EQ(host::readFile(QString("/proc/%1/comm").arg(program.processId())), "halvex-test\n");
+    const QString comm = QString("/proc/%1/comm").arg(program.processId());
+    ASSERT_TRUE(waitFor([&] { return host::readFile(comm) == "halvex-test\n"; }));
     EXPECT_EQ(found(), 0U);
     program.kill();
     program.waitForFinished();
